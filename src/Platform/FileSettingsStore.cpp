@@ -1,0 +1,164 @@
+#include "Platform/FileSettingsStore.h"
+
+#include "Platform/Files.h"
+#include "Platform/SystemLog.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QLockFile>
+#include <sys/stat.h>
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+std::optional<SettingValue> fromJson(const QJsonValue &json)
+{
+    switch (json.type()) {
+    case QJsonValue::Bool:
+        return SettingValue(json.toBool());
+    case QJsonValue::Double: {
+        const QVariant number = json.toVariant();
+        if (number.typeId() == QMetaType::LongLong)
+            return SettingValue(qint64(number.toLongLong()));
+        return SettingValue(json.toDouble());
+    }
+    case QJsonValue::String:
+        return SettingValue(json.toString());
+    case QJsonValue::Object:
+        if (const auto date = dateFromLooseISOText(json[u"date"].toString()))
+            return SettingValue(*date);
+        return std::nullopt;
+    default:
+        return std::nullopt;
+    }
+}
+
+QJsonValue toJson(const SettingValue &value)
+{
+    return std::visit(
+        [](const auto &v) -> QJsonValue {
+            using T = std::decay_t<decltype(v)>;
+            if constexpr (std::is_same_v<T, Date>)
+                return QJsonObject{{u"date"_s, isoText(v)}};
+            else
+                return QJsonValue(v);
+        },
+        value);
+}
+
+} // namespace
+
+bool SettingsStore::flagOr(const QString &key, bool fallback) const
+{
+    const auto found = value(key);
+    const bool *flag = found ? std::get_if<bool>(&*found) : nullptr;
+    return flag ? *flag : fallback;
+}
+
+qint64 SettingsStore::integerOr(const QString &key, qint64 fallback) const
+{
+    const auto found = value(key);
+    const qint64 *number = found ? std::get_if<qint64>(&*found) : nullptr;
+    return number ? *number : fallback;
+}
+
+double SettingsStore::realOr(const QString &key, double fallback) const
+{
+    const auto found = value(key);
+    if (!found)
+        return fallback;
+    if (const double *number = std::get_if<double>(&*found))
+        return *number;
+    const qint64 *number = std::get_if<qint64>(&*found);
+    return number ? static_cast<double>(*number) : fallback;
+}
+
+QString SettingsStore::text(const QString &key) const
+{
+    const auto found = value(key);
+    const QString *text = found ? std::get_if<QString>(&*found) : nullptr;
+    return text ? *text : QString();
+}
+
+std::optional<Date> SettingsStore::date(const QString &key) const
+{
+    const auto found = value(key);
+    const Date *date = found ? std::get_if<Date>(&*found) : nullptr;
+    return date ? std::optional(*date) : std::nullopt;
+}
+
+FileSettingsStore::FileSettingsStore(QString path)
+    : m_path(std::move(path))
+{
+}
+
+FileSettingsStore::Stamp FileSettingsStore::stampOnDisk() const
+{
+    struct stat info = {};
+    if (::stat(QFile::encodeName(m_path).constData(), &info) != 0)
+        return {};
+    return {qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec, qint64(info.st_size), quint64(info.st_ino)};
+}
+
+void FileSettingsStore::refresh() const
+{
+    const Stamp stamp = stampOnDisk();
+    if (stamp == m_stamp)
+        return;
+    m_stamp = stamp;
+    const auto bytes = readFile(m_path);
+    const auto document = bytes ? QJsonDocument::fromJson(*bytes) : QJsonDocument();
+    // A torn or foreign file must not switch every setting to its default while the program runs.
+    if (document.isObject())
+        m_values = document.object();
+    else if (!bytes)
+        m_values = {};
+}
+
+std::optional<SettingValue> FileSettingsStore::value(const QString &key) const
+{
+    const QMutexLocker lock(&m_mutex);
+    refresh();
+    const auto it = m_values.constFind(key);
+    return it == m_values.constEnd() ? std::nullopt : fromJson(*it);
+}
+
+QStringList FileSettingsStore::keys() const
+{
+    const QMutexLocker lock(&m_mutex);
+    refresh();
+    return m_values.keys();
+}
+
+void FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
+{
+    const QMutexLocker lock(&m_mutex);
+    // Another process (the command line, a second user session) may write too: re-read under a lock file.
+    [[maybe_unused]] const auto folder = makeFolder(QFileInfo(m_path).path());
+    QLockFile fileLock(m_path + u".lock"_s);
+    fileLock.tryLock(2000);
+    refresh();
+    QJsonObject values = m_values;
+    edit(values);
+    if (values == m_values)
+        return;
+    m_values = values;
+    if (const auto written = writeFileAtomically(m_path, QJsonDocument(values).toJson()); !written)
+        systemLog(u"Keelhaven: settings not saved: %1"_s.arg(written.error().message()));
+    m_stamp = stampOnDisk();
+}
+
+void FileSettingsStore::set(const QString &key, const SettingValue &value)
+{
+    change([&](QJsonObject &values) { values.insert(key, toJson(value)); });
+}
+
+void FileSettingsStore::remove(const QString &key)
+{
+    change([&](QJsonObject &values) { values.remove(key); });
+}
+
+} // namespace Keelhaven

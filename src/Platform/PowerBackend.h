@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QString>
+#include <cstdint>
+
+namespace Keelhaven {
+
+/// Takes and releases holds against the machine going to sleep or the display going dark.
+class PowerBackend
+{
+public:
+    enum class Hold { System, Display };
+
+    virtual ~PowerBackend() = default;
+
+    /// A non-zero id of the hold, or 0 when none could be taken.
+    [[nodiscard]] virtual std::uint32_t take(Hold hold, const QString &reason) = 0;
+    virtual void drop(std::uint32_t id) = 0;
+};
+
+/// The answer where no power manager exists: no hold.
+class NoPowerBackend : public PowerBackend
+{
+public:
+    [[nodiscard]] std::uint32_t take(Hold, const QString &) override { return 0; }
+    void drop(std::uint32_t) override {}
+};
+
+} // namespace Keelhaven

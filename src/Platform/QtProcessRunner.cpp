@@ -1,0 +1,159 @@
+#include "Platform/QtProcessRunner.h"
+
+#include "Platform/OneShot.h"
+
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTimer>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QProcessEnvironment environmentOf(const ProcessSpec &spec)
+{
+    auto environment = QProcessEnvironment::systemEnvironment();
+    for (const auto &[name, value] : spec.environment.asKeyValueRange()) {
+        if (value)
+            environment.insert(name, *value);
+        else
+            environment.remove(name);
+    }
+    return environment;
+}
+
+/// QProcess only finds out that a program is missing after its own time-out, so look first.
+QString executablePath(const ProcessSpec &spec)
+{
+    if (spec.program.contains(u'/'))
+        return QFileInfo(spec.program).isExecutable() ? spec.program : QString();
+    const auto path = environmentOf(spec).value(u"PATH"_s);
+    return QStandardPaths::findExecutable(spec.program, path.split(u':', Qt::SkipEmptyParts));
+}
+
+/// One child with its output and its race between end and time-out. Deletes itself when the process is gone.
+class Child : public QObject
+{
+public:
+    Child(const ProcessSpec &spec, const QString &program)
+        : m_limit(spec.outputLimit)
+    {
+        m_process.setProcessEnvironment(environmentOf(spec));
+        if (!spec.workingDirectory.isEmpty())
+            m_process.setWorkingDirectory(spec.workingDirectory);
+        m_process.setProcessChannelMode(spec.errors == ProcessSpec::Errors::Merge ? QProcess::MergedChannels : QProcess::SeparateChannels);
+        if (spec.errors == ProcessSpec::Errors::Discard)
+            m_process.setStandardErrorFile(QProcess::nullDevice());
+        if (spec.input.isEmpty())
+            m_process.setStandardInputFile(QProcess::nullDevice());
+        const pid_t parent = ::getpid();
+        m_process.setChildProcessModifier([parent] {
+            ::setsid();
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (::getppid() != parent)
+                ::_exit(127);
+        });
+        connect(&m_process, &QProcess::readyReadStandardOutput, this, [this] { drain(); });
+        connect(&m_process, &QProcess::readyReadStandardError, this, [this] { drain(); });
+        connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+            if (error == QProcess::FailedToStart)
+                end(ProcessResult::Kind::CannotStart);
+        });
+        connect(&m_process, &QProcess::finished, this, [this](int, QProcess::ExitStatus status) {
+            end(status == QProcess::NormalExit ? ProcessResult::Kind::Exited : ProcessResult::Kind::Crashed);
+        });
+        connect(&m_timer, &QTimer::timeout, this, [this] { timedOut(); });
+        m_process.start(program, spec.arguments);
+        m_timer.setSingleShot(true);
+        m_timer.start(spec.timeout);
+        if (!spec.input.isEmpty()) {
+            m_process.write(spec.input);
+            m_process.closeWriteChannel();
+        }
+    }
+
+    OneShot<ProcessResult> done;
+
+private:
+    void drain()
+    {
+        keep(m_result.output, m_process.readAllStandardOutput());
+        keep(m_result.errorOutput, m_process.readAllStandardError());
+    }
+
+    void keep(QByteArray &kept, const QByteArray &bytes) const { kept.append(bytes.first(std::min(bytes.size(), qMax(0LL, m_limit - kept.size())))); }
+
+    void timedOut()
+    {
+        signalGroup(SIGTERM);
+        drain();
+        m_result.kind = ProcessResult::Kind::TimedOut;
+        done.resolve(m_result);
+        QTimer::singleShot(2s, this, [this] { signalGroup(SIGKILL); });
+    }
+
+    void signalGroup(int signal) const
+    {
+        if (m_process.processId() > 0)
+            ::kill(-static_cast<pid_t>(m_process.processId()), signal);
+    }
+
+    void end(ProcessResult::Kind kind)
+    {
+        m_timer.stop();
+        drain();
+        m_result.kind = kind;
+        m_result.exitCode = kind == ProcessResult::Kind::Exited ? m_process.exitCode() : -1;
+        if (kind == ProcessResult::Kind::CannotStart)
+            m_result.error = m_process.errorString();
+        deleteLater();
+        done.resolve(m_result);
+    }
+
+    QProcess m_process;
+    QTimer m_timer;
+    ProcessResult m_result;
+    qint64 m_limit;
+};
+
+} // namespace
+
+QCoro::Task<ProcessResult> QtProcessRunner::run(ProcessSpec spec)
+{
+    const QString program = executablePath(spec);
+    if (program.isEmpty()) {
+        ProcessResult missing;
+        missing.error = u"cannot start %1: no such program"_s.arg(spec.program);
+        co_return missing;
+    }
+    const auto done = (new Child(spec, program))->done;
+    auto result = co_await done;
+    co_return result;
+}
+
+bool QtProcessRunner::startDetached(const ProcessSpec &spec)
+{
+    const QString program = executablePath(spec);
+    if (program.isEmpty())
+        return false;
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(spec.arguments);
+    process.setProcessEnvironment(environmentOf(spec));
+    process.setWorkingDirectory(spec.workingDirectory);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardOutputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.setChildProcessModifier([] { ::setsid(); });
+    return process.startDetached();
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,74 @@
+#include "Platform/SystemClock.h"
+
+#include <QTimer>
+
+namespace Keelhaven {
+
+namespace {
+
+/// QTimer counts in int milliseconds (24.8 days), so longer waits are cut into laps of half a day.
+constexpr auto longestLap = std::chrono::hours(12);
+
+class QtTimer : public Timer::Impl
+{
+public:
+    QtTimer(Span delay, bool repeats, std::function<void()> callback)
+        : m_timer(new QTimer)
+        , m_left(delay)
+        , m_callback(std::move(callback))
+    {
+        m_timer->setTimerType(Qt::PreciseTimer);
+        m_timer->setSingleShot(!repeats);
+        QObject::connect(m_timer, &QTimer::timeout, m_timer, [this] { fire(); });
+        startLap();
+    }
+
+    ~QtTimer() override
+    {
+        // The callback may be running and be the one that destroys this.
+        m_timer->disconnect();
+        m_timer->stop();
+        m_timer->deleteLater();
+    }
+
+private:
+    void startLap()
+    {
+        const Span lap = std::clamp(m_left, Span::zero(), Span(longestLap));
+        m_left -= lap;
+        m_timer->start(std::chrono::ceil<std::chrono::milliseconds>(lap));
+    }
+
+    void fire()
+    {
+        if (m_timer->isSingleShot() && m_left > Span::zero()) {
+            startLap();
+            return;
+        }
+        const auto callback = m_callback;
+        callback();
+    }
+
+    QTimer *m_timer;
+    Span m_left;
+    std::function<void()> m_callback;
+};
+
+} // namespace
+
+Date SystemClock::now() const
+{
+    return std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
+}
+
+Timer SystemClock::after(Span delay, std::function<void()> callback)
+{
+    return Timer(std::make_unique<QtTimer>(delay, false, std::move(callback)));
+}
+
+Timer SystemClock::every(Span interval, std::function<void()> callback)
+{
+    return Timer(std::make_unique<QtTimer>(interval, true, std::move(callback)));
+}
+
+} // namespace Keelhaven
