@@ -84,12 +84,12 @@ namespace Detail {
 
 inline auto wrongType(QStringView expected)
 {
-    return failure(DecodeError{{}, QStringLiteral("expected ") + expected});
+    return failure(DecodeError{{}, QStringLiteral("expected ") + expected.toString()});
 }
 
 inline DecodeError within(QStringView key, DecodeError inner)
 {
-    inner.path = inner.path.isEmpty() ? key.toString() : key + QStringLiteral(".") + inner.path;
+    inner.path = inner.path.isEmpty() ? key.toString() : key.toString() + QStringLiteral(".") + inner.path;
     return inner;
 }
 
