@@ -34,7 +34,8 @@ template <typename T>
 using Decoded = Result<T, DecodeError>;
 
 /// The field table of a record: `static auto fields()` gives a tuple of the fields below. An optional
-/// `static void decoded(T &)` runs after all fields were read.
+/// `static void decoded(T &, const JSONObject &)` runs after all fields were read, an optional
+/// `static void encoded(const T &, JSONObject &)` after all were written: for what a row cannot say.
 template <typename T>
 struct RecordTable;
 
@@ -417,8 +418,8 @@ template <TableRecord T>
                RecordTable<T>::fields());
     if (error)
         return failure(*std::move(error));
-    if constexpr (requires { RecordTable<T>::decoded(record); })
-        RecordTable<T>::decoded(record);
+    if constexpr (requires { RecordTable<T>::decoded(record, *object); })
+        RecordTable<T>::decoded(record, *object);
     return record;
 }
 
@@ -428,6 +429,8 @@ template <TableRecord T>
 {
     JSONObject object;
     std::apply([&](const auto &...field) { (Detail::write(object, field, record), ...); }, RecordTable<T>::fields());
+    if constexpr (requires { RecordTable<T>::encoded(record, object); })
+        RecordTable<T>::encoded(record, object);
     return object;
 }
 
