@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Scheduler/Model/SchedulerSlot.h"
+
+namespace Keelhaven {
+
+/// Names and places of task workspaces. Pure functions.
+namespace WorkspaceLayout {
+
+/// Where an agent works for one of its project folders.
+struct Target
+{
+    QString projectDir;
+    QString workspaceDir;
+    QString task; ///< the workspace's name within the agent
+    bool operator==(const Target &) const = default;
+};
+
+/// Lower-case letters a–z, digits, "-" and "_"; each run of anything else inside becomes one "-". May be
+/// empty.
+[[nodiscard]] QString slug(const QString &text);
+
+/// The name's slug, or "agent-" and the first 8 characters of the id in lower case when that is empty.
+[[nodiscard]] QString slugForAgentNamed(const QString &name, const QUuid &fallback);
+
+/// The agent's `workspaceSlug` when set and not empty, else slugForAgentNamed.
+[[nodiscard]] QString slugOf(const SchedulerSlot &slot);
+
+/// One folder name for each project folder, in order. Folders of one name are told apart by their parents.
+[[nodiscard]] QStringList folderNames(const QStringList &folders);
+
+/// One target for each project folder; none for an agent without workspaces. `root` holds all workspaces.
+[[nodiscard]] QList<Target> targets(const SchedulerSlot &slot, const QString &root);
+
+/// Where a run for `folder` starts: its workspace, or the folder itself when it has none.
+[[nodiscard]] QString launchDir(const QString &folder, const SchedulerSlot &slot, const QString &root);
+
+} // namespace WorkspaceLayout
+
+} // namespace Keelhaven

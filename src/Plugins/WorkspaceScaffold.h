@@ -1,0 +1,81 @@
+#pragma once
+
+#include "Contract/JSONValue.h"
+#include "Platform/Calendar.h"
+#include "Platform/Clock.h"
+#include "Platform/ProcessRunner.h"
+#include "Platform/Result.h"
+
+#include <QUuid>
+#include <functional>
+
+namespace Keelhaven {
+
+/// Why a workspace could not be written, as a sentence for the user.
+struct WorkspaceError
+{
+    enum class Kind { UnknownMarketplace, OutsideRoot, File };
+
+    Kind kind = Kind::File;
+    QString text;
+
+    [[nodiscard]] QString message() const { return text; }
+    [[nodiscard]] static WorkspaceError unknownMarketplace(const QString &plugin, const QString &marketplace);
+    [[nodiscard]] static WorkspaceError outsideRoot(const QString &path);
+};
+
+/// Writes task workspaces: folders outside every project where an agent keeps an archive between runs.
+/// Everything in one but "work/" belongs to the program and is rewritten at each launch. The collaborators
+/// outlive it.
+class WorkspaceScaffold
+{
+public:
+    /// What ensure() did.
+    struct Result
+    {
+        QString dir;
+        bool created = false;         ///< there was no readable workspace.json before
+        QStringList pluginsToInstall; ///< those the workspace did not have before
+    };
+
+    /// What is wanted of a workspace.
+    struct Plan
+    {
+        QString dir;
+        QString slug; ///< the agent's
+        QString task; ///< the workspace's name within the agent, "shared" for the only one
+        QStringList plugins;
+        QString brief; ///< the agent's prompt
+        QStringList projectFolders;
+        std::optional<QUuid> slotID;
+    };
+
+    /// Workspaces lie in "KeelhavenWork" below `home`; marketplaces are known from ".claude/plugins" there.
+    WorkspaceScaffold(Clock &clock, ProcessRunner &processes, const QString &home,
+                      std::function<Calendar()> calendar = Calendar::current);
+
+    [[nodiscard]] QString root() const { return m_root; }
+    void setRoot(const QString &root) { m_root = root; }
+
+    /// Creates the workspace or refreshes it.
+    [[nodiscard]] Keelhaven::Result<Result, WorkspaceError> ensure(const Plan &plan) const;
+
+    /// Installs plugins at project scope, one after another; a failure only shows in `log`.
+    [[nodiscard]] QCoro::Task<> installPlugins(QStringList plugins, QString dir,
+                                               std::function<void(const QString &line)> log) const;
+
+    /// "known_marketplaces.json" of the folder; empty when missing or unreadable.
+    [[nodiscard]] static JSONObject loadKnownMarketplaces(const QString &pluginsDir);
+
+private:
+    [[nodiscard]] Keelhaven::Result<QByteArray, WorkspaceError> settings(const QStringList &plugins) const;
+    [[nodiscard]] JSONObject record(const Plan &plan, JSONObject old) const;
+
+    Clock &m_clock;
+    ProcessRunner &m_processes;
+    QString m_root;
+    QString m_pluginsDir;
+    std::function<Calendar()> m_calendar;
+};
+
+} // namespace Keelhaven

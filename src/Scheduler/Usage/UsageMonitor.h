@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Platform/Clock.h"
+#include "Platform/Tasks.h"
+#include "Scheduler/Usage/UsageSnapshot.h"
+
+#include <QObject>
+
+namespace Keelhaven {
+
+/// Keeps a picture of the account's usage windows from the numbers that the Claude CLI caches in its own
+/// file. Lives on the main loop; clock and tasks outlive it.
+class UsageMonitor : public QObject
+{
+    Q_OBJECT
+
+public:
+    UsageMonitor(Clock &clock, Tasks &tasks, QString claudeJSON);
+
+    /// Reads the file once and then every 120 s. Nothing when it already runs.
+    void start();
+    /// Ends the timer.
+    void shutdown();
+
+    /// The last measured snapshot; nothing until a source has answered.
+    [[nodiscard]] const std::optional<UsageSnapshot> &snapshot() const { return m_snapshot; }
+
+    /// The snapshot projected to the present. A measurement of at most 120 s is given as it is.
+    [[nodiscard]] std::optional<UsageSnapshot> estimated() const;
+
+    /// Takes a measurement over unless the present one is newer.
+    void adopt(const std::optional<UsageSnapshot> &candidate);
+
+    /// What the file says. Ends without suspending when the file did not change since the last read or is
+    /// small; a large one is parsed on a pool thread.
+    [[nodiscard]] QCoro::Task<std::optional<UsageSnapshot>> fileSnapshot();
+
+    [[nodiscard]] QString claudeJSONURL() const { return m_claudeJSON; }
+
+    /// Work tokens of this program's runs between two moments, the second excluded; 0 while unset.
+    std::function<qint64(Date from, Date to)> tokensBetween;
+
+Q_SIGNALS:
+    void snapshotChanged();
+
+private:
+    /// Tells one content of the file from another without reading it.
+    struct Stamp
+    {
+        qint64 mtimeNanoseconds = -1;
+        qint64 size = -1;
+        quint64 inode = 0;
+        bool operator==(const Stamp &) const = default;
+    };
+
+    [[nodiscard]] static std::optional<Stamp> stampOf(const QString &path);
+    [[nodiscard]] QCoro::Task<> adoptFile();
+
+    Clock &m_clock;
+    Tasks &m_tasks;
+    QString m_claudeJSON;
+    Timer m_timer;
+    std::optional<UsageSnapshot> m_snapshot;
+    std::optional<Stamp> m_stamp; ///< of the content behind m_fromFile
+    std::optional<UsageSnapshot> m_fromFile;
+};
+
+} // namespace Keelhaven
