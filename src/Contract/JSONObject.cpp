@@ -75,7 +75,7 @@ void JSONObject::detach(qsizetype room)
     }
 }
 
-void JSONObject::set(const QString &key, JSONValue value)
+void JSONObject::set(QStringView key, JSONValue value)
 {
     JSONValue text(key);
     const quint32 known = m_data ? m_data->positionOf(text) : JSONKeyIndex::none;

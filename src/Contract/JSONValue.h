@@ -247,7 +247,7 @@ public:
     [[nodiscard]] const JSONValue *operator[](QStringView key) const { return find(key); }
 
     /// A new key goes to the end, an existing one keeps its place.
-    void set(const QString &key, JSONValue value);
+    void set(QStringView key, JSONValue value);
     /// Nothing happens when the key is absent.
     void remove(QStringView key);
 

@@ -232,8 +232,8 @@ struct JSONCodec<QMap<QString, T>>
         if (!object)
             return Detail::wrongType(u"an object");
         QMap<QString, T> map;
-        for (const QString &key : object->keys()) {
-            auto item = JSONCodec<T>::decode(*object->find(key));
+        for (const auto &[key, value] : *object) {
+            auto item = JSONCodec<T>::decode(value);
             if (!item)
                 return failure(Detail::within(key, item.error()));
             map.insert(key, *std::move(item));
@@ -385,14 +385,14 @@ void write(JSONObject &object, const Field<Owner, Member> &field, const Owner &r
         return;
     if constexpr (IsOptional<Member>::value) {
         if (value)
-            object.set(field.key.toString(), JSONCodec<typename Member::value_type>::encode(*value));
+            object.set(field.key, JSONCodec<typename Member::value_type>::encode(*value));
     } else {
         if (field.write == Write::WhenNotDefault) {
-            static const Member fresh = Owner{}.*field.member;
-            if (value == fresh)
+            static const Owner fresh{};
+            if (value == fresh.*field.member)
                 return;
         }
-        object.set(field.key.toString(), JSONCodec<Member>::encode(value));
+        object.set(field.key, JSONCodec<Member>::encode(value));
     }
 }
 
@@ -400,7 +400,7 @@ template <typename Owner>
 void write(JSONObject &object, const DerivedField<Owner> &field, const Owner &record)
 {
     if (auto value = field.value(record))
-        object.set(field.key.toString(), *std::move(value));
+        object.set(field.key, *std::move(value));
 }
 
 } // namespace Detail
@@ -418,7 +418,7 @@ template <TableRecord T>
                RecordTable<T>::fields());
     if (error)
         return failure(*std::move(error));
-    if constexpr (requires { RecordTable<T>::decoded(record, *object); })
+    if constexpr (requires { &RecordTable<T>::decoded; })
         RecordTable<T>::decoded(record, *object);
     return record;
 }
@@ -429,7 +429,7 @@ template <TableRecord T>
 {
     JSONObject object;
     std::apply([&](const auto &...field) { (Detail::write(object, field, record), ...); }, RecordTable<T>::fields());
-    if constexpr (requires { RecordTable<T>::encoded(record, object); })
+    if constexpr (requires { &RecordTable<T>::encoded; })
         RecordTable<T>::encoded(record, object);
     return object;
 }
