@@ -1,0 +1,113 @@
+#include "Plugins/WorkspaceLayout.h"
+
+#include "Platform/Uuid.h"
+
+#include <QDir>
+
+namespace Keelhaven::WorkspaceLayout {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool isKept(char32_t c)
+{
+    return (c >= U'a' && c <= U'z') || (c >= U'0' && c <= U'9') || c == U'-' || c == U'_';
+}
+
+/// Last path component of a folder, whatever slashes it ends in.
+QString lastComponent(const QString &path)
+{
+    return QFileInfo(QDir::cleanPath(path)).fileName();
+}
+
+QString parentComponent(const QString &path)
+{
+    return lastComponent(QFileInfo(QDir::cleanPath(path)).path());
+}
+
+/// A stored slug may have come from anywhere, and it becomes part of a path.
+bool isOneComponent(const QString &name)
+{
+    return !name.isEmpty() && !name.contains(u'/') && !name.contains(QChar::Null) && name != u"." &&
+           name != u"..";
+}
+
+} // namespace
+
+QString slug(const QString &text)
+{
+    QString result;
+    bool gap = false;
+    for (const uint c : text.toLower().toUcs4()) {
+        if (!isKept(c)) {
+            gap = true;
+            continue;
+        }
+        if (gap && !result.isEmpty())
+            result += u'-';
+        gap = false;
+        result += QChar(c);
+    }
+    while (result.startsWith(u'-'))
+        result.remove(0, 1);
+    while (result.endsWith(u'-'))
+        result.chop(1);
+    return result;
+}
+
+QString slugForAgentNamed(const QString &name, const QUuid &fallback)
+{
+    const QString named = slug(name);
+    return named.isEmpty() ? u"agent-"_s + uuidText(fallback).left(8).toLower() : named;
+}
+
+QString slugOf(const SchedulerSlot &slot)
+{
+    const QString stored = slot.workspaceSlug.value_or(QString());
+    return isOneComponent(stored) ? stored : slugForAgentNamed(slot.name, slot.id);
+}
+
+QStringList folderNames(const QStringList &folders)
+{
+    QStringList bases;
+    for (const QString &folder : folders)
+        bases.append(slug(lastComponent(folder)));
+    QStringList names;
+    for (qsizetype i = 0; i < folders.size(); ++i) {
+        const QString &base = bases[i];
+        const QString parent = slug(parentComponent(folders[i]));
+        if (bases.count(base) >= 2)
+            names.append(parent.isEmpty() ? base : parent + u'-' + base);
+        else
+            names.append(base.isEmpty() ? u"folder"_s : base);
+    }
+    return names;
+}
+
+QList<Target> targets(const SchedulerSlot &slot, const QString &root)
+{
+    QList<Target> list;
+    if (!slot.usesWorkspace())
+        return list;
+    const QString base = root + u'/' + slugOf(slot);
+    const QStringList names = folderNames(slot.cwds);
+    for (qsizetype i = 0; i < slot.cwds.size(); ++i) {
+        if (slot.workspaceMode == WorkspaceMode::Shared)
+            list.append({slot.cwds[i], base, u"shared"_s});
+        else
+            list.append({slot.cwds[i], base + u'/' + names[i], names[i]});
+    }
+    return list;
+}
+
+QString launchDir(const QString &folder, const SchedulerSlot &slot, const QString &root)
+{
+    for (const auto &target : targets(slot, root)) {
+        if (target.projectDir == folder)
+            return target.workspaceDir;
+    }
+    return folder;
+}
+
+} // namespace Keelhaven::WorkspaceLayout

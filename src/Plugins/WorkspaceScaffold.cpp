@@ -1,0 +1,209 @@
+#include "Plugins/WorkspaceScaffold.h"
+
+#include "Contract/RecordMapper.h"
+#include "Platform/Files.h"
+#include "Platform/Shell.h"
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// An install fetches the plugin over the network.
+constexpr auto installTimeout = 5min;
+constexpr qsizetype loggedOutput = 300;
+
+constexpr QStringView explanation =
+    u"This folder is a Keelhaven task workspace. Your persistent archive is\n"
+    u"`./work/` — read it before writing new output so you build on previous runs,\n"
+    u"and save your results into it. Do not modify `.claude/`, `CLAUDE.md`, or\n"
+    u"`workspace.json`; they belong to the Keelhaven dashboard.\n";
+
+QString claudeMarkdown(const WorkspaceScaffold::Plan &plan)
+{
+    QString text = u"# Task: "_s + plan.slug;
+    if (plan.task != u"shared")
+        text += u" ("_s + plan.task + u')';
+    text += u"\n\n"_s;
+    text += explanation;
+    text += u'\n';
+    if (!plan.projectFolders.isEmpty()) {
+        text += plan.projectFolders.size() == 1 ? u"## Project folder\n\n"_s : u"## Project folders\n\n"_s;
+        text += u"The code this task is about lives outside this workspace; you have access to it:\n\n"_s;
+        for (const QString &folder : plan.projectFolders)
+            text += u"- "_s + folder + u'\n';
+        text += u'\n';
+    }
+    return text + u"## Brief\n\n"_s + (plan.brief.isEmpty() ? u"(no brief yet)"_s : plan.brief) + u'\n';
+}
+
+JSONValue textList(const QStringList &list)
+{
+    return JSONCodec<QStringList>::encode(list);
+}
+
+QString localTime(const Calendar &calendar, Date moment)
+{
+    const auto wall = calendar.wallTime(moment);
+    const auto date = wall.date();
+    const QDate day(static_cast<int>(date.year()), static_cast<int>(static_cast<unsigned>(date.month())),
+                    static_cast<int>(static_cast<unsigned>(date.day())));
+    return QDateTime(day, QTime(wall.hour, wall.minute, wall.second), Qt::UTC)
+        .toString(u"yyyy-MM-dd'T'HH:mm:ss"_s);
+}
+
+/// Empty when the file is missing or no object.
+std::optional<JSONObject> readObject(const QString &path)
+{
+    const auto bytes = readFile(path);
+    const auto json = bytes ? JSONValue::parse(*bytes).value_or(JSONValue()) : JSONValue();
+    const JSONObject *object = json.objectValue();
+    return object ? std::optional(*object) : std::nullopt;
+}
+
+QString textOf(const JSONObject &object, QStringView key)
+{
+    const JSONValue *value = object[key];
+    return value ? value->stringValue().value_or(QString()) : QString();
+}
+
+QStringList pluginsNotIn(const QStringList &plugins, const std::optional<JSONObject> &old)
+{
+    const JSONValue *known = old ? (*old)[u"plugins"] : nullptr;
+    const JSONArray *array = known ? known->arrayValue() : nullptr;
+    QStringList fresh;
+    for (const QString &plugin : plugins) {
+        const auto isPlugin = [&](const JSONValue &value) { return value.stringValue() == plugin; };
+        if (!array || !std::ranges::any_of(*array, isPlugin))
+            fresh.append(plugin);
+    }
+    return fresh;
+}
+
+std::optional<WorkspaceError> write(const QString &path, const QByteArray &bytes)
+{
+    const auto written = writeFileAtomically(path, bytes);
+    if (written)
+        return std::nullopt;
+    return WorkspaceError{WorkspaceError::Kind::File, written.error().message()};
+}
+
+std::optional<WorkspaceError> make(const QString &folder)
+{
+    const auto made = makeFolder(folder);
+    if (made)
+        return std::nullopt;
+    return WorkspaceError{WorkspaceError::Kind::File, made.error().message()};
+}
+
+} // namespace
+
+WorkspaceError WorkspaceError::unknownMarketplace(const QString &plugin, const QString &marketplace)
+{
+    return {Kind::UnknownMarketplace, u"%1: marketplace “%2” isn't known to Claude — add it first "
+                                      "(claude plugin marketplace add …)"_s.arg(plugin, marketplace)};
+}
+
+WorkspaceError WorkspaceError::outsideRoot(const QString &path)
+{
+    return {Kind::OutsideRoot, u"refusing to delete outside ~/KeelhavenWork: "_s + path};
+}
+
+WorkspaceScaffold::WorkspaceScaffold(Clock &clock, ProcessRunner &processes, const QString &home,
+                                     std::function<Calendar()> calendar)
+    : m_clock(clock)
+    , m_processes(processes)
+    , m_root(home + u"/KeelhavenWork"_s)
+    , m_pluginsDir(home + u"/.claude/plugins"_s)
+    , m_calendar(std::move(calendar))
+{}
+
+Result<WorkspaceScaffold::Result, WorkspaceError> WorkspaceScaffold::ensure(const Plan &plan) const
+{
+    const QString recordFile = plan.dir + u"/workspace.json"_s;
+    const auto old = readObject(recordFile);
+    if (auto error = make(plan.dir + u"/.claude"_s))
+        return failure(*std::move(error));
+    const auto settingsJSON = settings(plan.plugins);
+    if (!settingsJSON)
+        return failure(settingsJSON.error());
+    if (auto error = write(plan.dir + u"/.claude/settings.json"_s, *settingsJSON))
+        return failure(*std::move(error));
+    if (auto error = write(plan.dir + u"/CLAUDE.md"_s, claudeMarkdown(plan).toUtf8()))
+        return failure(*std::move(error));
+    if (auto error = make(plan.dir + u"/work"_s))
+        return failure(*std::move(error));
+    const JSONValue json = record(plan, old.value_or(JSONObject()));
+    if (auto error = write(recordFile, json.encodedPretty()))
+        return failure(*std::move(error));
+    return Result{plan.dir, !old, pluginsNotIn(plan.plugins, old)};
+}
+
+Result<QByteArray, WorkspaceError> WorkspaceScaffold::settings(const QStringList &plugins) const
+{
+    // Read at each use: the user may have added the marketplace that the last launch missed.
+    const JSONObject known = loadKnownMarketplaces(m_pluginsDir);
+    JSONObject enabled;
+    JSONObject marketplaces;
+    for (const QString &plugin : plugins) {
+        enabled.set(plugin, true);
+        const qsizetype at = plugin.lastIndexOf(u'@');
+        if (at < 0)
+            continue;
+        const QString marketplace = plugin.sliced(at + 1);
+        const JSONValue *entry = known[marketplace];
+        if (!entry || !entry->objectValue())
+            return failure(WorkspaceError::unknownMarketplace(plugin, marketplace));
+        const JSONValue *source = (*entry)[u"source"];
+        marketplaces.set(marketplace, JSONObject{{u"source"_s, source ? *source : JSONValue()}});
+    }
+    JSONObject settings{{u"enabledPlugins"_s, enabled}};
+    if (!marketplaces.isEmpty())
+        settings.set(u"extraKnownMarketplaces"_s, marketplaces);
+    return JSONValue(settings).encodedPretty();
+}
+
+JSONObject WorkspaceScaffold::record(const Plan &plan, JSONObject record) const
+{
+    record.set(u"version"_s, 1);
+    if (textOf(record, u"id").isEmpty())
+        record.set(u"id"_s, QUuid::createUuid().toString(QUuid::Id128));
+    record.set(u"project"_s, plan.slug);
+    record.set(u"task"_s, plan.task);
+    if (textOf(record, u"created_at").isEmpty())
+        record.set(u"created_at"_s, localTime(m_calendar(), m_clock.now()));
+    record.set(u"plugins"_s, textList(plan.plugins));
+    record.set(u"brief"_s, plan.brief);
+    if (plan.slotID)
+        record.set(u"slot_id"_s, JSONCodec<QUuid>::encode(*plan.slotID));
+    record.set(u"project_folders"_s, textList(plan.projectFolders));
+    return record;
+}
+
+QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir,
+                                                std::function<void(const QString &line)> log) const
+{
+    auto &processes = m_processes;
+    const QString folder = QFileInfo(dir).fileName();
+    for (const QString &plugin : plugins) {
+        ProcessSpec spec;
+        spec.program = userShell();
+        spec.arguments = QStringList{u"-lc"_s, u"cd "_s + shellQuoted(dir) + u" && claude plugin install "_s +
+                                                   shellQuoted(plugin) + u" --scope project 2>&1"_s};
+        spec.timeout = installTimeout;
+        const ProcessResult result = co_await processes.run(spec);
+        const QString output = QString::fromUtf8(result.output).trimmed().right(loggedOutput);
+        if (log)
+            log(u"workspace %1: install %2 → "_s.arg(folder, plugin) +
+                (output.isEmpty() ? u"(no output)"_s : output));
+    }
+}
+
+JSONObject WorkspaceScaffold::loadKnownMarketplaces(const QString &pluginsDir)
+{
+    return readObject(pluginsDir + u"/known_marketplaces.json"_s).value_or(JSONObject());
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,87 @@
+#include "Scheduler/PowerAssertionController.h"
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString keepAwakeKey = u"keepMacAwake"_s;
+const QString lockScreenKey = u"preventMacLockScreen"_s;
+const QString userHolder = u"user"_s;
+
+} // namespace
+
+PowerAssertionController::PowerAssertionController(PowerBackend &backend, SettingsStore &settings)
+    : m_backend(backend)
+    , m_settings(settings)
+    , m_preventLockScreen(settings.flag(lockScreenKey))
+    , m_keepAwake(settings.flag(keepAwakeKey))
+{
+    if (m_keepAwake)
+        hold(userHolder);
+    applyLockScreen();
+}
+
+PowerAssertionController::~PowerAssertionController()
+{
+    if (m_assertionID != 0)
+        m_backend.drop(m_assertionID);
+    if (m_displayAssertionID != 0)
+        m_backend.drop(m_displayAssertionID);
+}
+
+void PowerAssertionController::hold(const QString &key)
+{
+    m_holders.insert(key);
+    ensureAssertion();
+    Q_EMIT changed();
+}
+
+void PowerAssertionController::release(const QString &key)
+{
+    m_holders.erase(key);
+    reconcile();
+    Q_EMIT changed();
+}
+
+void PowerAssertionController::setKeepAwake(bool on)
+{
+    m_keepAwake = on;
+    m_settings.set(keepAwakeKey, on);
+    if (on)
+        hold(userHolder);
+    else
+        release(userHolder);
+}
+
+void PowerAssertionController::setPreventLockScreen(bool on)
+{
+    m_preventLockScreen = on;
+    m_settings.set(lockScreenKey, on);
+    applyLockScreen();
+    Q_EMIT changed();
+}
+
+void PowerAssertionController::ensureAssertion()
+{
+    if (m_assertionID == 0)
+        m_assertionID = m_backend.take(PowerBackend::Hold::System, u"Keelhaven: Keep My Mac Awake"_s);
+}
+
+void PowerAssertionController::reconcile()
+{
+    if (m_holders.empty() && m_assertionID != 0)
+        m_backend.drop(std::exchange(m_assertionID, 0));
+}
+
+void PowerAssertionController::applyLockScreen()
+{
+    if (m_preventLockScreen && m_displayAssertionID == 0)
+        m_displayAssertionID =
+            m_backend.take(PowerBackend::Hold::Display, u"Keelhaven: Prevent Mac lock screen"_s);
+    else if (!m_preventLockScreen && m_displayAssertionID != 0)
+        m_backend.drop(std::exchange(m_displayAssertionID, 0));
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,107 @@
+#include "Scheduler/Usage/UsageMonitor.h"
+
+#include "Platform/Files.h"
+
+#include <sys/stat.h>
+
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr Span readInterval = 120s;
+/// How long a measurement stands for the present.
+constexpr Span measuredFor = 120s;
+/// The file holds the CLI's whole history and can have tens of megabytes; from this size on the loop would
+/// feel the parsing.
+constexpr qint64 inlineLimit = 256 * 1024;
+
+std::optional<UsageSnapshot> readSnapshot(const QString &path)
+{
+    const auto bytes = readFile(path);
+    return bytes ? UsageSnapshot::parse(*bytes) : std::nullopt;
+}
+
+} // namespace
+
+UsageMonitor::UsageMonitor(Clock &clock, Tasks &tasks, QString claudeJSON)
+    : m_clock(clock)
+    , m_tasks(tasks)
+    , m_claudeJSON(std::move(claudeJSON))
+{}
+
+void UsageMonitor::start()
+{
+    if (m_timer)
+        return;
+    m_timer = m_clock.every(readInterval, [this] { m_tasks.spawn(adoptFile(), "usage file"); });
+    m_tasks.spawn(adoptFile(), "usage file");
+}
+
+void UsageMonitor::shutdown()
+{
+    m_timer.reset();
+}
+
+std::optional<UsageSnapshot> UsageMonitor::estimated() const
+{
+    const Date now = m_clock.now();
+    if (!m_snapshot || !tokensBetween || !m_snapshot->isStale(now, measuredFor))
+        return m_snapshot;
+    return UsageEstimate::project(*m_snapshot, now, tokensBetween);
+}
+
+void UsageMonitor::adopt(const std::optional<UsageSnapshot> &candidate)
+{
+    if (!candidate || candidate == m_snapshot)
+        return;
+    if (m_snapshot && candidate->fetchedAt < m_snapshot->fetchedAt)
+        return;
+    m_snapshot = candidate;
+    Q_EMIT snapshotChanged();
+}
+
+QCoro::Task<std::optional<UsageSnapshot>> UsageMonitor::fileSnapshot()
+{
+    const auto stamp = stampOf(m_claudeJSON);
+    if (!stamp) {
+        m_stamp.reset();
+        co_return std::nullopt;
+    }
+    if (stamp == m_stamp)
+        co_return m_fromFile;
+    std::optional<UsageSnapshot> parsed;
+    if (stamp->size <= inlineLimit) {
+        parsed = readSnapshot(m_claudeJSON);
+    } else {
+        const QPointer<UsageMonitor> self(this);
+        const auto work = [path = m_claudeJSON] { return readSnapshot(path); };
+        const auto fromPool = co_await onPool(work);
+        if (!self)
+            co_return std::nullopt;
+        parsed = fromPool;
+    }
+    m_stamp = stamp;
+    m_fromFile = parsed;
+    co_return parsed;
+}
+
+QCoro::Task<> UsageMonitor::adoptFile()
+{
+    const QPointer<UsageMonitor> self(this);
+    const auto candidate = co_await fileSnapshot();
+    if (self)
+        adopt(candidate);
+}
+
+std::optional<UsageMonitor::Stamp> UsageMonitor::stampOf(const QString &path)
+{
+    struct stat info = {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return std::nullopt;
+    return Stamp{qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec, info.st_size,
+                 info.st_ino};
+}
+
+} // namespace Keelhaven
