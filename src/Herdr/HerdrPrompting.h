@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Herdr/HerdrSession.h"
+
+#include <QSet>
+
+namespace Keelhaven::HerdrSession {
+
+/// Delivers a prompt: writes its brief when it is long, types it and, for Claude, presses Enter again until
+/// the agent starts on it; Codex confirms through its hook. The error is that of the brief's file, of the
+/// call or of the hook.
+[[nodiscard]] QCoro::Task<Outcome> deliverPrompt(Context context, LaunchedRun run, QString text);
+
+/// The states that mean that the agent has not started: idle, and done when it is done already.
+[[nodiscard]] QCoro::Task<QSet<AgentState>> restingStates(Context context, QString paneID);
+
+/// Whether the agent leaves `resting` within the verify window. What cannot be told counts as resting.
+[[nodiscard]] QCoro::Task<bool> leftIdle(Context context, QString paneID, QSet<AgentState> resting);
+
+/// The lost-Enter ladder: a redraw may swallow Enter, or the whole prompt. Says nothing; a session that took
+/// nothing shows up later in its monitoring.
+[[nodiscard]] QCoro::Task<> ensurePromptSubmitted(Context context, QString paneID, QString typed,
+                                                  QSet<AgentState> resting);
+
+} // namespace Keelhaven::HerdrSession

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Contract/KeelhavenPaths.h"
+#include "Contract/Models/EventRecord.h"
+#include "Herdr/HerdrClient.h"
+#include "Platform/Clock.h"
+#include "Scheduler/Model/RunLauncher.h"
+
+#include <QHash>
+
+namespace Keelhaven {
+
+/// What all parts of the launcher share. Every coroutine holds it, so that a launch that is still under way
+/// when the launcher goes touches nothing dead. The clock outlives it. Main loop only.
+struct HerdrContext
+{
+    HerdrContext(HerdrClient host, Clock &time, KeelhavenPaths places);
+
+    HerdrClient client;
+    Clock &clock;
+    KeelhavenPaths paths;
+    std::function<QList<EventRecord>(const QUuid &)> codexEvents;
+
+    Span readyTimeout = std::chrono::seconds(45); ///< for a promptable agent and for a Codex hook
+    Span submitVerifyWindow =
+        std::chrono::seconds(4); ///< how long a prompt may sit unnoticed before Enter is pressed again
+    Span paneReadyTimeout = std::chrono::seconds(8); ///< how long "agent_pane_busy" is retried
+    Span settleDwell = std::chrono::seconds(2);      ///< how long the screen must stand still
+
+    QHash<QString, QString> workspaceIDs; ///< by label; checked against the server on every use
+    QHash<QUuid, QString> failedLaunchScreens;
+};
+
+/// The questions, keystrokes and waits of one session's pane.
+namespace HerdrSession {
+
+using Context = std::shared_ptr<HerdrContext>;
+using Outcome = Result<void, HerdrError>;
+
+/// How often a screen or a status is looked at while waiting for a session to come up.
+inline constexpr Span pollInterval = std::chrono::milliseconds(250);
+/// How many lines a dialog or the settling of a screen is read from.
+inline constexpr int dialogLines = 40;
+
+/// An absent status is Unknown.
+[[nodiscard]] AgentState agentState(std::optional<Herdr::Status> status);
+
+/// The last `lines` lines of the screen, marked at the top when the host cut them; nothing when it does not
+/// answer.
+[[nodiscard]] QCoro::Task<std::optional<QString>> transcript(Context context, QString paneID, int lines);
+
+/// Types into the pane; false when the host did not take it.
+[[nodiscard]] QCoro::Task<bool> sendText(Context context, QString paneID, QString text);
+
+/// Waits until the agent takes prompts, answering Claude's trust question on the way. Api error
+/// "agent_not_ready" with the last reason after `timeout`.
+[[nodiscard]] QCoro::Task<Outcome> waitUntilPromptable(Context context, LaunchedRun run, Span timeout);
+
+/// Answers folder-trust questions, at most three in a row.
+[[nodiscard]] QCoro::Task<> acceptTrustDialog(Context context, QString paneID);
+
+/// Waits until the screen no longer shows `before`, at most 1.5 s.
+[[nodiscard]] QCoro::Task<> waitForRedraw(Context context, QString paneID, QString before);
+
+/// Waits until a resting session's screen has stood still, at most 12 s, so that the first prompt is not
+/// typed into one that is still drawing.
+[[nodiscard]] QCoro::Task<> waitUntilSettled(Context context, LaunchedRun run);
+
+/// Waits for a Codex run's hook event of this type. Api error "codex_hooks_missing" after readyTimeout.
+[[nodiscard]] QCoro::Task<Outcome> waitForCodexHook(Context context, QUuid runID, QString type);
+
+} // namespace HerdrSession
+
+} // namespace Keelhaven
