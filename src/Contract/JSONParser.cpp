@@ -11,6 +11,9 @@ namespace Keelhaven {
 namespace {
 
 constexpr int deepestNesting = 1000;
+constexpr size_t blockSize = 4000; ///< a page with the allocator's overhead
+constexpr size_t longestInBlock =
+    500; ///< a longer text gets a block of its own, so that little is left unused
 
 bool isDigit(char c)
 {
@@ -37,17 +40,6 @@ void appendUtf8(std::string &out, char32_t code)
     }
 }
 
-/// A string value of bytes that may be no UTF-8.
-JSONValue textFrom(std::string_view bytes, bool nonAscii)
-{
-    if (nonAscii) {
-        if (const auto repaired = repairedUtf8(bytes))
-            bytes = {repaired->constData(), static_cast<size_t>(repaired->size())};
-        return JSONStorage::fromUtf8(bytes);
-    }
-    return JSONStorage::fromUtf8(bytes);
-}
-
 } // namespace
 
 Result<JSONValue, JSONParseError> JSONValue::parse(QByteArrayView bytes)
@@ -71,6 +63,12 @@ Result<JSONValue, JSONParseError> JSONParser::parse()
         return failure(m_error);
     }
     return value;
+}
+
+JSONParser::~JSONParser()
+{
+    if (m_block)
+        JSONTextBlock::release(m_block);
 }
 
 bool JSONParser::fail(const char *text, const char *at)
@@ -175,6 +173,36 @@ bool JSONParser::parseArray(JSONValue &value)
     return true;
 }
 
+/// The block to which a long text goes, with a reference for it.
+JSONTextBlock *JSONParser::blockFor(size_t textSize)
+{
+    const size_t room = JSONTextBlock::roomFor(textSize);
+    if (textSize > longestInBlock)
+        return JSONTextBlock::make(room);
+    if (!m_block || m_block->capacity - m_block->used < room) {
+        if (m_block)
+            JSONTextBlock::release(m_block);
+        // What is left of a short input bounds what can still come.
+        m_block = JSONTextBlock::make(std::max(room, std::min(blockSize, static_cast<size_t>(m_end - m_at))));
+    }
+    // Nobody else sees the block before the parser is done.
+    const size_t references = m_block->references.load(std::memory_order_relaxed);
+    m_block->references.store(references + 1, std::memory_order_relaxed);
+    return m_block;
+}
+
+/// A string value of bytes that may be no UTF-8.
+JSONValue JSONParser::makeText(std::string_view bytes, bool nonAscii)
+{
+    std::optional<QByteArray> repaired;
+    if (nonAscii && (repaired = repairedUtf8(bytes)))
+        bytes = {repaired->constData(), static_cast<size_t>(repaired->size())};
+    if (bytes.size() <= JSONStorage::shortCapacity)
+        return JSONStorage::shortText(bytes);
+    auto *block = blockFor(bytes.size());
+    return JSONStorage::longText(block, block->append(bytes));
+}
+
 bool JSONParser::parseString(JSONValue &value)
 {
     const char *start = ++m_at;
@@ -184,7 +212,7 @@ bool JSONParser::parseString(JSONValue &value)
         return fail("unterminated string", m_at);
     if (*m_at == '\\')
         return parseEscapedString(start, nonAscii, value);
-    value = textFrom({start, m_at}, nonAscii);
+    value = makeText({start, m_at}, nonAscii);
     ++m_at;
     return true;
 }
@@ -202,7 +230,7 @@ bool JSONParser::parseEscapedString(const char *start, bool nonAscii, JSONValue 
             return fail("unterminated string", m_at);
         m_text.append(plain, m_at);
     }
-    value = textFrom(m_text, nonAscii);
+    value = makeText(m_text, nonAscii);
     ++m_at;
     return true;
 }

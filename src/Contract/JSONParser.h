@@ -15,6 +15,9 @@ public:
         , m_at(input.data())
         , m_end(input.data() + input.size())
     {}
+    JSONParser(const JSONParser &) = delete;
+    JSONParser &operator=(const JSONParser &) = delete;
+    ~JSONParser();
 
     [[nodiscard]] Result<JSONValue, JSONParseError> parse();
 
@@ -25,6 +28,8 @@ private:
     bool parseArray(JSONValue &value);
     bool parseString(JSONValue &value);
     bool parseEscapedString(const char *start, bool nonAscii, JSONValue &value);
+    JSONValue makeText(std::string_view bytes, bool nonAscii);
+    JSONTextBlock *blockFor(size_t textSize);
     bool parseEscape();
     bool parseUnicodeEscape();
     bool parseHex4(char32_t &code);
@@ -45,8 +50,9 @@ private:
     const char *m_at;
     const char *m_end;
     int m_depth = 0;
-    std::vector<JSONValue> m_open; ///< finished children of the containers that are still open
-    std::string m_text;            ///< the string being unescaped
+    std::vector<JSONValue> m_open;    ///< finished children of the containers that are still open
+    std::string m_text;               ///< the string being unescaped
+    JSONTextBlock *m_block = nullptr; ///< takes the longer texts until it is full
     JSONParseError m_error;
 };
 

@@ -56,17 +56,10 @@ inline const char *stringBreak(const char *at, const char *end, bool &nonAscii)
     return at;
 }
 
-/// First byte from `at` on that a writer must escape, or `end`.
-inline const char *escapeBreak(const char *at, const char *end)
+/// Marks the bytes that a writer must escape.
+constexpr std::uint64_t escapeMarks(std::uint64_t word)
 {
-    for (; end - at >= 8; at += 8) {
-        const std::uint64_t word = load(at);
-        if (const std::uint64_t marks = equal(word, '"') | equal(word, '\\') | below(word, 0x20))
-            return at + firstByte(marks);
-    }
-    while (at < end && *at != '"' && *at != '\\' && static_cast<unsigned char>(*at) >= 0x20)
-        ++at;
-    return at;
+    return equal(word, '"') | equal(word, '\\') | below(word, 0x20);
 }
 
 } // namespace Keelhaven::JSONScan

@@ -20,7 +20,8 @@ void *allocate(size_t bytes)
 }
 
 /// Gives up one reference; true when it was the last. A sole owner needs no atomic write.
-bool dropReference(std::atomic<quint32> &references)
+template <typename T>
+bool dropReference(std::atomic<T> &references)
 {
     return references.load(std::memory_order_acquire) == 1 ||
            references.fetch_sub(1, std::memory_order_acq_rel) == 1;
@@ -41,17 +42,25 @@ quint64 word(const char *bytes)
 
 } // namespace
 
-JSONLongText *JSONLongText::make(size_t size)
+JSONTextBlock *JSONTextBlock::make(size_t capacity)
 {
-    auto *text = new (allocate(sizeof(JSONLongText) + size)) JSONLongText;
-    text->size = size;
-    return text;
+    return new (allocate(sizeof(JSONTextBlock) + capacity)) JSONTextBlock(capacity);
 }
 
-void JSONLongText::release(JSONLongText *text)
+void JSONTextBlock::release(JSONTextBlock *block)
 {
-    if (dropReference(text->references))
-        std::free(text);
+    if (dropReference(block->references))
+        std::free(block);
+}
+
+size_t JSONTextBlock::append(std::string_view text)
+{
+    const size_t offset = used;
+    const size_t size = text.size();
+    std::memcpy(bytes() + offset, &size, sizeof size);
+    std::memcpy(bytes() + offset + sizeof size, text.data(), size);
+    used += roomFor(size);
+    return offset;
 }
 
 void JSONNode::release(JSONNode *node)
@@ -149,16 +158,26 @@ quint32 JSONObject::Data::positionOf(const JSONValue &key) const
 
 JSONValue JSONStorage::fromUtf8(std::string_view utf8)
 {
+    if (utf8.size() <= JSONValue::shortCapacity)
+        return shortText(utf8);
+    auto *block = JSONTextBlock::make(JSONTextBlock::roomFor(utf8.size()));
+    return longText(block, block->append(utf8));
+}
+
+JSONValue JSONStorage::shortText(std::string_view utf8)
+{
     JSONValue value;
-    if (utf8.size() <= JSONValue::shortCapacity) {
-        value.setTag(Tag::ShortText);
-        value.m_bits[1] = static_cast<unsigned char>(utf8.size());
-        std::memcpy(value.m_bits + 2, utf8.data(), utf8.size());
-        return value;
-    }
-    auto *block = JSONLongText::make(utf8.size());
-    std::memcpy(block->bytes(), utf8.data(), utf8.size());
+    value.setTag(Tag::ShortText);
+    value.m_bits[1] = static_cast<unsigned char>(utf8.size());
+    std::memcpy(value.m_bits + 2, utf8.data(), utf8.size());
+    return value;
+}
+
+JSONValue JSONStorage::longText(JSONTextBlock *block, size_t offset)
+{
+    JSONValue value;
     value.setTag(Tag::LongText);
+    value.setTextOffset(static_cast<quint32>(offset));
     value.setPayload(block);
     return value;
 }

@@ -9,17 +9,28 @@
 /// The blocks behind JSONValue and JSONObject, for their own source files only.
 namespace Keelhaven {
 
-/// UTF-8 of a text that does not fit into its value; the bytes follow the struct.
-struct JSONLongText
+/// UTF-8 of texts that do not fit into their values: each is its size (a size_t) and its bytes. A parsed file
+/// packs many into one block, which lives as long as one of them; a block is small enough that a single text
+/// may keep it.
+struct JSONTextBlock
 {
-    std::atomic<quint32> references = 1;
-    size_t size = 0;
+    explicit JSONTextBlock(size_t room)
+        : capacity(room)
+    {}
+
+    std::atomic<size_t> references = 1;
+    size_t capacity;
+    size_t used = 0;
 
     [[nodiscard]] char *bytes() { return reinterpret_cast<char *>(this + 1); }
     [[nodiscard]] const char *bytes() const { return reinterpret_cast<const char *>(this + 1); }
+    [[nodiscard]] static constexpr size_t roomFor(size_t textSize) { return sizeof(size_t) + textSize; }
 
-    static JSONLongText *make(size_t size);
-    static void release(JSONLongText *text);
+    /// Appends a text, for which there is room, and gives its offset.
+    size_t append(std::string_view text);
+
+    static JSONTextBlock *make(size_t capacity);
+    static void release(JSONTextBlock *block);
 };
 
 /// What arrays and objects have in common: the count, and the link that lets deep values die without
@@ -98,6 +109,7 @@ struct JSONStorage
 {
     using Tag = JSONValue::Tag;
     using Slot = JSONObject::Slot;
+    static constexpr size_t shortCapacity = JSONValue::shortCapacity;
 
     [[nodiscard]] static Tag tag(const JSONValue &value) { return value.tag(); }
     template <typename T>
@@ -111,24 +123,37 @@ struct JSONStorage
     {
         if (value.tag() == Tag::ShortText)
             return {reinterpret_cast<const char *>(value.m_bits + 2), value.m_bits[1]};
-        const auto *block = value.payload<const JSONLongText *>();
-        return {block->bytes(), block->size};
+        const char *bytes = value.payload<const JSONTextBlock *>()->bytes() + value.textOffset();
+        size_t size = 0;
+        std::memcpy(&size, bytes, sizeof size);
+        return {bytes + sizeof size, size};
     }
 
     /// A string value of valid UTF-8.
     [[nodiscard]] static JSONValue fromUtf8(std::string_view utf8);
+    /// The same for a text of up to 14 bytes.
+    [[nodiscard]] static JSONValue shortText(std::string_view utf8);
+    /// The same for a text that was appended to `block`, to which the caller has added a reference.
+    [[nodiscard]] static JSONValue longText(JSONTextBlock *block, size_t offset);
 
     /// Whether two string values hold the same text.
     [[nodiscard]] static bool sameText(const JSONValue &a, const JSONValue &b)
     {
-        if (a.tag() == Tag::ShortText || b.tag() == Tag::ShortText)
-            return std::memcmp(a.m_bits, b.m_bits, sizeof a.m_bits) == 0;
-        return a.payload<const JSONLongText *>() == b.payload<const JSONLongText *>() || text(a) == text(b);
+        if (std::memcmp(a.m_bits, b.m_bits, sizeof a.m_bits) == 0)
+            return true;
+        return a.tag() == Tag::LongText && b.tag() == Tag::LongText && text(a) == text(b);
     }
 
     [[nodiscard]] static size_t hash(const JSONValue &text);
 
-    [[nodiscard]] static const Slot *slots(const JSONObject &object) { return object.slots(); }
+    [[nodiscard]] static size_t size(const JSONObject &object)
+    {
+        return object.m_data ? object.m_data->size : 0;
+    }
+    [[nodiscard]] static const Slot *slots(const JSONObject &object)
+    {
+        return object.m_data ? object.m_data->slots() : nullptr;
+    }
 
     /// An object of `count` key and value pairs, which are moved out of `pairs`. A repeated key overwrites
     /// the value and keeps the first place.

@@ -43,7 +43,7 @@ JSONValue::JSONValue(JSONObject object)
 void JSONValue::retain() const
 {
     if (tag() == Tag::LongText)
-        payload<JSONLongText *>()->references.fetch_add(1, std::memory_order_relaxed);
+        payload<JSONTextBlock *>()->references.fetch_add(1, std::memory_order_relaxed);
     else if (auto *node = payload<JSONNode *>())
         node->retain();
 }
@@ -51,7 +51,7 @@ void JSONValue::retain() const
 void JSONValue::release()
 {
     if (tag() == Tag::LongText)
-        JSONLongText::release(payload<JSONLongText *>());
+        JSONTextBlock::release(payload<JSONTextBlock *>());
     else if (auto *node = payload<JSONNode *>())
         JSONNode::release(node);
 }

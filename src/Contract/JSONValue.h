@@ -162,6 +162,14 @@ private:
         static_assert(sizeof value == 8);
         std::memcpy(m_bits + 8, &value, sizeof value);
     }
+    /// Where in its block a long text begins.
+    [[nodiscard]] quint32 textOffset() const
+    {
+        quint32 offset;
+        std::memcpy(&offset, m_bits + 4, sizeof offset);
+        return offset;
+    }
+    void setTextOffset(quint32 offset) { std::memcpy(m_bits + 4, &offset, sizeof offset); }
     void swap(JSONValue &other) noexcept
     {
         unsigned char bits[sizeof m_bits];

@@ -8,6 +8,35 @@
 
 namespace Keelhaven {
 
+namespace {
+
+char *putEscape(char *out, unsigned char byte)
+{
+    constexpr char hex[] = "0123456789abcdef";
+    *out++ = '\\';
+    switch (byte) {
+    case '\n':
+        *out++ = 'n';
+        return out;
+    case '\r':
+        *out++ = 'r';
+        return out;
+    case '\t':
+        *out++ = 't';
+        return out;
+    case '"':
+    case '\\':
+        *out++ = static_cast<char>(byte);
+        return out;
+    default:
+        for (const char c : {'u', '0', '0', hex[byte >> 4], hex[byte & 0xf]})
+            *out++ = c;
+        return out;
+    }
+}
+
+} // namespace
+
 QString JSONValue::serialized() const
 {
     return QString::fromUtf8(encoded());
@@ -34,22 +63,12 @@ QByteArray JSONWriter::write(const JSONValue &value)
     return std::move(m_out);
 }
 
-/// Space for at least `bytes` more; the caller moves m_at behind what it wrote.
-char *JSONWriter::room(size_t bytes)
+void JSONWriter::grow(size_t bytes)
 {
-    if (static_cast<size_t>(m_end - m_at) < bytes) {
-        const qsizetype used = m_at ? m_at - m_out.constData() : 0;
-        m_out.resize(std::max<qsizetype>(256, 2 * used + static_cast<qsizetype>(bytes)));
-        m_at = m_out.data() + used;
-        m_end = m_out.data() + m_out.size();
-    }
-    return m_at;
-}
-
-void JSONWriter::put(std::string_view text)
-{
-    std::memcpy(room(text.size()), text.data(), text.size());
-    m_at += text.size();
+    const qsizetype used = m_at ? m_at - m_out.constData() : 0;
+    m_out.resize(std::max<qsizetype>(256, 2 * used + static_cast<qsizetype>(bytes)));
+    m_at = m_out.data() + used;
+    m_end = m_out.data() + m_out.size();
 }
 
 /// Walks the open containers with a stack of its own: values nest deeper than the program's stack allows.
@@ -131,51 +150,50 @@ void JSONWriter::writeValue(const JSONValue &value)
     }
     case Tag::Object: {
         const JSONObject &object = *value.objectValue();
-        if (object.isEmpty())
+        const size_t size = JSONStorage::size(object);
+        if (size == 0)
             return put("{}");
-        return open({.slots = JSONStorage::slots(object), .size = static_cast<size_t>(object.size())}, '{');
+        return open({.slots = JSONStorage::slots(object), .size = size}, '{');
     }
     }
 }
 
 void JSONWriter::writeString(const JSONValue &value)
 {
-    const auto text = JSONStorage::text(value);
-    const char *end = text.data() + text.size();
-    room(text.size() + 2);
-    *m_at++ = '"';
-    for (const char *at = text.data();;) {
-        const char *stop = JSONScan::escapeBreak(at, end);
-        put({at, stop});
-        if (stop == end)
-            break;
-        switch (*stop) {
-        case '"':
-            put("\\\"");
-            break;
-        case '\\':
-            put("\\\\");
-            break;
-        case '\n':
-            put("\\n");
-            break;
-        case '\r':
-            put("\\r");
-            break;
-        case '\t':
-            put("\\t");
-            break;
-        default: {
-            constexpr std::string_view hex = "0123456789abcdef";
-            const auto code = static_cast<unsigned char>(*stop);
-            put("\\u00");
-            put(hex.substr(code >> 4, 1));
-            put(hex.substr(code & 0xf, 1));
-        }
-        }
-        at = stop + 1;
-    }
+    constexpr size_t pieceSize = 4096;
+    auto text = JSONStorage::text(value);
     put("\"");
+    for (; text.size() > pieceSize; text.remove_prefix(pieceSize))
+        writePiece(text.substr(0, pieceSize));
+    writePiece(text);
+    put("\"");
+}
+
+/// Copies eight bytes at a time as long as none needs an escape, into space for the worst case.
+void JSONWriter::writePiece(std::string_view piece)
+{
+    constexpr size_t longestEscape = 6;
+    char *out = room(longestEscape * piece.size() + sizeof(std::uint64_t));
+    const char *at = piece.data();
+    const char *end = at + piece.size();
+    while (at < end) {
+        if (end - at >= 8) {
+            const auto word = JSONScan::load(at);
+            std::memcpy(out, &word, sizeof word);
+            const auto marks = JSONScan::escapeMarks(word);
+            const int plain = marks ? JSONScan::firstByte(marks) : 8;
+            at += plain;
+            out += plain;
+            if (!marks)
+                continue;
+        }
+        const auto byte = static_cast<unsigned char>(*at++);
+        if (byte >= 0x20 && byte != '"' && byte != '\\')
+            *out++ = static_cast<char>(byte);
+        else
+            out = putEscape(out, byte);
+    }
+    m_at = out;
 }
 
 void JSONWriter::writeInt(qint64 number)

@@ -30,12 +30,24 @@ private:
     void writeChildren();
     void writeValue(const JSONValue &value);
     void writeString(const JSONValue &value);
+    void writePiece(std::string_view piece);
     void writeInt(qint64 number);
     void writeDouble(double number);
     void open(Open container, char bracket);
     void lineBreak();
-    char *room(size_t bytes);
-    void put(std::string_view text);
+    /// Space for at least `bytes` more; the caller moves m_at behind what it wrote.
+    char *room(size_t bytes)
+    {
+        if (static_cast<size_t>(m_end - m_at) < bytes)
+            grow(bytes);
+        return m_at;
+    }
+    void grow(size_t bytes);
+    void put(std::string_view text)
+    {
+        std::memcpy(room(text.size()), text.data(), text.size());
+        m_at += text.size();
+    }
 
     Style m_style;
     std::vector<Open> m_open;
