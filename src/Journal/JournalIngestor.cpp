@@ -1,0 +1,198 @@
+#include "Journal/JournalIngestor.h"
+
+#include "Journal/TranscriptUsageReader.h"
+#include "Platform/Files.h"
+
+#include <QPointer>
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+JournalIngestor::JournalIngestor(KeelhavenDatabase &database, Clock &clock, Tasks &tasks, QString home,
+                                 JournalAssets *assets, JournalQuestions *questions)
+    : m_database(database)
+    , m_clock(clock)
+    , m_tasks(tasks)
+    , m_home(std::move(home))
+    , m_assets(assets)
+    , m_questions(questions)
+{}
+
+void JournalIngestor::begin(const RunRecord &run, const QString &journalPath, bool skipExisting)
+{
+    m_tailers.insert_or_assign(run.id, RunJournalTailer(journalPath, skipExisting));
+    m_progress.remove(run.id);
+}
+
+void JournalIngestor::poll(const RunRecord &run)
+{
+    readOnce(run);
+}
+
+std::optional<QString> JournalIngestor::finish(const RunRecord &run)
+{
+    while (readOnce(run)) {
+    }
+    m_tailers.erase(run.id);
+    m_progress.remove(run.id);
+    return summary(run.id);
+}
+
+/// Handles one read's events; true when there is more to read.
+bool JournalIngestor::readOnce(const RunRecord &run)
+{
+    const auto tailer = m_tailers.find(run.id);
+    if (tailer == m_tailers.end())
+        return false;
+    const auto events = tailer->second.read(m_clock.now());
+    const bool hasMore = tailer->second.hasMore();
+    record(events, run);
+    for (const JournalEvent &event : events)
+        handle(event, run);
+    if (!events.isEmpty())
+        Q_EMIT changed(run.id);
+    return hasMore;
+}
+
+void JournalIngestor::record(const QList<JournalEvent> &events, const RunRecord &run)
+{
+    const auto insert = [&](SQLiteConnection &connection) -> Result<void, SQLiteError> {
+        for (const JournalEvent &event : events) {
+            // A second event of the same moment and kind is ignored, which makes reading a journal again
+            // harmless. A row that fails is dropped and takes no other with it.
+            static_cast<void>(connection.run(
+                u"INSERT OR IGNORE INTO journal (run_id, ship_id, ts, type, payload) VALUES (?,?,?,?,?)"_s,
+                {SQLiteValue::uuid(run.id), SQLiteValue::optUUID(run.shipID), SQLiteValue::double_(event.ts),
+                 SQLiteValue::text(enumText(event.kind)),
+                 SQLiteValue::utf8Text(JSONValue(event.raw).encoded())}));
+        }
+        return {};
+    };
+    if (!events.isEmpty())
+        static_cast<void>(m_database.sync([&](SQLiteConnection &connection) {
+            return connection.transaction([&] { return insert(connection); });
+        }));
+}
+
+void JournalIngestor::handle(const JournalEvent &event, const RunRecord &run)
+{
+    const auto text = event.text();
+    switch (event.kind) {
+    case JournalEvent::Kind::Summary:
+        if (text)
+            m_summaries.insert(run.id, *text);
+        break;
+    case JournalEvent::Kind::Progress:
+        if (!text)
+            break;
+        m_progress.insert(run.id, *text);
+        if (onProgress)
+            onProgress(run.id, *text);
+        break;
+    case JournalEvent::Kind::Question:
+        handleQuestion(event, run);
+        break;
+    case JournalEvent::Kind::Asset:
+        if (const auto path = event.path())
+            addAsset(run, *path, event.assetKind(), event.caption(), JournalAssets::Source::Journal);
+        break;
+    case JournalEvent::Kind::Note:
+        break;
+    }
+}
+
+void JournalIngestor::handleQuestion(const JournalEvent &event, const RunRecord &run)
+{
+    const auto words = event.question();
+    // A question needs a work item to hang on, and only a ship's run can get one.
+    if (!words || !m_questions || (!run.workItemID && !run.shipID))
+        return;
+    const JournalQuestion question{.id = event.questionID().value_or(newShortID()),
+                                   .question = *words,
+                                   .options = event.options(),
+                                   .askedAt = event.date()};
+    if (m_questions->append(run, question) && onQuestion)
+        onQuestion(run, question);
+}
+
+void JournalIngestor::addAsset(const RunRecord &run, const QString &path, const std::optional<QString> &kind,
+                               const std::optional<QString> &caption, JournalAssets::Source source)
+{
+    if (m_assets)
+        m_assets->add(run, expandTilde(path, m_home), kind, caption, source);
+}
+
+void JournalIngestor::ingest(const TaskResult &result, const RunRecord &run)
+{
+    for (const auto &artifact : result.artifacts)
+        addAsset(run, artifact.path, artifact.kind, artifact.caption, JournalAssets::Source::ResultFile);
+}
+
+std::optional<QString> JournalIngestor::summary(const QUuid &runID) const
+{
+    const auto found = m_summaries.constFind(runID);
+    return found == m_summaries.constEnd() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<QString> JournalIngestor::progress(const QUuid &runID) const
+{
+    const auto found = m_progress.constFind(runID);
+    return found == m_progress.constEnd() ? std::nullopt : std::optional(*found);
+}
+
+QList<JournalEvent> JournalIngestor::events(const QUuid &runID) const
+{
+    const auto rows = m_database.sync([&](SQLiteConnection &connection) {
+        return connection.query(u"SELECT ts, type, payload FROM journal WHERE run_id = ? ORDER BY ts"_s,
+                                {SQLiteValue::uuid(runID)});
+    });
+    QList<JournalEvent> events;
+    if (!rows)
+        return events;
+    for (const SQLiteRow &row : *rows) {
+        // A line without a time of its own was stored with the time it was read at.
+        const Date stored = row.date(u"ts").value_or(m_clock.now());
+        if (auto event = JournalEvent::fromLine(row.utf8(u"payload").value_or(QByteArray()), stored))
+            events.append(*std::move(event));
+    }
+    return events;
+}
+
+void JournalIngestor::recordUsage(const RunRecord &run, std::function<void(const RunUsage &)> then)
+{
+    if (!run.sessionID || run.resolvedProvider() != AgentProvider::Claude)
+        return;
+    if (const auto transcript = TranscriptUsageReader::transcriptFile(m_home, run.cwd, *run.sessionID))
+        m_tasks.spawn(readUsage(run, *transcript, std::move(then)), "JournalIngestor::recordUsage");
+}
+
+QCoro::Task<> JournalIngestor::readUsage(RunRecord run, QString transcript,
+                                         std::function<void(const RunUsage &)> then)
+{
+    const QPointer<JournalIngestor> self(this);
+    auto work = [transcript] { return TranscriptUsageReader::usage(transcript); };
+    const auto usage = co_await onPool(std::move(work));
+    if (!self || !usage)
+        co_return;
+    storeSample(run, *usage);
+    if (then)
+        then(*usage);
+}
+
+void JournalIngestor::storeSample(const RunRecord &run, const RunUsage &usage)
+{
+    using V = SQLiteValue;
+    // A sample that cannot be stored is dropped; the run's record still gets its numbers.
+    static_cast<void>(m_database.sync([&](SQLiteConnection &connection) {
+        return connection.run(u"INSERT INTO usage_samples (run_id, ship_id, session_id, ts, model, input, "
+                              u"output, cache_creation, cache_read, "
+                              "work_tokens, source) VALUES (?,?,?,?,?,?,?,?,?,?,'transcript')"_s,
+                              {V::uuid(run.id), V::optUUID(run.shipID), V::optText(run.sessionID),
+                               V::date(m_clock.now()), V::optText(run.model), V::int_(usage.input),
+                               V::int_(usage.output), V::int_(usage.cacheCreation), V::int_(usage.cacheRead),
+                               V::int_(usage.workTokens())});
+    }));
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Journal/JournalEvent.h"
+#include "Store/LineBuffer.h"
+
+namespace Keelhaven {
+
+/// Follows one run's journal file.
+class RunJournalTailer
+{
+public:
+    /// With `skipExisting` only what is appended from now on is read.
+    RunJournalTailer(QString path, bool skipExisting);
+
+    /// The events of the lines completed since the last read; lines that are none are skipped. A file that
+    /// shrank is read again from its start. Reads at most `readLimit` bytes: an agent may write anything
+    /// here, and the main loop waits. What is left over comes with the next read.
+    [[nodiscard]] QList<JournalEvent> read(Date now);
+
+    /// Whether the last read stopped at its limit.
+    [[nodiscard]] bool hasMore() const { return m_hasMore; }
+
+    static constexpr qsizetype readLimit = 4 << 20;
+
+private:
+    QString m_path;
+    quint64 m_offset = 0;
+    LineBuffer m_lines;
+    bool m_hasMore = false;
+};
+
+} // namespace Keelhaven

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Platform/Clock.h"
+#include "Platform/DirectoryWatch.h"
+
+namespace Keelhaven {
+
+/// Says that something in a folder may have changed. A burst of changes gives one call, `debounce` after the
+/// last; and every `pollInterval` there is a call in any case, for a folder that does not exist yet, was
+/// replaced, or never rests. Lives on the main loop; the clock and the factory outlive it.
+class DirectoryWatcher
+{
+public:
+    DirectoryWatcher(QString folder, Clock &clock, DirectoryWatchFactory &factory,
+                     std::function<void()> onChange, Span debounce = std::chrono::milliseconds(200),
+                     Span pollInterval = std::chrono::seconds(30));
+
+    /// A second start does nothing.
+    void start();
+    void stop();
+
+private:
+    void openWatch();
+    void scheduleFire();
+    void poll();
+
+    QString m_folder;
+    Clock &m_clock;
+    DirectoryWatchFactory &m_factory;
+    std::function<void()> m_onChange;
+    Span m_debounce;
+    Span m_pollInterval;
+    std::unique_ptr<DirectoryWatch> m_watch;
+    Timer m_pollTimer;
+    Timer m_pending;
+};
+
+} // namespace Keelhaven

@@ -1,0 +1,66 @@
+#include "Store/JSONLTailer.h"
+
+namespace Keelhaven {
+
+namespace {
+constexpr qsizetype chunkSize = 4 << 20;
+}
+
+JSONLTailer::ReadResult JSONLTailer::read(const QString &path, Date now)
+{
+    qsizetype count = 0;
+    if (m_previous)
+        count += drain(*m_previous);
+    if (m_previous && now >= m_previousEnds)
+        m_previous.reset();
+
+    auto file = TailFile::open(path);
+    if (m_current)
+        count += drain(*m_current);
+    if (file && !(m_current && m_current->file.identity() == file->identity())) {
+        m_previous = std::exchange(m_current, std::nullopt);
+        m_previousEnds = now + afterglow;
+        m_current.emplace(Source{.file = *std::move(file), .lines = {}});
+        count += drain(*m_current);
+    }
+
+    ReadResult result;
+    result.newEvents = m_events.last(count);
+    m_events.dropUpTo(secondsSince1970(now - retention));
+    result.events = m_events;
+    return result;
+}
+
+quint64 JSONLTailer::unreadBytes(const QString &path) const
+{
+    const auto unread = [](const Source &source) {
+        const quint64 size = source.file.size();
+        return size < source.offset ? size : size - source.offset;
+    };
+    quint64 bytes = (m_previous ? unread(*m_previous) : 0) + (m_current ? unread(*m_current) : 0);
+    const auto file = TailFile::open(path);
+    if (file && !(m_current && m_current->file.identity() == file->identity()))
+        bytes += file->size();
+    return bytes;
+}
+
+qsizetype JSONLTailer::drain(Source &source)
+{
+    if (source.file.size() < source.offset) {
+        source.offset = 0;
+        source.lines.clear();
+    }
+    const qsizetype before = m_events.size();
+    while (true) {
+        const QByteArray bytes = source.file.read(source.offset, chunkSize);
+        if (bytes.isEmpty())
+            return m_events.size() - before;
+        source.offset += static_cast<quint64>(bytes.size());
+        source.lines.add(bytes, [this](QByteArrayView line) {
+            if (auto event = EventRecord::fromLine(line))
+                m_events.append(*std::move(event));
+        });
+    }
+}
+
+} // namespace Keelhaven
