@@ -32,10 +32,13 @@ def protected_roots():
     return [os.path.realpath(root) for root in roots if root]
 
 
-def expanded(path, cwd):
-    """Absolute path with ~ and $HOME replaced and symbolic links resolved."""
+def with_home(word):
     home = os.path.expanduser("~")
-    path = re.sub(r"\$\{HOME\}|\$HOME(?![A-Za-z0-9_])", lambda _: home, path)
+    return re.sub(r"\$\{HOME\}|\$HOME(?![A-Za-z0-9_])", lambda _: home, word)
+
+
+def expanded(path, cwd):
+    """Absolute path with ~ replaced and symbolic links resolved."""
     return os.path.realpath(os.path.join(cwd, os.path.expanduser(path)))
 
 
@@ -75,14 +78,12 @@ def bash_paths(command, cwd):
     for word, first in words_of(command):
         if first:
             changing = word in CHANGES_FOLDER
-            # The shell gave the redirect target or sub-command a part of its own: it may be a path too.
         for candidate in paths_in_word(word):
-            candidate = without_pattern(candidate)
+            candidate = without_pattern(with_home(candidate))
             if not candidate or candidate.startswith("-"):
                 continue
             path = expanded(candidate, folder)
-            named = candidate.startswith(("/", "~", "$HOME", "${HOME}", "./", "../")) or "/" in candidate
-            if named or candidate == ".." or os.path.lexists(path):
+            if "/" in candidate or candidate.startswith("~") or os.path.lexists(path):
                 yield path
             if changing and not first:
                 folder = path

@@ -1,0 +1,441 @@
+#include "Herdr/HerdrLauncher.h"
+#include "Herdr/HerdrPrompting.h"
+#include "Herdr/HerdrTabs.h"
+#include "HerdrFixture.h"
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using namespace Herdr;
+
+namespace {
+
+const QString timedOut = u"timed out waiting for a Herdr response"_s;
+const QString trustScreen = u"Do you trust the files in this folder?\n❯ 1. Yes, proceed\n  2. No, exit"_s;
+const QString trustOnNo = u"Is this your own project?\n  1. Yes, I trust this folder\n❯ 2. No, exit"_s;
+const QString trustOnYes = u"Is this your own project?\n❯ 1. Yes, I trust this folder\n  2. No, exit"_s;
+
+struct HerdrLauncherTest : HerdrFixture
+{
+    using Answer = ScriptedTransport::Answer;
+
+    HerdrLauncherTest()
+    {
+        request.runID = QUuid::createUuid();
+        request.cwd = u"/srv/web"_s;
+        request.name = u"Web"_s;
+        request.prompt = u"do it"_s;
+        request.workspaceLabel = u"web"_s;
+        transport->answers(Method::workspaceList, {workspaces({})});
+        transport->answers(Method::workspaceCreate,
+                           {ScriptedTransport::result(WorkspaceCreated{
+                               {u"w1"_s, u"web"_s, {}}, {u"t1"_s, u"w1"_s, {}}, pane(u"p1"_s)})});
+        transport->answers(Method::tabCreate, {ScriptedTransport::result(
+                                                  TabCreated{{u"t2"_s, u"w1"_s, u"Web"_s}, pane(u"p2"_s)})});
+        for (const auto method : {Method::tabRename, Method::tabClose, Method::paneClose, Method::paneFocus,
+                                  Method::paneSendText})
+            transport->answers(method, {ScriptedTransport::result(Ack())});
+        transport->answers(Method::agentStart,
+                           {ScriptedTransport::result(AgentStarted{agent(Status::Unknown), {}})});
+        transport->answers(Method::agentGet, {got(Status::Idle)});
+        transport->answers(Method::agentPrompt, {got(Status::Working)});
+        transport->answers(Method::agentList, {listed(Status::Idle), listed(Status::Working)});
+        transport->answers(Method::paneRead, {screen(u"> "_s)});
+    }
+
+    static AgentInfo agent(std::optional<Status> status, const std::optional<QString> &kind = u"claude"_s)
+    {
+        return {u"web-host"_s, kind, u"p1"_s, u"t1"_s, u"w1"_s, status, {}, {}};
+    }
+    static PaneInfo pane(const QString &id) { return {id, u"t1"_s, u"w1"_s, {}, {}, {}}; }
+    static Answer got(std::optional<Status> status)
+    {
+        return ScriptedTransport::result(AgentResult{agent(status)});
+    }
+    static Answer gotAgent(const AgentInfo &info) { return ScriptedTransport::result(AgentResult{info}); }
+    static Answer listed(std::optional<Status> status)
+    {
+        return ScriptedTransport::result(AgentList{{agent(status)}});
+    }
+    static Answer screen(const QString &text, bool truncated = false)
+    {
+        return ScriptedTransport::result(PaneRead{{text, truncated}});
+    }
+    static Answer workspaces(const QList<WorkspaceInfo> &list)
+    {
+        return ScriptedTransport::result(WorkspaceList{list});
+    }
+    static Answer busy() { return HerdrError::api(u"agent_pane_busy"_s, u"not yet"_s); }
+
+    QString launchError()
+    {
+        const auto run = finish(launcher.launch(request));
+        return run ? u"launched"_s : run.error().message();
+    }
+    /// Text and time of each thing typed, e.g. "8.5 \r".
+    QStringList typed() const
+    {
+        QStringList list;
+        for (const auto &call : transport->callsOf(Method::paneSendText)) {
+            const QString text = call.text(u"text");
+            list.append(u"%1 %2"_s.arg(QString::number(call.at), text == u"\r"       ? u"Enter"_s
+                                                                 : text == u"\x1b[B" ? u"Down"_s
+                                                                                     : text));
+        }
+        return list;
+    }
+
+    RunLaunchRequest request;
+    LaunchedRun run{u"p1"_s, u"t1"_s, u"w1"_s, u"web-host"_s, AgentProvider::Claude, {}, {}, {}};
+    HerdrProbe prober{locator};
+    HerdrLauncher launcher{HerdrClient(transport), locator, prober, clock, home.paths()};
+};
+
+} // namespace
+
+TEST_F(HerdrLauncherTest, AFirstLaunchMakesTheWorkspaceAndStartsTheAgent)
+{
+    request.runDir = home.path(u"run"_s);
+    const auto launched = finish(launcher.launch(request));
+    ASSERT_TRUE(launched) << launched.error().message().toStdString();
+    EXPECT_EQ(*launched, (LaunchedRun{u"p1"_s, u"t1"_s, u"w1"_s, u"web-host"_s, AgentProvider::Claude,
+                                      request.runID, u"web"_s, request.runDir}));
+
+    const auto created = transport->callsOf(Method::workspaceCreate).value(0);
+    EXPECT_EQ(created.text(u"label"), u"web");
+    EXPECT_EQ(created.text(u"cwd"), u"/srv/web");
+    EXPECT_EQ((*created.params[u"env"])[u"KEELHAVEN_RUN_DIR"]->stringValue(), request.runDir);
+    EXPECT_EQ(transport->callsOf(Method::tabRename).value(0).text(u"label"), u"Web");
+    EXPECT_TRUE(transport->callsOf(Method::tabCreate).isEmpty());
+
+    const auto started = transport->callsOf(Method::agentStart).value(0);
+    EXPECT_EQ(started.timeout, Span(75s));
+    EXPECT_EQ(started.params[u"timeout_ms"]->intValue(), 60000);
+    EXPECT_EQ(started.text(u"kind"), u"claude");
+    EXPECT_TRUE(started.text(u"name").startsWith(u"web-"));
+    EXPECT_EQ(started.params[u"args"]->arrayValue()->at(1).stringValue(), u"auto");
+
+    const auto prompted = transport->callsOf(Method::agentPrompt).value(0);
+    EXPECT_EQ(prompted.timeout, Span(30s));
+    EXPECT_EQ(prompted.text(u"target"), u"web-host");
+    EXPECT_TRUE(prompted.text(u"text").startsWith(u"do it Unattended run: "));
+    EXPECT_EQ(prompted.at, 2.0) << "the screen must have stood still";
+    EXPECT_TRUE(typed().isEmpty());
+}
+
+TEST_F(HerdrLauncherTest, ALaterLaunchOpensATabInTheWorkspaceOfThatLabel)
+{
+    transport->answers(
+        Method::workspaceList,
+        {workspaces({{u"w0"_s, u"other"_s, {}}, {u"w7"_s, u"web"_s, {}}, {u"w8"_s, u"web"_s, {}}})});
+    ASSERT_EQ(launchError(), u"launched");
+    const auto tab = transport->callsOf(Method::tabCreate).value(0);
+    EXPECT_EQ(tab.text(u"workspace_id"), u"w7");
+    EXPECT_EQ(tab.text(u"label"), u"Web");
+    EXPECT_EQ(transport->callsOf(Method::agentStart).value(0).text(u"pane_id"), u"p2");
+
+    // The one it used is preferred, also under another label now; a closed one is forgotten.
+    transport->answers(Method::workspaceList,
+                       {workspaces({{u"w8"_s, u"web"_s, {}}, {u"w7"_s, u"renamed"_s, {}}}),
+                        workspaces({{u"w8"_s, u"web"_s, {}}}), workspaces({})});
+    for (const auto &expected : {u"w7"_s, u"w8"_s}) {
+        ASSERT_EQ(launchError(), u"launched");
+        EXPECT_EQ(transport->callsOf(Method::tabCreate).last().text(u"workspace_id"), expected);
+    }
+    ASSERT_EQ(launchError(), u"launched");
+    EXPECT_EQ(transport->callsOf(Method::workspaceCreate).size(), 1);
+}
+
+TEST_F(HerdrLauncherTest, AnAgentWithoutANameKeepsTheGeneratedOne)
+{
+    AgentInfo unnamed = agent(Status::Unknown);
+    unnamed.name.reset();
+    transport->answers(Method::agentStart, {ScriptedTransport::result(AgentStarted{unnamed, {}})});
+    const auto launched = finish(launcher.launch(request));
+    ASSERT_TRUE(launched);
+    EXPECT_EQ(launched->agentName, transport->callsOf(Method::agentStart).value(0).text(u"name"));
+}
+
+TEST_F(HerdrLauncherTest, ABusyPaneIsTriedForEightSeconds)
+{
+    transport->answers(Method::agentStart,
+                       {busy(), busy(), ScriptedTransport::result(AgentStarted{agent(Status::Unknown), {}})});
+    EXPECT_EQ(launchError(), u"launched");
+    EXPECT_EQ(transport->callsOf(Method::agentStart).last().at, 0.5);
+
+    transport->answers(Method::agentStart, {busy()});
+    const double before = std::chrono::duration<double>(clock.now().time_since_epoch()).count();
+    EXPECT_EQ(launchError(), u"not yet (agent_pane_busy)");
+    EXPECT_EQ(std::chrono::duration<double>(clock.now().time_since_epoch()).count() - before, 8.0);
+
+    const auto tries = transport->callsOf(Method::agentStart).size();
+    transport->answers(Method::agentStart, {HerdrError::api(u"bad_kind"_s, u"No such agent"_s)});
+    EXPECT_EQ(launchError(), u"No such agent (bad_kind)");
+    EXPECT_EQ(transport->callsOf(Method::agentStart).size(), tries + 1);
+}
+
+TEST_F(HerdrLauncherTest, AnAgentThatIsNeverReadySaysWhy)
+{
+    AgentInfo pending = agent(Status::Working);
+    pending.launchPending = true;
+    AgentInfo blocked = agent(Status::Blocked);
+    blocked.launchPending = true;
+    const std::initializer_list<std::pair<Answer, QString>> table{
+        {HerdrError::transport(u"x"_s), u"no agent yet"_s},
+        {gotAgent(agent(Status::Idle, std::nullopt)), u"no agent in the pane"_s},
+        {gotAgent(pending), u"still launching"_s},
+        {gotAgent(blocked), u"still launching, blocked at a startup dialog"_s},
+    };
+    transport->answers(Method::paneRead, {screen(u"last words"_s)});
+    for (const auto &[answer, reason] : table) {
+        transport->answers(Method::agentGet, {answer});
+        EXPECT_EQ(launchError(),
+                  u"Claude was not ready to take a prompt after 45s — "_s + reason + u" (agent_not_ready)"_s);
+        EXPECT_EQ(launcher.takeFailedLaunchScreen(request.runID), u"last words");
+        EXPECT_EQ(launcher.takeFailedLaunchScreen(request.runID), std::nullopt);
+    }
+    EXPECT_EQ(transport->callsOf(Method::paneClose).size(), 4);
+    EXPECT_EQ(transport->callsOf(Method::paneRead).last().params[u"lines"]->intValue(), 200);
+}
+
+TEST_F(HerdrLauncherTest, TrustDialogsAreAnsweredOneBehindTheOther)
+{
+    const auto asked = [this](std::initializer_list<Answer> screens) {
+        transport->answers(Method::paneRead, screens);
+        transport->calls.clear();
+        finish(HerdrSession::acceptTrustDialog(
+            std::shared_ptr<HerdrContext>(&launcher.context(), [](HerdrContext *) {}), u"p1"_s));
+        QStringList texts;
+        for (const QString &entry : typed())
+            texts.append(entry.section(u' ', 1));
+        return texts;
+    };
+    EXPECT_EQ(asked({screen(trustScreen), screen(u"> "_s)}), QStringList{u"Enter"_s});
+    EXPECT_EQ(asked({screen(trustOnNo), screen(trustOnYes), screen(trustOnYes), screen(u"> "_s)}),
+              (QStringList{u"Down"_s, u"Enter"_s}));
+    // A dialog that ignores the answer is asked three times, 1.5 s each.
+    const Date before = clock.now();
+    EXPECT_EQ(asked({screen(trustScreen)}), (QStringList{u"Enter"_s, u"Enter"_s, u"Enter"_s}));
+    EXPECT_EQ(clock.now() - before, Span(4500ms));
+    EXPECT_TRUE(asked({HerdrError::transport(u"x"_s)}).isEmpty());
+}
+
+TEST_F(HerdrLauncherTest, ThePromptWaitsUntilTheScreenStandsStill)
+{
+    const auto settled = [this] {
+        transport->calls.clear();
+        const Date before = clock.now();
+        finish(HerdrSession::waitUntilSettled(
+            std::shared_ptr<HerdrContext>(&launcher.context(), [](HerdrContext *) {}), run));
+        return std::chrono::duration<double>(clock.now() - before).count();
+    };
+    transport->answers(Method::paneRead, {screen(u"a"_s), screen(u"b"_s), screen(u"b"_s), screen(u"c"_s)});
+    EXPECT_EQ(settled(), 2.75);
+    transport->answers(Method::paneRead,
+                       {screen(u"a"_s), screen(u"a"_s), HerdrError::transport(u"x"_s), screen(u"a"_s)});
+    EXPECT_EQ(settled(), 2.75);
+    transport->answers(Method::agentGet, {got(Status::Working)});
+    EXPECT_EQ(settled(), 12.0);
+}
+
+TEST_F(HerdrLauncherTest, ALostEnterIsPressedAgainAndTheTextTypedOnceMore)
+{
+    transport->answers(Method::agentList, {listed(Status::Idle)});
+    ASSERT_TRUE(finish(launcher.prompt(run, u"go"_s)));
+    EXPECT_EQ(typed(),
+              (QStringList{u"4 Enter"_s, u"8 Enter"_s, u"12 go"_s, u"12.6 Enter"_s, u"16.6 Enter"_s}));
+    EXPECT_EQ(transport->callsOf(Method::agentList).size(), 1 + 5 * 8);
+    EXPECT_EQ(std::chrono::duration<double>(clock.now().time_since_epoch()).count(), 1772600707 + 20.6);
+}
+
+TEST_F(HerdrLauncherTest, TheLadderEndsWhenTheAgentStartsOrTheHostIsGone)
+{
+    // Idle before, eight looks in vain, then working after the first Enter.
+    QList<Answer> looks(9, listed(Status::Idle));
+    looks.append(listed(Status::Working));
+    transport->answers(Method::agentList, looks);
+    ASSERT_TRUE(finish(launcher.prompt(run, u"go"_s)));
+    EXPECT_EQ(typed(), QStringList{u"4 Enter"_s});
+
+    // Done before the prompt and done after it: nothing has happened. What cannot be told counts the same.
+    for (const auto &[resting, presses] : std::initializer_list<std::pair<QList<Answer>, int>>{
+             {{listed(Status::Done)}, 5},
+             {{listed(Status::Idle), listed(Status::Done)}, 0},
+             {{HerdrError::transport(u"x"_s)}, 5},
+             {{listed(std::nullopt)}, 5},
+             {{listed(Status::Unknown)}, 0}}) {
+        transport->answers(Method::agentList, resting);
+        transport->calls.clear();
+        ASSERT_TRUE(finish(launcher.prompt(run, u"go"_s)));
+        EXPECT_EQ(typed().size(), presses);
+    }
+
+    transport->answers(Method::agentList, {listed(Status::Idle)});
+    transport->answers(Method::paneSendText, {HerdrError::transport(u"x"_s)});
+    transport->calls.clear();
+    ASSERT_TRUE(finish(launcher.prompt(run, u"go"_s)));
+    EXPECT_EQ(typed().size(), 1);
+}
+
+TEST_F(HerdrLauncherTest, LongPromptsAreTypedAsAPointerToABrief)
+{
+    run.runDir = home.path(u"runs/r"_s);
+    const QString text(900, u'x');
+    ASSERT_TRUE(finish(launcher.prompt(run, text)));
+    ASSERT_TRUE(finish(launcher.prompt(run, text)));
+    EXPECT_EQ(home.read(u"runs/r/brief.md"_s), text.toUtf8());
+    EXPECT_EQ(home.read(u"runs/r/brief-1.md"_s), text.toUtf8());
+    EXPECT_TRUE(transport->callsOf(Method::agentPrompt)
+                    .last()
+                    .text(u"text")
+                    .contains(u"/runs/r/brief-1.md — read it now"));
+
+    run.runDir = home.path(u"runs/r/brief.md"_s);
+    const auto calls = transport->calls.size();
+    EXPECT_FALSE(finish(launcher.prompt(run, text)));
+    EXPECT_EQ(transport->calls.size(), calls) << "nothing may be typed without its brief";
+}
+
+TEST_F(HerdrLauncherTest, AClaudeThatDoesNotReadItsPromptIsStartedOnceMore)
+{
+    const Answer silent = HerdrError::transport(timedOut);
+    transport->answers(Method::agentPrompt, {silent, got(Status::Working)});
+    EXPECT_EQ(launchError(), u"launched");
+    EXPECT_EQ(launcher.takeFailedLaunchScreen(request.runID), std::nullopt);
+
+    transport->calls.clear();
+    transport->answers(Method::agentPrompt, {silent});
+    EXPECT_EQ(launchError(),
+              u"claude came up but never read its prompt, twice (timed out waiting for a Herdr response)");
+    EXPECT_EQ(transport->callsOf(Method::agentStart).size(), 2);
+    EXPECT_EQ(transport->callsOf(Method::paneClose).size(), 2);
+
+    transport->calls.clear();
+    transport->answers(Method::agentPrompt, {HerdrError::transport(u"read(): Connection reset by peer"_s)});
+    EXPECT_EQ(launchError(), u"read(): Connection reset by peer");
+    EXPECT_EQ(transport->callsOf(Method::agentStart).size(), 1);
+}
+
+TEST_F(HerdrLauncherTest, CodexIsConfirmedByItsHooks)
+{
+    request.provider = AgentProvider::Codex;
+    AgentInfo ready = agent(Status::Idle, u"codex"_s);
+    AgentInfo notInteractive = ready;
+    ready.interactiveReady = true;
+    AgentInfo working = ready;
+    working.agentStatus = Status::Working;
+    transport->answers(Method::agentGet, {gotAgent(notInteractive), gotAgent(working), gotAgent(ready)});
+    QStringList hooks{u"SessionStart"_s};
+    launcher.context().codexEvents = [&hooks](const QUuid &) {
+        QList<EventRecord> events;
+        for (const QString &type : hooks)
+            events.append(EventRecord::fromJSON({{u"source"_s, u"codex"_s}, {u"type"_s, type}}));
+        events.append(
+            EventRecord::fromJSON({{u"source"_s, u"startup"_s}, {u"type"_s, u"UserPromptSubmit"_s}}));
+        return events;
+    };
+    const QString missing =
+        u"Codex did not report UserPromptSubmit. Install Keelhaven's Codex hooks, enable and trust them with "
+        u"/hooks, then retry. "
+        u"Check ChatGPT login and folder trust in Codex first. See README → Codex Phase 1. (codex_hooks_missing)"_s;
+    EXPECT_EQ(launchError(), missing);
+    EXPECT_EQ(transport->callsOf(Method::agentPrompt).value(0).at, 0.5);
+    EXPECT_EQ(transport->callsOf(Method::agentStart).size(), 1);
+
+    hooks.append(u"UserPromptSubmit"_s);
+    EXPECT_EQ(launchError(), u"launched");
+    EXPECT_TRUE(typed().isEmpty());
+
+    request.resumeSessionID = u"s1"_s;
+    EXPECT_EQ(launchError(), u"Continue Codex sessions manually in Herdr in Phase 1. (unsupported_resume)");
+}
+
+TEST_F(HerdrLauncherTest, AProbeTellsALiveSessionFromALeftShell)
+{
+    AgentInfo pending = agent(Status::Unknown, std::nullopt);
+    pending.launchPending = true;
+    const std::initializer_list<std::pair<Answer, RunProbe>> table{
+        {listed(Status::Blocked), {AgentState::Blocked, true}},
+        {listed(std::nullopt), {AgentState::Unknown, true}},
+        {ScriptedTransport::result(AgentList{{pending}}), {AgentState::Unknown, true}},
+        {ScriptedTransport::result(AgentList{{agent(Status::Idle, std::nullopt)}}),
+         {AgentState::Done, false}},
+        {ScriptedTransport::result(AgentList{}), {AgentState::Done, false}},
+        {HerdrError::unreachable(u"down"_s), {AgentState::Unknown, true}},
+    };
+    for (const auto &[answer, expected] : table) {
+        transport->answers(Method::agentList, {answer});
+        EXPECT_EQ(finish(launcher.probe(run)), expected);
+    }
+}
+
+TEST_F(HerdrLauncherTest, SmallActionsOnASession)
+{
+    transport->answers(Method::paneRead, {screen(u"end"_s, true), HerdrError::transport(u"x"_s)});
+    EXPECT_EQ(finish(launcher.transcript(run, 80)), u"…earlier output truncated…\nend");
+    EXPECT_EQ(finish(launcher.transcript(run, 80)), std::nullopt);
+
+    finish(launcher.requestExit(run));
+    EXPECT_EQ(transport->callsOf(Method::agentPrompt).value(0).text(u"text"), u"/exit");
+    EXPECT_TRUE(typed().isEmpty());
+    transport->answers(Method::agentPrompt, {HerdrError::transport(u"x"_s)});
+    finish(launcher.requestExit(run));
+    EXPECT_EQ(typed(), QStringList{u"0 /exit\r"_s});
+    run.provider = AgentProvider::Codex;
+    finish(launcher.requestExit(run));
+    EXPECT_EQ(transport->callsOf(Method::agentPrompt).size(), 2);
+
+    finish(launcher.focus(run));
+    EXPECT_EQ(transport->calls.last().method, u"pane.focus");
+    launcher.terminateAllBlocking({run, run}, 2s);
+    ASSERT_EQ(transport->posted.size(), 2);
+    EXPECT_TRUE(transport->posted[0].contains(u"pane.close"));
+    transport->answersPosts = false;
+    launcher.terminateAllBlocking({run}, 1ms);
+}
+
+TEST_F(HerdrLauncherTest, FinishedTabsAreClosedUnlessAnAgentLivesInThem)
+{
+    const auto tab = [](const QString &id, const QString &label = u"Web"_s) {
+        return TabInfo{id, u"w1"_s, label};
+    };
+    const auto in = [](const QString &tabID, std::optional<QString> kind, Status status,
+                       bool pending = false) {
+        return AgentInfo{{}, std::move(kind), tabID, tabID, u"w1"_s, status, pending, {}};
+    };
+    const QList<TabInfo> tabs{tab(u"shell"_s), tab(u"idle"_s), tab(u"held"_s), tab(u"other"_s, u"X"_s),
+                              tab(u"old"_s)};
+    const QList<AgentInfo> agents{in(u"idle"_s, u"claude"_s, Status::Idle),
+                                  in(u"old"_s, std::nullopt, Status::Working)};
+    EXPECT_EQ(HerdrSession::finishedTabs(tabs, agents, u"Web"_s, {u"held"_s}),
+              (HerdrSession::FinishedTabs{{u"shell"_s, u"old"_s}, false}));
+    for (const AgentInfo &busy :
+         {in(u"old"_s, u"claude"_s, Status::Blocked), in(u"old"_s, std::nullopt, Status::Idle, true)})
+        EXPECT_EQ(HerdrSession::finishedTabs({tab(u"old"_s)}, {busy}, u"Web"_s, {}),
+                  (HerdrSession::FinishedTabs{{}, true}));
+
+    EXPECT_FALSE(finish(launcher.reconcileFinishedTabs(u"Web"_s, {})));
+    transport->answers(Method::workspaceList, {workspaces({{u"w1"_s, u"a"_s, {}}, {u"w2"_s, u"b"_s, {}}})});
+    transport->answers(Method::tabList,
+                       {HerdrError::transport(u"x"_s), ScriptedTransport::result(TabList{tabs})});
+    transport->answers(Method::agentList, {ScriptedTransport::result(AgentList{agents})});
+    EXPECT_FALSE(finish(launcher.reconcileFinishedTabs(u"Web"_s, {u"held"_s})));
+    QStringList closed;
+    for (const auto &call : transport->callsOf(Method::tabClose))
+        closed.append(call.text(u"tab_id"));
+    EXPECT_EQ(closed, (QStringList{u"shell"_s, u"old"_s}));
+}
+
+TEST_F(HerdrLauncherTest, ALaunchOutlivesItsLauncher)
+{
+    auto gone = std::make_unique<HerdrLauncher>(HerdrClient(transport), locator, prober, clock, home.paths());
+    auto task = gone->launch(request);
+    gone.reset();
+    EXPECT_TRUE(finish(std::move(task)));
+    auto cut = launcher.launch(request);
+    clock.close();
+    EXPECT_FALSE(finish(std::move(cut)).has_value());
+}
+
+} // namespace Keelhaven
