@@ -1,0 +1,154 @@
+"""Appends one line per Claude Code hook event to ~/.cache/keelhaven/events.jsonl.
+
+Runs once per event and tool call of every session, so its start-up is the cost that counts: it is started with
+`python3 -I -S` (no site-packages scan) and reaches for the C half of the json module, which spares the import of the
+regular expression engine. It never fails a session: whatever goes wrong, it exits 0 and prints nothing.
+"""
+import os
+import sys
+from time import monotonic, sleep, time
+
+MAX_FILE_BYTES = 64 * 1024 * 1024
+MAX_MESSAGE_CHARACTERS = 64 * 1024
+LOCK_PATIENCE_SECONDS = 3.0
+SUBAGENT_TOOLS = ("Task", "Agent")
+RECORDED_TYPES = ("SessionStart", "UserPromptSubmit", "PostToolUse", "SubagentStop", "Stop", "SessionEnd")
+# key on disk, key of the payload
+COPIED_KEYS = (
+    ("session_id", "session_id"),
+    ("turn_id", "prompt_id"),
+    ("agent_id", "agent_id"),
+    ("agent_type", "agent_type"),
+    ("cwd", "cwd"),
+    ("tool_name", "tool_name"),
+    ("title", "session_title"),
+)
+
+
+def parse(text):
+    """The JSON value in `text`. Raises on anything that is not JSON."""
+    try:
+        from _json import make_scanner
+    except ImportError:
+        import json
+
+        return json.loads(text)
+
+    class Rules:
+        strict = False
+        object_hook = object_pairs_hook = None
+        parse_float = float
+        parse_int = int
+        parse_constant = float
+
+    return make_scanner(Rules)(text.strip(), 0)[0]
+
+
+def encode(record):
+    """`record` as one line of UTF-8. Its values are texts and one number."""
+    try:
+        from _json import encode_basestring as quote
+    except ImportError:
+        import json
+
+        def quote(text):
+            return json.dumps(text, ensure_ascii=False)
+
+    members = (quote(key) + ": " + (quote(value) if isinstance(value, str) else repr(value)) for key, value in record.items())
+    # A half surrogate pair (text cut by the CLI) has no UTF-8 and would cost the reader the whole line.
+    return ("{" + ", ".join(members) + "}\n").encode("utf-8", "replace")
+
+
+def is_recorded(payload):
+    kind = payload.get("hook_event_name")
+    if kind == "PostToolUse" and payload.get("tool_name") in SUBAGENT_TOOLS:
+        # Only a launch in the background leaves an agent open. One that ran in the foreground has told its
+        # SubagentStop already; a line for it now would count as an agent that never ends.
+        response = payload.get("tool_response")
+        return isinstance(response, dict) and response.get("status") == "async_launched"
+    return kind in RECORDED_TYPES
+
+
+def event_record(payload, now, environment):
+    """The line for a hook's payload, or None when the event is not kept. Never tool input or output."""
+    if not is_recorded(payload):
+        return None
+    kind = payload["hook_event_name"]
+    record = {"ts": now, "type": kind, "provider": "claude"}
+    if run_id := environment.get("KEELHAVEN_RUN_ID"):
+        record["run_id"] = run_id
+    for key, source in COPIED_KEYS:
+        value = payload.get(source)
+        if isinstance(value, str) and value:
+            record[key] = value
+    message = payload.get("last_assistant_message")
+    if kind in ("Stop", "SessionEnd") and isinstance(message, str) and message:
+        record["last_message"] = message[:MAX_MESSAGE_CHARACTERS]
+    return record
+
+
+def take_lock(descriptor):
+    """True when the lock is held. A holder that is stopped costs patience, not the event."""
+    from fcntl import LOCK_EX, LOCK_NB, flock
+
+    deadline = monotonic() + LOCK_PATIENCE_SECONDS
+    while True:
+        try:
+            flock(descriptor, LOCK_EX | LOCK_NB)
+            return True
+        except BlockingIOError:
+            if monotonic() >= deadline:
+                return False
+            sleep(0.002)
+
+
+def open_log(path):
+    return os.open(path, os.O_RDWR | os.O_CREAT | os.O_APPEND | os.O_CLOEXEC, 0o600)
+
+
+def append(folder, line, max_bytes=MAX_FILE_BYTES):
+    """Adds `line` to the log in `folder` with a single write, rotating the log before it would pass `max_bytes`."""
+    os.makedirs(folder, 0o700, exist_ok=True)
+    if os.stat(folder).st_mode & 0o077:
+        os.chmod(folder, 0o700)
+    lock = os.open(folder + "/events.lock", os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o600)
+    try:
+        append_locked(folder, line, max_bytes, take_lock(lock))
+    finally:
+        os.close(lock)
+
+
+def append_locked(folder, line, max_bytes, is_alone):
+    path = folder + "/events.jsonl"
+    log = open_log(path)
+    try:
+        status = os.fstat(log)
+        if is_alone and status.st_size and status.st_size + len(line) + 1 > max_bytes:
+            os.close(log)
+            os.rename(path, folder + "/events.1.jsonl")
+            log = open_log(path)
+            status = os.fstat(log)
+        if status.st_mode & 0o077:
+            os.fchmod(log, 0o600)
+        if status.st_size and os.pread(log, 1, status.st_size - 1) != b"\n":
+            line = b"\n" + line  # a writer died in the middle of its line: do not glue this one to the rest
+        if os.write(log, line) < len(line) and is_alone:
+            os.ftruncate(log, status.st_size)  # the disk is full: no line is better than half of one
+    finally:
+        os.close(log)
+
+
+def main():
+    os.umask(0o077)
+    payload = parse(sys.stdin.buffer.read().decode("utf-8", "replace"))
+    record = event_record(payload, time(), os.environ)
+    if record:
+        append(os.path.expanduser("~/.cache/keelhaven"), encode(record))
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    except BaseException:  # even an interrupt: the session's own work goes first
+        pass
+    os._exit(0)
