@@ -3,13 +3,28 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// What a symbolic link says, relative or absolute; empty for anything else.
+QString linkTarget(const QString &path)
+{
+    std::array<char, PATH_MAX> target;
+    const ssize_t size = ::readlink(QFile::encodeName(path).constData(), target.data(), target.size());
+    return size > 0 ? QFile::decodeName(QByteArray(target.data(), size)) : QString();
+}
+
+} // namespace
 
 Result<void, FileError> makeFolder(const QString &path)
 {
@@ -35,8 +50,7 @@ Result<void, FileError> writeFileAtomically(const QString &path, const QByteArra
     file.setDirectWriteFallback(false);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
         return failure(FileError{u"cannot write %1: %2"_s.arg(path, file.errorString())});
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    if (!file.commit())
+    if (!file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) || !file.commit())
         return failure(FileError{u"cannot write %1: %2"_s.arg(path, file.errorString())});
     return {};
 }
@@ -46,7 +60,10 @@ Result<QByteArray, FileError> readFile(const QString &path)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return failure(FileError{u"cannot read %1: %2"_s.arg(path, file.errorString())});
-    return file.readAll();
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFile::NoError)
+        return failure(FileError{u"cannot read %1: %2"_s.arg(path, file.errorString())});
+    return bytes;
 }
 
 QString expandTilde(const QString &path, const QString &home)
@@ -58,19 +75,32 @@ QString expandTilde(const QString &path, const QString &home)
 
 QString resolvedPath(const QString &path)
 {
-    QString existing = QDir::cleanPath(QDir::current().absoluteFilePath(path));
-    QString rest;
-    while (true) {
-        if (const QString canonical = QFileInfo(existing).canonicalFilePath(); !canonical.isEmpty())
-            return QDir::cleanPath(canonical + rest);
-        const qsizetype slash = existing.lastIndexOf(u'/');
-        if (slash < 0)
-            return existing + rest;
-        rest.prepend(existing.sliced(slash));
-        existing.truncate(std::max<qsizetype>(slash, 1));
-        if (existing == u"/")
-            return QDir::cleanPath(existing + rest);
+    // Component by component, as the system walks a path: behind a symbolic link ".." is the parent of its target,
+    // and a link whose target is missing still leads there.
+    constexpr int mostLinks = 40;
+    QStringList open = QDir::current().absoluteFilePath(path).split(u'/', Qt::SkipEmptyParts);
+    QString resolved;
+    int links = 0;
+    while (!open.isEmpty()) {
+        const QString component = open.takeFirst();
+        if (component == u".")
+            continue;
+        if (component == u"..") {
+            resolved.truncate(std::max<qsizetype>(resolved.lastIndexOf(u'/'), 0));
+            continue;
+        }
+        const QString next = resolved + u'/' + component;
+        const QString target = links < mostLinks ? linkTarget(next) : QString();
+        if (target.isEmpty()) {
+            resolved = next;
+            continue;
+        }
+        ++links;
+        if (target.startsWith(u'/'))
+            resolved.clear();
+        open = target.split(u'/', Qt::SkipEmptyParts) + open;
     }
+    return resolved.isEmpty() ? u"/"_s : resolved;
 }
 
 bool isInside(const QString &path, const QString &root)

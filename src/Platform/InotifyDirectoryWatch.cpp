@@ -23,7 +23,11 @@ public:
         QObject::connect(&m_notifier, &QSocketNotifier::activated, &m_notifier, [this] { drain(); });
     }
 
-    ~InotifyWatch() override { ::close(m_descriptor); }
+    ~InotifyWatch() override
+    {
+        m_notifier.setEnabled(false);
+        ::close(m_descriptor);
+    }
 
 private:
     void drain()

@@ -72,6 +72,9 @@ public:
         });
         connect(&m_timer, &QTimer::timeout, this, [this] { timedOut(); });
         m_process.start(program, spec.arguments);
+        if (done.isResolved())
+            return;
+        m_group = static_cast<pid_t>(m_process.processId());
         m_timer.setSingleShot(true);
         m_timer.start(spec.timeout);
         if (!spec.input.isEmpty()) {
@@ -93,17 +96,24 @@ private:
 
     void timedOut()
     {
+        m_isTimedOut = true;
         signalGroup(SIGTERM);
         drain();
         m_result.kind = ProcessResult::Kind::TimedOut;
+        // Others of the group may live on when the leader has obeyed, so this object waits for the second signal.
+        QTimer::singleShot(2s, this, [this] {
+            signalGroup(SIGKILL);
+            if (m_process.state() == QProcess::NotRunning)
+                deleteLater();
+            m_isGroupKilled = true;
+        });
         done.resolve(m_result);
-        QTimer::singleShot(2s, this, [this] { signalGroup(SIGKILL); });
     }
 
     void signalGroup(int signal) const
     {
-        if (m_process.processId() > 0)
-            ::kill(-static_cast<pid_t>(m_process.processId()), signal);
+        if (m_group > 0)
+            ::kill(-m_group, signal);
     }
 
     void end(ProcessResult::Kind kind)
@@ -114,7 +124,8 @@ private:
         m_result.exitCode = kind == ProcessResult::Kind::Exited ? m_process.exitCode() : -1;
         if (kind == ProcessResult::Kind::CannotStart)
             m_result.error = m_process.errorString();
-        deleteLater();
+        if (!m_isTimedOut || m_isGroupKilled)
+            deleteLater();
         done.resolve(m_result);
     }
 
@@ -122,6 +133,9 @@ private:
     QTimer m_timer;
     ProcessResult m_result;
     qint64 m_limit;
+    pid_t m_group = 0;
+    bool m_isTimedOut = false;
+    bool m_isGroupKilled = false;
 };
 
 } // namespace

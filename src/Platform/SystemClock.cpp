@@ -14,11 +14,12 @@ class QtTimer : public Timer::Impl
 public:
     QtTimer(Span delay, bool repeats, std::function<void()> callback)
         : m_timer(new QTimer)
+        , m_interval(repeats ? delay : Span::zero())
         , m_left(delay)
         , m_callback(std::move(callback))
     {
         m_timer->setTimerType(Qt::PreciseTimer);
-        m_timer->setSingleShot(!repeats);
+        m_timer->setSingleShot(!repeats || delay > longestLap);
         QObject::connect(m_timer, &QTimer::timeout, m_timer, [this] { fire(); });
         startLap();
     }
@@ -45,12 +46,17 @@ private:
             startLap();
             return;
         }
+        if (m_timer->isSingleShot() && m_interval > Span::zero()) {
+            m_left = m_interval;
+            startLap();
+        }
         const auto callback = m_callback;
         callback();
     }
 
     QTimer *m_timer;
-    Span m_left;
+    Span m_interval; ///< zero for a one-shot
+    Span m_left;     ///< after the lap under way
     std::function<void()> m_callback;
 };
 

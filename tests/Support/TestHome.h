@@ -16,7 +16,8 @@ public:
     [[nodiscard]] QString path(const QString &relative) const { return m_folder.filePath(relative); }
     [[nodiscard]] KeelhavenPaths paths() const { return KeelhavenPaths::forHome(path()); }
 
-    /// Points HOME, the XDG folders and TMUX_TMPDIR of this process at it and clears what leaks in from outside.
+    /// Points HOME, the XDG folders and TMUX_TMPDIR of this process at it and clears what leaks in from
+    /// outside.
     void enter() const;
 
     /// Writes a file below the home, with its folders. Gives its path.

@@ -12,8 +12,7 @@ public:
     VirtualTimer(VirtualClock &clock, quint64 id)
         : m_clock(clock)
         , m_id(id)
-    {
-    }
+    {}
     ~VirtualTimer() override
     {
         std::erase_if(m_clock.m_timers, [this](const auto &entry) { return entry.second.id == m_id; });
@@ -26,8 +25,7 @@ private:
 
 VirtualClock::VirtualClock(Date start)
     : m_now(start)
-{
-}
+{}
 
 VirtualClock::~VirtualClock()
 {

@@ -6,8 +6,9 @@
 
 namespace Keelhaven {
 
-/// A clock that stands still until a test moves it. Timers fire in order of their moments while advance() runs, and
-/// now() is exactly the moment of the timer that fires. Zero-delay work posted to the Qt loop is run in between.
+/// A clock that stands still until a test moves it. Timers fire in order of their moments while advance()
+/// runs, and now() is exactly the moment of the timer that fires. Zero-delay work posted to the Qt loop is
+/// run in between.
 class VirtualClock : public Clock
 {
 public:
@@ -47,7 +48,8 @@ private:
 void settle();
 
 /// Runs the real loop until `condition` holds; false after `limit`. Only for tests against real processes.
-[[nodiscard]] bool waitUntil(const std::function<bool()> &condition, std::chrono::milliseconds limit = std::chrono::seconds(20));
+[[nodiscard]] bool waitUntil(const std::function<bool()> &condition,
+                             std::chrono::milliseconds limit = std::chrono::seconds(20));
 
 /// Runs `task` to its end on the real loop and gives its result; throws what it throws, or after `limit`.
 template <typename T>
@@ -55,7 +57,8 @@ T await(QCoro::Task<T> task, std::chrono::milliseconds limit = std::chrono::seco
 {
     std::optional<T> result;
     std::exception_ptr error;
-    auto watch = [](QCoro::Task<T> inner, std::optional<T> &out, std::exception_ptr &failed) -> QCoro::Task<> {
+    auto watch = [](QCoro::Task<T> inner, std::optional<T> &out,
+                    std::exception_ptr &failed) -> QCoro::Task<> {
         try {
             out.emplace(co_await inner);
         } catch (...) {

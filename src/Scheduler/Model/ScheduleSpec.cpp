@@ -22,7 +22,8 @@ QList<ScheduleSpec::HourMinute> timesOf(const ScheduleSpec::EveryHours &rule)
     return times;
 }
 
-/// Files may hold anything; a clock never shows 24:00 or 9:75.
+/// Files may hold anything; a clock never shows 24:00 or 9:75, and one such time would spoil the whole wake
+/// job.
 bool exists(const ScheduleSpec::HourMinute &time)
 {
     return time.hour >= 0 && time.hour < 24 && time.minute >= 0 && time.minute < 60;
@@ -89,7 +90,9 @@ struct NextFire
 QString clockText(const ScheduleSpec::HourMinute &time)
 {
     const int hour = time.hour % 12 == 0 ? 12 : time.hour % 12;
-    return u"%1:%2 %3"_s.arg(hour).arg(time.minute, 2, 10, u'0').arg(time.hour <= 11 ? u"am"_s : u"pm"_s);
+    return u"%1:%2 %3"_s.arg(hour)
+        .arg(time.minute, 2, 10, QChar(u'0'))
+        .arg(time.hour <= 11 ? u"am"_s : u"pm"_s);
 }
 
 QString clockTexts(QList<ScheduleSpec::HourMinute> times)
@@ -140,8 +143,10 @@ struct Summary
 QList<CalendarEntry> dailyEntries(const QList<ScheduleSpec::HourMinute> &times)
 {
     QList<CalendarEntry> entries;
-    for (const auto &time : times)
-        entries.append({{u"Hour"_s, time.hour}, {u"Minute"_s, time.minute}});
+    for (const auto &time : times) {
+        if (exists(time))
+            entries.append({{u"Hour"_s, time.hour}, {u"Minute"_s, time.minute}});
+    }
     return entries;
 }
 
@@ -163,8 +168,12 @@ struct CalendarEntries
         std::ranges::sort(times);
         QList<CalendarEntry> entries;
         for (const int day : rule.days) {
-            for (const auto &time : times)
-                entries.append({{u"Weekday"_s, day - 1}, {u"Hour"_s, time.hour}, {u"Minute"_s, time.minute}});
+            if (day < 1 || day > 7)
+                continue;
+            for (CalendarEntry entry : dailyEntries(times)) {
+                entry.insert(u"Weekday"_s, day - 1);
+                entries.append(entry);
+            }
         }
         return entries;
     }

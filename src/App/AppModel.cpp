@@ -1,0 +1,243 @@
+#include "App/AppModel.h"
+
+#include "App/DeepLinkRouter.h"
+#include "Herdr/HerdrLauncher.h"
+#include "Herdr/HerdrLocator.h"
+#include "Herdr/HerdrManager.h"
+#include "Journal/JournalIngestor.h"
+#include "Notifications/NotificationManager.h"
+#include "Platform/ClaudeLocator.h"
+#include "Plugins/WorkspaceScaffold.h"
+#include "Scheduler/LaunchdManager.h"
+#include "Scheduler/PowerAssertionController.h"
+#include "Scheduler/SchedulerEngine.h"
+#include "Scheduler/Usage/UsageMonitor.h"
+#include "Store/DatabaseOpening.h"
+#include "Store/LegacyImport.h"
+#include "Store/RunStore.h"
+#include "Store/SQLiteRunStore.h"
+#include "Store/SharedFileHub.h"
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Work tokens of this program's runs between two moments.
+qint64 tokensBetween(KeelhavenDatabase &database, Date from, Date to)
+{
+    const auto rows = database.sync([&](SQLiteConnection &connection) {
+        return connection.query(
+            u"SELECT COALESCE(SUM(work_tokens), 0) AS t FROM usage_samples WHERE ts >= ? AND ts < ?"_s,
+            {SQLiteValue::date(from), SQLiteValue::date(to)});
+    });
+    // An estimate that cannot be made is no estimate; the measured meters stand.
+    return rows && !rows->isEmpty() ? rows->first().int64(u"t"_s).value_or(0) : 0;
+}
+
+HerdrInstaller::Layout herdrLayout(const AppEnvironment &environment)
+{
+    const auto binary =
+        environment.bundledHost.isEmpty() ? std::nullopt : std::optional(environment.bundledHost);
+    return HerdrInstaller::Layout::forPaths(environment.paths, binary, std::nullopt);
+}
+
+} // namespace
+
+/// Every service once, in the order in which they are built; destruction goes the other way.
+struct AppModel::Services
+{
+    Services(const AppEnvironment &env, std::unique_ptr<KeelhavenDatabase> openedDatabase)
+        : environment(env)
+        , hub(env.paths, env.clock, env.watches, tasks)
+        , notifications(env.clock, env.settings, env.notifications, Calendar::current)
+        , power(env.power, env.settings)
+        , usage(env.clock, tasks, env.paths.claudeJSON())
+        , locator(env.processes, env.settings, env.paths.home)
+        , workspaces(env.clock, env.processes, env.paths.home)
+        , herdrLocator(
+              {env.paths, env.settings, env.processes, locator, env.clock, herdrService, herdrLayout(env)})
+        , herdrProbe(herdrLocator)
+        , herdr({herdrLocator, herdrProbe, env.processes, env.clock, tasks, herdrLayout(env)})
+        , database(std::move(openedDatabase))
+        , journal(*database, env.clock, tasks, env.paths.home)
+        , launchd(env.jobs)
+        , launcher(herdrLocator.client(std::chrono::seconds(15)), herdrLocator, herdrProbe, env.clock,
+                   env.paths)
+    {}
+
+    AppEnvironment environment;
+    Tasks tasks;
+    SharedFileHub hub;
+    NotificationManager notifications;
+    PowerAssertionController power;
+    UsageMonitor usage;
+    ClaudeLocator locator;
+    WorkspaceScaffold workspaces;
+    NoHerdrUserService herdrService;
+    HerdrLocator herdrLocator;
+    HerdrProbe herdrProbe;
+    HerdrManager herdr;
+    std::unique_ptr<KeelhavenDatabase> database;
+    std::unique_ptr<RunPersistence> runStore;
+    JournalIngestor journal;
+    LaunchdManager launchd;
+    HerdrLauncher launcher;
+    std::unique_ptr<SchedulerEngine> scheduler;
+    SharedFileHub::Subscription snapshots;
+};
+
+Result<std::unique_ptr<AppModel>, NoDatabaseError> AppModel::create(const AppEnvironment &environment)
+{
+    auto opening = openDatabase(environment.paths);
+    if (!opening)
+        return failure(std::move(opening.error()));
+    return std::unique_ptr<AppModel>(new AppModel(environment, std::move(opening->database), opening->error));
+}
+
+AppModel::AppModel(const AppEnvironment &environment, std::unique_ptr<KeelhavenDatabase> database,
+                   std::optional<QString> databaseError)
+    : m_databaseError(std::move(databaseError))
+    , m_services(std::make_unique<Services>(environment, std::move(database)))
+{
+    chooseRunStore();
+    auto &own = *m_services;
+    const EngineServices engineServices{*own.runStore,
+                                        own.launchd,
+                                        own.power,
+                                        own.notifications,
+                                        own.usage,
+                                        own.launcher,
+                                        environment.clock,
+                                        environment.settings,
+                                        environment.processes,
+                                        own.locator,
+                                        own.workspaces,
+                                        environment.paths};
+    own.scheduler = std::make_unique<SchedulerEngine>(engineServices);
+    own.scheduler->journal = &own.journal;
+    wireHooks();
+}
+
+AppModel::~AppModel()
+{
+    shutdown();
+}
+
+void AppModel::chooseRunStore()
+{
+    auto &own = *m_services;
+    auto plainFiles = std::make_unique<RunStore>(own.environment.paths);
+    if (m_databaseError) {
+        // Agents and history stay the user's real ones even on a temporary database.
+        own.runStore = std::move(plainFiles);
+        return;
+    }
+    static_cast<void>(LegacyImport::runIfNeeded(*own.database, *plainFiles, own.environment.clock));
+    own.runStore =
+        std::make_unique<SQLiteRunStore>(*own.database, own.environment.clock,
+                                         own.environment.paths.runsDir(), own.environment.paths.assetsDir());
+}
+
+void AppModel::wireHooks()
+{
+    auto &own = *m_services;
+    own.scheduler->onEvent = [this](const EngineEvent &event) { Q_EMIT happened(event); };
+    own.journal.onProgress = [this](const QUuid &runID, const QString &text) {
+        for (const auto &run : m_services->scheduler->active()) {
+            if (run->record.id == runID)
+                Q_EMIT happened({EngineEvent::Kind::Progress, run->record, text});
+        }
+    };
+    own.notifications.onOpenURL = [this](const QString &link) { handleDeepLink(link); };
+}
+
+void AppModel::start()
+{
+    if (m_started)
+        return;
+    m_started = true;
+    auto &own = *m_services;
+    own.herdr.bootstrap([this] {
+        return m_services->scheduler->active().isEmpty() && m_services->scheduler->queued().isEmpty();
+    });
+    own.snapshots = own.hub.snapshots([this](const Snapshot &snapshot) { apply(snapshot); });
+    own.hub.start();
+    own.usage.tokensBetween = [this](Date from, Date to) {
+        return tokensBetween(*m_services->database, from, to);
+    };
+    own.usage.start();
+    own.scheduler->start();
+}
+
+void AppModel::shutdown()
+{
+    if (std::exchange(m_isShutDown, true))
+        return;
+    auto &own = *m_services;
+    own.snapshots = {};
+    own.hub.stop();
+    own.scheduler->shutdown();
+    own.usage.shutdown();
+    own.database->checkpoint();
+}
+
+void AppModel::apply(const Snapshot &snapshot)
+{
+    m_snapshot = snapshot;
+    m_services->scheduler->processSnapshot(snapshot.events, false);
+    Q_EMIT snapshotApplied();
+}
+
+void AppModel::handleDeepLink(const QString &link)
+{
+    DeepLinkRouter::route(link, *this);
+}
+
+SchedulerEngine &AppModel::scheduler()
+{
+    return *m_services->scheduler;
+}
+JournalIngestor &AppModel::journal()
+{
+    return m_services->journal;
+}
+SharedFileHub &AppModel::hub()
+{
+    return m_services->hub;
+}
+HerdrManager &AppModel::herdr()
+{
+    return m_services->herdr;
+}
+HerdrProbe &AppModel::herdrProbe()
+{
+    return m_services->herdrProbe;
+}
+NotificationManager &AppModel::notifications()
+{
+    return m_services->notifications;
+}
+UsageMonitor &AppModel::usage()
+{
+    return m_services->usage;
+}
+SettingsStore &AppModel::settings()
+{
+    return m_services->environment.settings;
+}
+Clock &AppModel::clock()
+{
+    return m_services->environment.clock;
+}
+Tasks &AppModel::tasks()
+{
+    return m_services->tasks;
+}
+const KeelhavenPaths &AppModel::paths() const
+{
+    return m_services->environment.paths;
+}
+
+} // namespace Keelhaven

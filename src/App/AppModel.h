@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Contract/KeelhavenPaths.h"
+#include "Contract/Models/Snapshot.h"
+#include "Platform/Result.h"
+#include "Platform/Tasks.h"
+
+#include <QObject>
+
+namespace Keelhaven {
+
+class Clock;
+class HerdrManager;
+class HerdrProbe;
+class JournalIngestor;
+class KeelhavenDatabase;
+class NotificationManager;
+class PowerAssertionController;
+class SchedulerEngine;
+class SettingsStore;
+class SharedFileHub;
+class UsageMonitor;
+struct EngineEvent;
+struct NoDatabaseError;
+
+/// The operating system as the application sees it. All of it outlives the model; tests hand in fakes.
+struct AppEnvironment
+{
+    KeelhavenPaths paths;
+    Clock &clock;
+    class ProcessRunner &processes;
+    SettingsStore &settings;
+    class DirectoryWatchFactory &watches;
+    class JobManager &jobs;
+    class PowerBackend &power;
+    class NotificationSink &notifications;
+    /// The bundled terminal host, as it lies in the installation; empty when this build carries none.
+    QString bundledHost;
+};
+
+/// The composition root: builds every service exactly once, owns them for the life of the process and wires
+/// them by their hooks. Nothing else builds a service. Main loop only.
+class AppModel : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Builds everything and starts nothing that touches a session, a socket or a timer. Fails only when no
+    /// database can be opened at all; the error's message is what the process stops with.
+    [[nodiscard]] static Result<std::unique_ptr<AppModel>, NoDatabaseError>
+    create(const AppEnvironment &environment);
+    ~AppModel() override;
+
+    /// Starts the services in their order. A second call does nothing.
+    void start();
+    /// The orderly quit: live runs are recorded and their sessions ended, then the database is checkpointed.
+    /// A second call does nothing.
+    void shutdown();
+
+    [[nodiscard]] SchedulerEngine &scheduler();
+    [[nodiscard]] JournalIngestor &journal();
+    [[nodiscard]] SharedFileHub &hub();
+    [[nodiscard]] HerdrManager &herdr();
+    [[nodiscard]] HerdrProbe &herdrProbe();
+    [[nodiscard]] NotificationManager &notifications();
+    [[nodiscard]] UsageMonitor &usage();
+    [[nodiscard]] SettingsStore &settings();
+    [[nodiscard]] Clock &clock();
+    [[nodiscard]] Tasks &tasks();
+    [[nodiscard]] const KeelhavenPaths &paths() const;
+
+    /// Why the database did not open; the session then runs on a temporary one, with agents and history in
+    /// plain files.
+    [[nodiscard]] const std::optional<QString> &databaseError() const { return m_databaseError; }
+    /// The last snapshot of the shared files.
+    [[nodiscard]] const Snapshot &snapshot() const { return m_snapshot; }
+
+    /// Routes a "keelhaven://" link.
+    void handleDeepLink(const QString &link);
+
+Q_SIGNALS:
+    /// Something happened to a run: what followers print as it happens, journal progress included.
+    void happened(const Keelhaven::EngineEvent &event);
+    void snapshotApplied();
+
+private:
+    struct Services;
+
+    AppModel(const AppEnvironment &environment, std::unique_ptr<KeelhavenDatabase> database,
+             std::optional<QString> databaseError);
+    void chooseRunStore();
+    void wireHooks();
+    void apply(const Snapshot &snapshot);
+
+    std::optional<QString> m_databaseError;
+    Snapshot m_snapshot;
+    bool m_started = false;
+    bool m_isShutDown = false;
+    std::unique_ptr<Services> m_services;
+};
+
+} // namespace Keelhaven

@@ -1,0 +1,115 @@
+#include "Scheduler/Model/RunContract.h"
+#include "Scheduler/SchedulerEngine.h"
+
+#include <algorithm>
+
+// The small operations on finished runs.
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+void SchedulerEngine::editRecord(const QUuid &runID, const std::function<bool(RunRecord &)> &edit)
+{
+    const auto record = std::ranges::find(m_history, runID, &RunRecord::id);
+    if (record == m_history.end() || !edit(*record))
+        return;
+    // Swallowed: the list in memory is what the user sees, and the next edit writes it again.
+    static_cast<void>(m_services.store.saveRecord(*record));
+    Q_EMIT changed();
+}
+
+void SchedulerEngine::remove(const QUuid &runID)
+{
+    const auto record = std::ranges::find(m_history, runID, &RunRecord::id);
+    if (record == m_history.end())
+        return;
+    m_services.store.deleteRecord(runID);
+    m_history.erase(record);
+    Q_EMIT changed();
+}
+
+void SchedulerEngine::clearHistory()
+{
+    const auto former = std::exchange(m_history, {});
+    for (const auto &record : former)
+        m_services.store.deleteRecord(record.id);
+    Q_EMIT changed();
+}
+
+void SchedulerEngine::setHidden(const QUuid &runID, bool hidden)
+{
+    editRecord(runID, [&](RunRecord &record) {
+        record.hidden = hidden ? std::optional(true) : std::nullopt;
+        return true;
+    });
+}
+
+void SchedulerEngine::setSummary(const QUuid &runID, const QString &text)
+{
+    editRecord(runID, [&](RunRecord &record) {
+        record.summary = text;
+        return true;
+    });
+}
+
+void SchedulerEngine::setCaptainRunID(const QUuid &runID, const QUuid &captainRunID)
+{
+    editRecord(runID, [&](RunRecord &record) {
+        if (record.captainRunID == captainRunID)
+            return false;
+        record.captainRunID = captainRunID;
+        return true;
+    });
+}
+
+void SchedulerEngine::setFeedback(const QUuid &runID, const QString &text, Date now)
+{
+    editRecord(runID, [&](RunRecord &record) {
+        const QString note = text.trimmed();
+        record.feedback = note.isEmpty() ? std::nullopt : std::optional(note);
+        record.feedbackAt = note.isEmpty() ? std::nullopt : std::optional(now);
+        record.feedbackSeenByRunID.reset();
+        return true;
+    });
+}
+
+void SchedulerEngine::markFeedbackSeen(const QList<QUuid> &runIDs, const QUuid &by)
+{
+    for (const auto &runID : runIDs) {
+        editRecord(runID, [&](RunRecord &record) {
+            record.feedbackSeenByRunID = by;
+            return true;
+        });
+    }
+}
+
+std::optional<QString> SchedulerEngine::scrollback(const QUuid &runID) const
+{
+    return m_services.store.loadScrollback(runID);
+}
+
+QString SchedulerEngine::runDir(const QUuid &runID) const
+{
+    return m_services.store.runDir(runID);
+}
+
+QString SchedulerEngine::journalPath(const RunRecord &record) const
+{
+    return runDir(record.launchRunID.value_or(record.id)) + u"/journal.jsonl"_s;
+}
+
+std::optional<TaskResult> SchedulerEngine::result(const RunRecord &record, const RunPersistence &store)
+{
+    QList<QUuid> candidates;
+    if (record.launchRunID)
+        candidates.append(*record.launchRunID);
+    if (!candidates.contains(record.id))
+        candidates.append(record.id);
+    for (const auto &id : std::as_const(candidates)) {
+        if (auto result = RunContract::readResult(store.runDir(id) + u"/result.json"_s))
+            return result;
+    }
+    return std::nullopt;
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,180 @@
+#include "Journal/JournalIngestor.h"
+#include "Notifications/NotificationManager.h"
+#include "Platform/Text.h"
+#include "Scheduler/SchedulerEngine.h"
+
+#include <algorithm>
+
+// Taking sessions over, keeping finished ones open, and sending further prompts to them.
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr Span sweepInterval = 300s;
+constexpr Span exitGrace = 10s;
+constexpr Span secondProbe = 500ms;
+constexpr qint64 defaultKeepOpenHours = 12;
+constexpr qint64 defaultMaxOpen = 5;
+constexpr qsizetype bodyLimit = 120;
+
+} // namespace
+
+void SchedulerEngine::takeOver(const QUuid &runID)
+{
+    const auto run = activeRun(runID);
+    if (!run)
+        return;
+    run->takenOver = true;
+    run->exitDeadline.reset();
+    m_tasks.spawn(m_services.launcher.focus(run->launched), "focus");
+    openExternal();
+    if (run->completionSeen) {
+        if (run->slot.keepSessionOpen)
+            park(run);
+        m_tasks.spawn(finalize(run, RunOutcome::completed(), true, false), "close taken-over run");
+    }
+    Q_EMIT changed();
+}
+
+void SchedulerEngine::park(const ActiveRunPtr &run)
+{
+    m_parked.insert(run->record.id, {run->launched, run->slot, run->record, m_services.clock.now()});
+    resetParkedTimer();
+}
+
+void SchedulerEngine::resetParkedTimer()
+{
+    if (m_parked.isEmpty())
+        m_parkedTimer.reset();
+    else if (!m_parkedTimer)
+        m_parkedTimer = m_services.clock.every(
+            sweepInterval, [this] { m_tasks.spawn(sweepParked(m_services.clock.now()), "parked sweep"); });
+}
+
+std::optional<ParkedSession> SchedulerEngine::parkedSession(const QUuid &slotID) const
+{
+    std::optional<ParkedSession> latest;
+    for (const auto &session : m_parked) {
+        if (session.record.slotID == slotID && (!latest || session.since > latest->since))
+            latest = session;
+    }
+    return latest;
+}
+
+QCoro::Task<std::optional<QUuid>> SchedulerEngine::continueRun(QUuid slotID, QString prompt)
+{
+    const QPointer<SchedulerEngine> self(this);
+    const auto session = parkedSession(slotID);
+    if (!session)
+        co_return std::nullopt;
+    RunProbe probe = co_await m_services.launcher.probe(session->launched);
+    if (self && probe.exists && probe.state == AgentState::Unknown) {
+        const bool slept = co_await m_services.clock.sleep(secondProbe);
+        if (!slept || !self)
+            co_return std::nullopt;
+        probe = co_await m_services.launcher.probe(session->launched);
+    }
+    if (!self)
+        co_return std::nullopt;
+    if (!probe.exists) {
+        m_parked.remove(session->record.id);
+        resetParkedTimer();
+        co_return std::nullopt;
+    }
+    if (probe.state != AgentState::Idle && probe.state != AgentState::Done)
+        co_return std::nullopt;
+
+    RunRecord record;
+    record.slotID = session->record.slotID;
+    record.slotName = session->record.slotName;
+    record.cwd = session->record.cwd;
+    record.projectDir = session->record.projectDir;
+    record.sessionID = session->record.sessionID;
+    record.shipID = session->record.shipID;
+    record.agentKind = session->record.agentKind;
+    record.workItemID = session->record.workItemID;
+    record.dispatchID = session->record.dispatchID;
+    record.command = prompt;
+    record.trigger = RunTrigger::Manual;
+    record.startedAt = m_services.clock.now();
+    // The first run's journal and folder go on being used.
+    record.launchRunID = session->record.launchRunID.value_or(session->record.id);
+    if (session->slot.keepAwake)
+        holdAwake(record.id);
+    const Date floor = m_services.clock.now();
+    const auto taken = co_await m_services.launcher.prompt(session->launched, prompt);
+    if (!self)
+        co_return std::nullopt;
+    if (!taken) {
+        releaseAwake(record.id);
+        co_return std::nullopt;
+    }
+    m_parked.remove(session->record.id);
+    resetParkedTimer();
+    auto run = std::make_shared<ActiveRun>(record, session->slot, session->launched);
+    run->eventFloor = floor;
+    m_active.append(run);
+    if (session->slot.kind != SlotKind::System && journal)
+        journal->begin(record, journalPath(record), true);
+    if (notificationsOn())
+        m_services.notifications.postRun(u"↩︎ Continued %1"_s.arg(session->slot.name),
+                                         firstCharacters(prompt, bodyLimit), record.id, false);
+    resetTimers();
+    Q_EMIT changed();
+    co_return record.id;
+}
+
+QCoro::Task<> SchedulerEngine::endParked(LaunchedRun run)
+{
+    const QPointer<SchedulerEngine> self(this);
+    co_await m_services.launcher.requestExit(run);
+    if (!self)
+        co_return;
+    const bool slept = co_await m_services.clock.sleep(exitGrace);
+    if (!slept || !self)
+        co_return;
+    co_await m_services.launcher.terminate(run);
+}
+
+void SchedulerEngine::releaseParked(const QUuid &runID)
+{
+    const auto entry = m_parked.constFind(runID);
+    if (entry == m_parked.constEnd())
+        return;
+    m_tasks.spawn(endParked(entry->launched), "end parked session");
+    m_parked.remove(runID);
+    resetParkedTimer();
+    Q_EMIT changed();
+}
+
+QCoro::Task<> SchedulerEngine::sweepParked(Date now)
+{
+    const QPointer<SchedulerEngine> self(this);
+    const auto ids = m_parked.keys();
+    for (const auto &id : ids) {
+        const auto entry = m_parked.constFind(id);
+        if (entry == m_parked.constEnd())
+            continue;
+        const LaunchedRun session = entry->launched;
+        const RunProbe probe = co_await m_services.launcher.probe(session);
+        if (!self)
+            co_return;
+        if (!probe.exists)
+            m_parked.remove(id);
+    }
+    const auto keepOpen =
+        std::chrono::hours(m_services.settings.integerOr(u"dispatchKeepOpenHours"_s, defaultKeepOpenHours));
+    const qsizetype maxOpen = m_services.settings.integerOr(u"dispatchMaxOpenSessions"_s, defaultMaxOpen);
+    QList<ParkedSession> sessions = m_parked.values();
+    std::ranges::stable_sort(sessions, {}, &ParkedSession::since);
+    for (qsizetype i = 0; i < sessions.size(); ++i) {
+        if (now - sessions[i].since > keepOpen || sessions.size() - i > maxOpen)
+            releaseParked(sessions[i].record.id);
+    }
+    resetParkedTimer();
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,94 @@
+#include "Scheduler/PowerAssertionController.h"
+
+#include "Support/MemorySettings.h"
+
+#include <gtest/gtest.h>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+/// Knows which holds exist; refuses them while `broken`.
+class FakePower : public PowerBackend
+{
+public:
+    QMap<std::uint32_t, QString> held;
+    bool broken = false;
+
+    std::uint32_t take(Hold hold, const QString &reason) override
+    {
+        if (broken)
+            return 0;
+        held.insert(++m_last, (hold == Hold::System ? u"system: "_s : u"display: "_s) + reason);
+        return m_last;
+    }
+    void drop(std::uint32_t id) override { EXPECT_EQ(held.remove(id), 1); }
+
+private:
+    std::uint32_t m_last = 0;
+};
+
+const QString systemHold = u"system: Keelhaven: Keep My Mac Awake"_s;
+const QString displayHold = u"display: Keelhaven: Prevent Mac lock screen"_s;
+
+TEST(PowerAssertionController, OneHoldServesAllHolders)
+{
+    FakePower power;
+    MemorySettings settings;
+    PowerAssertionController controller(power, settings);
+    controller.release(u"run-0"_s);
+    EXPECT_TRUE(power.held.isEmpty());
+    controller.hold(u"run-1"_s);
+    controller.hold(u"run-1"_s);
+    controller.hold(u"run-2"_s);
+    EXPECT_EQ(power.held.values(), QStringList{systemHold});
+    controller.release(u"run-1"_s);
+    EXPECT_TRUE(controller.isHeld());
+    controller.release(u"run-2"_s);
+    EXPECT_FALSE(controller.isHeld());
+    EXPECT_TRUE(power.held.isEmpty());
+}
+
+TEST(PowerAssertionController, TheUsersSwitchesAreKeptAndOutliveRuns)
+{
+    FakePower power;
+    MemorySettings settings;
+    {
+        PowerAssertionController controller(power, settings);
+        controller.setKeepAwake(true);
+        controller.setPreventLockScreen(true);
+        controller.setPreventLockScreen(true);
+        EXPECT_EQ(power.held.size(), 2);
+    }
+    EXPECT_TRUE(power.held.isEmpty());
+    PowerAssertionController controller(power, settings);
+    EXPECT_TRUE(controller.keepAwake() && controller.preventLockScreen());
+    EXPECT_EQ(power.held.values(), (QStringList{systemHold, displayHold}));
+    controller.hold(u"run-1"_s);
+    controller.release(u"run-1"_s);
+    EXPECT_TRUE(controller.isHeld());
+    controller.setKeepAwake(false);
+    EXPECT_EQ(power.held.values(), QStringList{displayHold});
+    controller.setPreventLockScreen(false);
+    EXPECT_TRUE(power.held.isEmpty());
+    EXPECT_FALSE(settings.flag(u"keepMacAwake"_s) || settings.flag(u"preventMacLockScreen"_s));
+}
+
+TEST(PowerAssertionController, AFailedHoldIsTriedAgainByTheNextHolder)
+{
+    FakePower power;
+    MemorySettings settings;
+    PowerAssertionController controller(power, settings);
+    power.broken = true;
+    controller.hold(u"run-1"_s);
+    EXPECT_FALSE(controller.isHeld());
+    power.broken = false;
+    controller.hold(u"run-1"_s);
+    EXPECT_TRUE(controller.isHeld());
+    controller.release(u"run-1"_s);
+    EXPECT_TRUE(power.held.isEmpty());
+}
+
+} // namespace
+} // namespace Keelhaven
