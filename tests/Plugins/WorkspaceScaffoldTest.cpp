@@ -1,0 +1,147 @@
+#include "Plugins/WorkspaceScaffold.h"
+
+#include "Platform/Shell.h"
+#include "Support/FakeProcessRunner.h"
+#include "Support/TestHome.h"
+#include "Support/VirtualClock.h"
+
+#include <gtest/gtest.h>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class WorkspaceScaffoldTest : public testing::Test
+{
+protected:
+    WorkspaceScaffoldTest()
+    {
+        plan.dir = scaffold.root() + u"/nightly"_s;
+        plan.slug = u"nightly"_s;
+        plan.task = u"shared"_s;
+        plan.brief = u"Look after it."_s;
+    }
+    [[nodiscard]] JSONValue json(const QString &file) const
+    {
+        return JSONValue::parse(home.read(u"KeelhavenWork/nightly/"_s + file)).value();
+    }
+    [[nodiscard]] QString text(const QString &key) const
+    {
+        const auto record = json(u"workspace.json"_s);
+        const JSONValue *value = record[key];
+        return value ? value->serialized() : QString();
+    }
+
+    TestHome home;
+    VirtualClock clock;
+    FakeProcessRunner processes;
+    WorkspaceScaffold scaffold{clock, processes, home.path(), [] { return Calendar(QTimeZone(7200)); }};
+    WorkspaceScaffold::Plan plan;
+};
+
+TEST_F(WorkspaceScaffoldTest, WritesTheWholeWorkspace)
+{
+    home.write(u".claude/plugins/known_marketplaces.json"_s,
+               R"({"c":{"source":{"repo":"r"},"x":1},"bad":5})");
+    plan.plugins = {u"plain"_s, u"a@b@c"_s};
+    plan.projectFolders = {u"/p/one"_s, u"/p/two"_s};
+    plan.slotID = QUuid("0A1B2C3D-0000-4000-8000-00000000000F");
+    const auto result = scaffold.ensure(plan);
+    ASSERT_TRUE(result) << result.error().message().toStdString();
+    EXPECT_TRUE(result->created);
+    EXPECT_EQ(result->pluginsToInstall, plan.plugins);
+    EXPECT_EQ(home.read(u"KeelhavenWork/nightly/CLAUDE.md"_s).toStdString(),
+              "# Task: nightly\n\n"
+              "This folder is a Keelhaven task workspace. Your persistent archive is\n"
+              "`./work/` — read it before writing new output so you build on previous runs,\n"
+              "and save your results into it. Do not modify `.claude/`, `CLAUDE.md`, or\n"
+              "`workspace.json`; they belong to the Keelhaven dashboard.\n\n"
+              "## Project folders\n\n"
+              "The code this task is about lives outside this workspace; you have access to it:\n\n"
+              "- /p/one\n- /p/two\n\n"
+              "## Brief\n\nLook after it.\n");
+    EXPECT_EQ(
+        json(u".claude/settings.json"_s).serialized(),
+        uR"({"enabledPlugins": {"a@b@c": true, "plain": true}, "extraKnownMarketplaces": {"c": {"source": {"repo": "r"}}}})"_s);
+    EXPECT_TRUE(QFileInfo(plan.dir + u"/work"_s).isDir());
+    EXPECT_EQ(json(u"workspace.json"_s).objectValue()->keys().join(u' '),
+              u"brief created_at id plugins project project_folders slot_id task version"_s);
+    EXPECT_EQ(text(u"created_at"_s), u"\"2026-03-04T07:05:07\""_s);
+    EXPECT_EQ(text(u"slot_id"_s), u"\"0A1B2C3D-0000-4000-8000-00000000000F\""_s);
+    EXPECT_EQ(text(u"id"_s).size(), 34);
+    EXPECT_EQ(text(u"id"_s), text(u"id"_s).toLower());
+}
+
+TEST_F(WorkspaceScaffoldTest, ASecondEnsureKeepsIdentityAndForeignKeys)
+{
+    plan.plugins = {u"old"_s};
+    ASSERT_TRUE(scaffold.ensure(plan));
+    const QString id = text(u"id"_s);
+    auto record = *json(u"workspace.json"_s).objectValue();
+    record.set(u"from_the_future"_s, 7);
+    home.write(u"KeelhavenWork/nightly/workspace.json"_s, JSONValue(record).encoded());
+    home.write(u"KeelhavenWork/nightly/work/notes.txt"_s, "mine");
+
+    clock.advance(std::chrono::hours(1));
+    plan.task = u"app"_s;
+    plan.brief.clear();
+    plan.plugins = {u"old"_s, u"new"_s};
+    const auto result = scaffold.ensure(plan);
+    ASSERT_TRUE(result);
+    EXPECT_FALSE(result->created);
+    EXPECT_EQ(result->pluginsToInstall, QStringList{u"new"_s});
+    EXPECT_EQ(text(u"id"_s), id);
+    EXPECT_EQ(text(u"created_at"_s), u"\"2026-03-04T07:05:07\""_s);
+    EXPECT_EQ(text(u"from_the_future"_s), u"7"_s);
+    EXPECT_EQ(home.read(u"KeelhavenWork/nightly/work/notes.txt"_s), "mine");
+    const QByteArray markdown = home.read(u"KeelhavenWork/nightly/CLAUDE.md"_s);
+    EXPECT_TRUE(markdown.startsWith("# Task: nightly (app)\n\n"));
+    EXPECT_TRUE(markdown.endsWith("dashboard.\n\n## Brief\n\n(no brief yet)\n"));
+
+    home.write(u"KeelhavenWork/nightly/workspace.json"_s, "[broken");
+    EXPECT_TRUE(scaffold.ensure(plan)->created);
+}
+
+TEST_F(WorkspaceScaffoldTest, AnUnknownMarketplaceStopsBeforeAnythingIsWritten)
+{
+    home.write(u".claude/plugins/known_marketplaces.json"_s, R"({"m":"no object"})");
+    plan.plugins = {u"p@m"_s};
+    auto result = scaffold.ensure(plan);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().kind, WorkspaceError::Kind::UnknownMarketplace);
+    EXPECT_EQ(result.error().message().toStdString(),
+              "p@m: marketplace “m” isn't known to Claude — add it first "
+              "(claude plugin marketplace add …)");
+    EXPECT_FALSE(QFileInfo::exists(plan.dir + u"/CLAUDE.md"_s));
+    home.write(u".claude/plugins/known_marketplaces.json"_s, R"({"m":{"source":"s"}})");
+    EXPECT_TRUE(scaffold.ensure(plan)) << "added meanwhile";
+}
+
+TEST_F(WorkspaceScaffoldTest, AFileInTheWayIsAnErrorThatNamesIt)
+{
+    home.write(u"KeelhavenWork"_s, "a file");
+    const auto result = scaffold.ensure(plan);
+    ASSERT_FALSE(result);
+    EXPECT_TRUE(result.error().message().contains(home.path(u"KeelhavenWork"_s)));
+}
+
+TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
+{
+    QStringList outputs{QString(400, u'x') + u"end"_s, QString()};
+    processes.answer = [&](const ProcessSpec &) {
+        return FakeProcessRunner::exited(1, outputs.takeFirst().toUtf8());
+    };
+    QStringList lines;
+    await(scaffold.installPlugins({u"a@m"_s, u"b"_s}, u"/w/it's"_s,
+                                  [&](const QString &line) { lines.append(line); }));
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(lines[0], u"workspace it's: install a@m → "_s + QString(297, u'x') + u"end"_s);
+    EXPECT_EQ(lines[1], u"workspace it's: install b → (no output)"_s);
+    EXPECT_EQ(processes.runs[0].program, userShell());
+    EXPECT_EQ(processes.runs[0].arguments.last(),
+              u"cd '/w/it'\\''s' && claude plugin install 'a@m' --scope project 2>&1"_s);
+}
+
+} // namespace
+} // namespace Keelhaven
