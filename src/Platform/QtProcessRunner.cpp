@@ -89,7 +89,8 @@ private:
     void drain()
     {
         keep(m_result.output, m_process.readAllStandardOutput());
-        keep(m_result.errorOutput, m_process.readAllStandardError());
+        if (m_process.processChannelMode() == QProcess::SeparateChannels)
+            keep(m_result.errorOutput, m_process.readAllStandardError());
     }
 
     void keep(QByteArray &kept, const QByteArray &bytes) const { kept.append(bytes.first(std::min(bytes.size(), qMax(0LL, m_limit - kept.size())))); }
