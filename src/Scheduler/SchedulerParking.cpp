@@ -124,7 +124,7 @@ QCoro::Task<std::optional<QUuid>> SchedulerEngine::continueRun(QUuid slotID, QSt
                                          firstCharacters(prompt, bodyLimit), record.id, false);
     resetTimers();
     Q_EMIT changed();
-    co_return record.id;
+    co_return QUuid(record.id);
 }
 
 QCoro::Task<> SchedulerEngine::endParked(LaunchedRun run)

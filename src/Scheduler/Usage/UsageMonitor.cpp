@@ -70,7 +70,7 @@ QCoro::Task<std::optional<UsageSnapshot>> UsageMonitor::fileSnapshot()
         co_return std::nullopt;
     }
     if (stamp == m_stamp)
-        co_return m_fromFile;
+        co_return std::optional<UsageSnapshot>(m_fromFile);
     std::optional<UsageSnapshot> parsed;
     if (stamp->size <= inlineLimit) {
         parsed = readSnapshot(m_claudeJSON);
