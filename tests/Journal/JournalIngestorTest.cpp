@@ -1,0 +1,294 @@
+#include "Journal/JournalIngestor.h"
+
+#include "Journal/TranscriptUsageReader.h"
+#include "Support/TestHome.h"
+#include "Support/VirtualClock.h"
+
+#include <gtest/gtest.h>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+/// Writes down what it is given.
+class FakeAssets : public JournalAssets
+{
+public:
+    void add(const RunRecord &, const QString &path, const std::optional<QString> &kind,
+             const std::optional<QString> &caption, Source source) override
+    {
+        added.append(path + u'|' + kind.value_or(u"-"_s) + u'|' + caption.value_or(u"-"_s) +
+                     (source == Source::Journal ? u"|journal"_s : u"|result"_s));
+    }
+    QStringList added;
+};
+
+class FakeQuestions : public JournalQuestions
+{
+public:
+    bool append(const RunRecord &, const JournalQuestion &question) override
+    {
+        asked.append(question);
+        return takes;
+    }
+    bool takes = true;
+    QList<JournalQuestion> asked;
+};
+
+class JournalIngestorTest : public ::testing::Test
+{
+protected:
+    JournalIngestorTest()
+    {
+        run.slotName = u"agent"_s;
+        run.cwd = u"/work/my.project"_s;
+        run.shipID = QUuid::createUuid();
+        run.sessionID = u"0a1b-2c"_s;
+        journal.onQuestion = [this](const RunRecord &, const JournalQuestion &question) {
+            told.append(question.question);
+        };
+        journal.onProgress = [this](const QUuid &id, const QString &text) {
+            EXPECT_EQ(id, run.id);
+            progress.append(text);
+        };
+    }
+
+    void append(const QByteArray &bytes)
+    {
+        QFile out(path);
+        ASSERT_TRUE(out.open(QIODevice::WriteOnly | QIODevice::Append));
+        ASSERT_EQ(out.write(bytes), bytes.size());
+    }
+    RunRecord makeOther() const
+    {
+        auto other = run;
+        other.id = QUuid::createUuid();
+        return other;
+    }
+    qsizetype count(const QString &sql)
+    {
+        return database->sync([&](SQLiteConnection &connection) { return connection.query(sql); })
+            .value()
+            .size();
+    }
+    QStringList lines(const QUuid &id)
+    {
+        QStringList list;
+        for (const auto &event : journal.events(id))
+            list.append(event.summaryLine());
+        return list;
+    }
+
+    TestHome home;
+    VirtualClock clock;
+    Tasks tasks;
+    std::unique_ptr<KeelhavenDatabase> database = KeelhavenDatabase::open(home.paths()).value();
+    FakeAssets assets;
+    FakeQuestions questions;
+    JournalIngestor journal{*database, clock, tasks, home.path(), &assets, &questions};
+    RunRecord run;
+    QString path = home.path(u"journal.jsonl"_s);
+    QStringList told;
+    QStringList progress;
+};
+
+TEST_F(JournalIngestorTest, EachKindGoesItsWay)
+{
+    journal.begin(run, path, false);
+    journal.poll(run); // the agent has not written yet
+    append("{\"type\": \"progress\", \"ts\": 1, \"text\": \"half\"}\n"
+           "{\"type\": \"summary\", \"ts\": 2, \"text\": \"all\", \"run_id\": \"x\"}\n"
+           "{\"type\": \"note\", \"ts\": 3, \"text\": \"aside\"}\n"
+           "{\"type\": \"asset\", \"ts\": 4, \"path\": \"~/a/report.pdf\", \"kind\": \"document\", "
+           "\"caption\": \"The report\"}\n"
+           "{\"type\": \"asset\", \"ts\": 5, \"path\": \"/b.png\"}\n"
+           "{\"type\": \"asset\", \"ts\": 6}\n"
+           "{\"type\": \"question\", \"ts\": 7, \"question\": \"Which?\", \"id\": \"q1\", \"options\": "
+           "[\"a\", 2, \"b\"]}\n"
+           "{\"type\": \"question\", \"ts\": 8, \"text\": \"Or that?\"}\n"
+           "{\"type\": \"question\", \"ts\": 9}\n"
+           "{\"type\": \"progress\", \"ts\": 10}\n"
+           "{\"type\": \"dance\", \"ts\": 11}\n{\"ts\": 12}\n[]\n{\n\n\xff\n"
+           "{\"type\": \"note\", \"text\": \"without a time\"}\n");
+    journal.poll(run);
+    EXPECT_EQ(progress, QStringList{u"half"_s});
+    EXPECT_EQ(journal.progress(run.id), u"half"_s);
+    EXPECT_EQ(journal.summary(run.id), u"all"_s);
+    EXPECT_EQ(assets.added, (QStringList{home.path(u"a/report.pdf"_s) + u"|document|The report|journal"_s,
+                                         u"/b.png|-|-|journal"_s}));
+    ASSERT_EQ(questions.asked.size(), 2);
+    EXPECT_EQ(questions.asked[0],
+              (JournalQuestion{u"q1"_s, u"Which?"_s, {u"a"_s, u"b"_s}, Date(std::chrono::seconds(7))}));
+    EXPECT_EQ(questions.asked[1].id.size(), 8);
+    EXPECT_EQ(told, (QStringList{u"Which?"_s, u"Or that?"_s}));
+    EXPECT_EQ(lines(run.id),
+              (QStringList{u"half"_s, u"all"_s, u"aside"_s, u"report.pdf — The report"_s, u"b.png"_s, u""_s,
+                           u"Which?"_s, u"Or that?"_s, u""_s, u""_s, u"without a time"_s}));
+    const auto events = journal.events(run.id);
+    EXPECT_EQ(events[1].launchRunID, u"x"_s);
+    EXPECT_EQ(events[1].id(), u"2.0-summary"_s);
+    clock.advance(std::chrono::hours(1));
+    EXPECT_EQ(journal.events(run.id).last().date(), clock.now() - std::chrono::hours(1))
+        << "the time it was read at";
+    EXPECT_EQ(count(u"SELECT 1 FROM journal WHERE ship_id = '%1'"_s.arg(uuidText(*run.shipID))), 11);
+
+    append("{\"type\": \"summary\", \"ts\": 13, \"text\": \"the end\"}\n");
+    EXPECT_EQ(journal.finish(run), u"the end"_s);
+    EXPECT_EQ(journal.progress(run.id), std::nullopt);
+    EXPECT_EQ(journal.summary(run.id), u"the end"_s);
+    append("{\"type\": \"summary\", \"ts\": 14, \"text\": \"too late\"}\n");
+    journal.poll(run);
+    EXPECT_EQ(journal.summary(run.id), u"the end"_s);
+    EXPECT_EQ(journal.finish(makeOther()), std::nullopt);
+}
+
+TEST_F(JournalIngestorTest, QuestionsThatNobodyKeepsEndInTheTable)
+{
+    const struct
+    {
+        const char *name;
+        bool hasShip;
+        bool hasItem;
+        bool takes;
+        qsizetype asked;
+        qsizetype told;
+    } cases[] = {{"ship", true, false, true, 1, 1},
+                 {"item", false, true, true, 1, 1},
+                 {"neither", false, false, true, 0, 0},
+                 {"refused", true, false, false, 1, 0}};
+    append("{\"type\": \"question\", \"ts\": 1, \"question\": \"?\"}\n");
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.name);
+        questions.asked.clear();
+        told.clear();
+        questions.takes = row.takes;
+        auto asking = makeOther();
+        asking.shipID = row.hasShip ? run.shipID : std::nullopt;
+        asking.workItemID = row.hasItem ? std::optional(u"w"_s) : std::nullopt;
+        journal.begin(asking, path, false);
+        journal.poll(asking);
+        EXPECT_EQ(questions.asked.size(), row.asked);
+        EXPECT_EQ(told.size(), row.told);
+        EXPECT_EQ(journal.events(asking.id).size(), 1);
+    }
+    JournalIngestor alone(*database, clock, tasks, home.path());
+    alone.begin(run, path, false);
+    EXPECT_EQ(alone.finish(run), std::nullopt);
+    EXPECT_EQ(alone.events(run.id).size(), 1);
+}
+
+TEST_F(JournalIngestorTest, LinesAreHandledOnceAndWhole)
+{
+    append("0123456789");
+    journal.begin(run, path, true);
+    append("{\"type\": \"progress\", \"ts\": 1, \"te");
+    journal.poll(run);
+    EXPECT_TRUE(progress.isEmpty());
+    append("xt\": \"one\"}\n");
+    journal.poll(run);
+    journal.poll(run);
+    // The same moment and kind: not stored again, and yet shown.
+    append("{\"type\": \"progress\", \"ts\": 1, \"text\": \"two\"}\n");
+    journal.poll(run);
+    EXPECT_EQ(progress, (QStringList{u"one"_s, u"two"_s}));
+    EXPECT_EQ(lines(run.id), QStringList{u"one"_s});
+
+    ASSERT_TRUE(QFile::resize(path, 0));
+    append("{\"type\": \"progress\", \"ts\": 1, \"text\": \"3\"}\n");
+    journal.poll(run);
+    EXPECT_EQ(progress.last(), u"3"_s);
+    EXPECT_EQ(journal.events(run.id).size(), 1);
+
+    journal.begin(run, path, false);
+    EXPECT_EQ(journal.progress(run.id), std::nullopt);
+}
+
+TEST_F(JournalIngestorTest, FloodIsReadInPortionsAndFinishedWhole)
+{
+    const QByteArray line =
+        "{\"type\": \"progress\", \"ts\": 1, \"text\": \"" + QByteArray(100000, 'x') + "\"}\n";
+    append(line.repeated(100) + "{\"type\": \"summary\", \"ts\": 2, \"text\": \"end\"}\n");
+    journal.begin(run, path, false);
+    journal.poll(run);
+    EXPECT_LT(progress.size(), 100);
+    EXPECT_EQ(journal.finish(run), u"end"_s);
+    EXPECT_EQ(progress.size(), 100);
+}
+
+TEST_F(JournalIngestorTest, LostDatabaseStillReachesTheScreens)
+{
+    database->sync([](SQLiteConnection &connection) { return connection.execute(u"DROP TABLE journal"_s); });
+    append("{\"type\": \"progress\", \"ts\": 1, \"text\": \"still here\"}\n");
+    journal.begin(run, path, false);
+    journal.poll(run);
+    EXPECT_EQ(journal.progress(run.id), u"still here"_s);
+    EXPECT_TRUE(journal.events(run.id).isEmpty());
+}
+
+TEST_F(JournalIngestorTest, ResultFileBringsItsArtifacts)
+{
+    journal.ingest(TaskResult{.summary = {},
+                              .artifacts = {{u"~/x.md"_s, u"markdown"_s, {}}, {u"/y"_s, {}, u"Y"_s}},
+                              .links = {}},
+                   run);
+    EXPECT_EQ(assets.added,
+              (QStringList{home.path(u"x.md"_s) + u"|markdown|-|result"_s, u"/y|-|Y|result"_s}));
+}
+
+TEST_F(JournalIngestorTest, UsageIsTheSumOfTheTranscript)
+{
+    const QString transcript = u".claude/projects/-work-my-project/0a1b-2c.jsonl"_s;
+    std::optional<RunUsage> usage;
+    const auto recordUsage = [&](const RunRecord &record) {
+        usage.reset();
+        journal.recordUsage(record, [&](const RunUsage &found) { usage = found; });
+        EXPECT_TRUE(waitUntil([this] { return tasks.running() == 0; }));
+        return usage;
+    };
+    EXPECT_EQ(recordUsage(run), std::nullopt) << "no file";
+    home.write(transcript, "{\"type\": \"user\"}\nbroken\n");
+    EXPECT_EQ(recordUsage(run), std::nullopt) << "no sample of zeros";
+    home.write(transcript, "{\"type\": \"user\", \"message\": {\"usage\": {\"input_tokens\": 999}}}\n"
+                           "{\"type\": \"assistant\", \"message\": {\"usage\": {\"input_tokens\": 1, "
+                           "\"output_tokens\": 20, \"cache_creation_input_tokens\": 300,"
+                           " \"cache_read_input_tokens\": 4000}}}\n{\"type\": \"assis\n"
+                           "{\"type\": \"assistant\", \"message\": {\"usage\": {\"input_tokens\": 5, "
+                           "\"output_tokens\": \"x\"}}}\n"
+                           "{\"type\": \"assistant\", \"message\": {\"usage\": {\"output_tokens\": 7}}}");
+    run.model = u"opus"_s;
+    EXPECT_EQ(recordUsage(run),
+              (RunUsage{.input = 6, .output = 27, .cacheCreation = 300, .cacheRead = 4000}));
+    const auto rows = database
+                          ->sync([](SQLiteConnection &connection) {
+                              return connection.query(u"SELECT * FROM usage_samples"_s);
+                          })
+                          .value();
+    ASSERT_EQ(rows.size(), 1);
+    EXPECT_EQ(rows[0].uuid(u"run_id"), run.id);
+    EXPECT_EQ(rows[0].uuid(u"ship_id"), run.shipID);
+    EXPECT_EQ(rows[0].string(u"session_id"), run.sessionID);
+    EXPECT_EQ(rows[0].date(u"ts"), clock.now());
+    EXPECT_EQ(rows[0].string(u"model"), u"opus"_s);
+    EXPECT_EQ(rows[0].int_(u"cache_read"), 4000);
+    EXPECT_EQ(rows[0].int_(u"work_tokens"), 333);
+    EXPECT_EQ(rows[0].string(u"source"), u"transcript"_s);
+
+    auto other = run;
+    other.provider = AgentProvider::Codex;
+    EXPECT_EQ(recordUsage(other), std::nullopt);
+    for (const auto &session :
+         {std::optional<QString>(), std::optional(u"../-work-my-project/0a1b-2c"_s), std::optional(u""_s)}) {
+        other = run;
+        other.sessionID = session;
+        EXPECT_EQ(recordUsage(other), std::nullopt);
+    }
+}
+
+TEST(TranscriptUsageReaderTest, SlugKeepsLettersDigitsAndDashes)
+{
+    EXPECT_EQ(TranscriptUsageReader::slug(u"/home/Ä b/x.y_z-9"_s), u"-home---b-x-y-z-9"_s);
+}
+
+} // namespace
+} // namespace Keelhaven

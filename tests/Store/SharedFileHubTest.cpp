@@ -1,0 +1,241 @@
+#include "Store/SharedFileHub.h"
+
+#include "Support/TestHome.h"
+#include "Support/VirtualClock.h"
+
+#include <QDir>
+#include <gtest/gtest.h>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+/// Watches of folders that exist; the test says when something happens.
+class FakeWatchFactory : public DirectoryWatchFactory
+{
+public:
+    std::unique_ptr<DirectoryWatch> watch(const QString &folder, std::function<void()> event,
+                                          std::function<void()> lost) override
+    {
+        if (!QDir(folder).exists())
+            return nullptr;
+        ++opened;
+        onEvent = std::move(event);
+        onLost = std::move(lost);
+        return std::make_unique<DirectoryWatch>();
+    }
+
+    int opened = 0;
+    std::function<void()> onEvent;
+    std::function<void()> onLost;
+};
+
+class WatcherTest : public ::testing::Test
+{
+protected:
+    TestHome home;
+    VirtualClock clock;
+    FakeWatchFactory factory;
+    int calls = 0;
+    DirectoryWatcher watcher{home.path(u"cache"_s), clock, factory, [this] { ++calls; }};
+};
+
+TEST_F(WatcherTest, BurstGivesOneCallAfterItsLastChange)
+{
+    home.write(u"cache/x"_s, {});
+    watcher.start();
+    watcher.start();
+    EXPECT_EQ(factory.opened, 1);
+    for (int i = 0; i < 10; ++i) {
+        factory.onEvent();
+        clock.advance(10ms);
+    }
+    clock.advance(189ms);
+    EXPECT_EQ(calls, 0);
+    clock.advance(1ms);
+    EXPECT_EQ(calls, 1);
+    clock.advance(10s);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(WatcherTest, BurstWithoutEndIsCutByThePoll)
+{
+    home.write(u"cache/x"_s, {});
+    watcher.start();
+    for (int i = 0; i < 650; ++i) {
+        factory.onEvent();
+        clock.advance(100ms);
+    }
+    EXPECT_EQ(calls, 2);
+}
+
+TEST_F(WatcherTest, FolderThatComesLateOrGoesIsFoundByThePoll)
+{
+    watcher.start();
+    clock.advance(29s);
+    home.write(u"cache/x"_s, {});
+    EXPECT_EQ(factory.opened, 0);
+    clock.advance(1s);
+    EXPECT_EQ(factory.opened, 1);
+    EXPECT_EQ(calls, 1);
+    factory.onLost();
+    clock.advance(200ms);
+    EXPECT_EQ(calls, 2);
+    clock.advance(30s);
+    EXPECT_EQ(factory.opened, 2);
+    factory.onEvent();
+    watcher.stop();
+    clock.advance(5min);
+    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(clock.timerCount(), 0U);
+}
+
+class HubTest : public ::testing::Test
+{
+protected:
+    void put(const QString &name, const QByteArray &bytes)
+    {
+        home.write(u".cache/keelhaven/"_s + name, bytes);
+    }
+
+    /// Tells the hub of a change and waits for what it makes of it.
+    void change()
+    {
+        factory.onEvent();
+        clock.advance(200ms);
+        finish();
+    }
+    void finish()
+    {
+        ASSERT_TRUE(waitUntil([this] { return tasks.running() == 0; }));
+    }
+    static int number(const JSONObject &object)
+    {
+        const JSONValue *n = object.find(u"n");
+        return n ? static_cast<int>(n->intValue().value_or(-1)) : 0;
+    }
+
+    TestHome home;
+    VirtualClock clock;
+    FakeWatchFactory factory;
+    Tasks tasks;
+    SharedFileHub hub{home.paths(), clock, factory, tasks};
+    QList<Snapshot> seen;
+    SharedFileHub::Subscription subscription =
+        hub.snapshots([this](const Snapshot &snapshot) { seen.append(snapshot); });
+};
+
+TEST_F(HubTest, SnapshotsFollowTheFiles)
+{
+    hub.start();
+    finish();
+    ASSERT_EQ(seen.size(), 1);
+    EXPECT_EQ(seen.last().at, clock.now());
+    EXPECT_FALSE(seen.last().health.cacheDirExists);
+
+    put(u"state.json"_s, "{\"schema_version\": 4, \"n\": 1}");
+    put(u"ai.json"_s, "{\"n\": 2}");
+    put(u"context.json"_s, "[\"no object\"]");
+    put(u"credentials.json"_s, "{\"n\": 4}");
+    put(u"events.jsonl"_s, "{\"ts\": 1772600000, \"type\": \"a\"}\n");
+    clock.advance(30s);
+    finish();
+    ASSERT_EQ(seen.size(), 2);
+    EXPECT_TRUE(seen.last().health.cacheDirExists);
+    EXPECT_EQ(seen.last().health.unknownSchemaVersion, 4);
+    EXPECT_EQ(number(seen.last().state), 1);
+    EXPECT_EQ(number(seen.last().ai), 2);
+    EXPECT_TRUE(seen.last().context.isEmpty());
+    EXPECT_EQ(number(seen.last().credentials), 4);
+    EXPECT_EQ(seen.last().newEvents.size(), 1);
+
+    change();
+    clock.advance(60s);
+    finish();
+    EXPECT_EQ(seen.size(), 2) << "nothing changed, nothing sent";
+
+    put(u"events.jsonl"_s, "{\"ts\": 1772600000, \"type\": \"a\"}\n{\"ts\": 1772600001, \"type\": \"b\"}\n");
+    change();
+    ASSERT_EQ(seen.size(), 3);
+    EXPECT_EQ(seen.last().events.size(), 2);
+    EXPECT_EQ(seen.last().newEvents.size(), 1);
+    EXPECT_EQ(number(seen.last().state), 1);
+}
+
+TEST_F(HubTest, HalfWrittenFileLeavesTheLastGoodRecordAndIsTriedAgain)
+{
+    put(u"state.json"_s, "{\"n\": 1}");
+    hub.start();
+    finish();
+    put(u"state.json"_s, "{\"n\": 2, \"pro");
+    change();
+    EXPECT_EQ(seen.size(), 1);
+    EXPECT_EQ(number(hub.current().state), 1);
+    put(u"ai.json"_s, "{}");
+    change();
+    ASSERT_EQ(seen.size(), 2);
+    EXPECT_EQ(number(hub.current().state), 1);
+    put(u"state.json"_s, "{\"n\": 2}");
+    change();
+    EXPECT_EQ(number(hub.current().state), 2);
+    put(u"state.json"_s, "{");
+    change();
+    QFile::remove(home.paths().stateFile());
+    change();
+    ASSERT_EQ(seen.size(), 4);
+    EXPECT_TRUE(hub.current().state.isEmpty()) << "a file that has gone resets its record";
+}
+
+TEST_F(HubTest, SubscribersComeAndGo)
+{
+    int late = 0;
+    hub.start();
+    finish();
+    EXPECT_TRUE(hub.hasLoaded());
+    auto second = hub.snapshots([&](const Snapshot &) { ++late; });
+    EXPECT_EQ(late, 1) << "the last snapshot at once";
+    put(u"ai.json"_s, "{}");
+    hub.reload();
+    hub.reload();
+    finish();
+    EXPECT_EQ(late, 2);
+    second = {};
+    SharedFileHub::Subscription own;
+    int ownCalls = 0;
+    own = hub.snapshots([&](const Snapshot &) {
+        ++ownCalls;
+        if (ownCalls == 2)
+            own = {};
+    });
+    for (int i = 0; i < 3; ++i) {
+        put(u"ai.json"_s, QByteArray(i + 3, ' ') + "{}");
+        hub.reload();
+        finish();
+    }
+    EXPECT_EQ(late, 2);
+    EXPECT_EQ(ownCalls, 2);
+    EXPECT_EQ(seen.size(), 5);
+    hub.stop();
+}
+
+TEST(HubLifetimeTest, HubMayGoWhileItReads)
+{
+    const TestHome home;
+    VirtualClock clock;
+    FakeWatchFactory factory;
+    Tasks tasks;
+    home.write(u".cache/keelhaven/state.json"_s, "{}");
+    auto hub = std::make_unique<SharedFileHub>(home.paths(), clock, factory, tasks);
+    int calls = 0;
+    const auto subscription = hub->snapshots([&](const Snapshot &) { ++calls; });
+    hub->start();
+    EXPECT_EQ(tasks.running(), 1);
+    hub.reset();
+    ASSERT_TRUE(waitUntil([&] { return tasks.running() == 0; }));
+    EXPECT_EQ(calls, 0);
+}
+
+} // namespace
+} // namespace Keelhaven
