@@ -36,7 +36,8 @@ Result<void, FileError> makeFolder(const QString &path)
             return made;
     }
     if (::mkdir(QFile::encodeName(path).constData(), 0700) != 0 && errno != EEXIST)
-        return failure(FileError{u"cannot create folder %1: %2"_s.arg(path, QString::fromLocal8Bit(std::strerror(errno)))});
+        return failure(FileError{
+            u"cannot create folder %1: %2"_s.arg(path, QString::fromLocal8Bit(std::strerror(errno)))});
     if (!QFileInfo(path).isDir())
         return failure(FileError{u"cannot create folder %1: a file stands there"_s.arg(path)});
     return {};
@@ -75,8 +76,8 @@ QString expandTilde(const QString &path, const QString &home)
 
 QString resolvedPath(const QString &path)
 {
-    // Component by component, as the system walks a path: behind a symbolic link ".." is the parent of its target,
-    // and a link whose target is missing still leads there.
+    // Component by component, as the system walks a path: behind a symbolic link ".." is the parent of its
+    // target, and a link whose target is missing still leads there.
     constexpr int mostLinks = 40;
     QStringList open = QDir::current().absoluteFilePath(path).split(u'/', Qt::SkipEmptyParts);
     QString resolved;

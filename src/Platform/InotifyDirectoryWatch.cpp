@@ -61,12 +61,15 @@ private:
 
 } // namespace
 
-std::unique_ptr<DirectoryWatch> InotifyDirectoryWatchFactory::watch(const QString &folder, std::function<void()> onEvent, std::function<void()> onLost)
+std::unique_ptr<DirectoryWatch> InotifyDirectoryWatchFactory::watch(const QString &folder,
+                                                                    std::function<void()> onEvent,
+                                                                    std::function<void()> onLost)
 {
     const int descriptor = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (descriptor < 0)
         return nullptr;
-    constexpr uint32_t mask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+    constexpr uint32_t mask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY |
+                              IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
     if (::inotify_add_watch(descriptor, QFile::encodeName(folder).constData(), mask) < 0) {
         ::close(descriptor);
         return nullptr;

@@ -49,7 +49,9 @@ public:
         m_process.setProcessEnvironment(environmentOf(spec));
         if (!spec.workingDirectory.isEmpty())
             m_process.setWorkingDirectory(spec.workingDirectory);
-        m_process.setProcessChannelMode(spec.errors == ProcessSpec::Errors::Merge ? QProcess::MergedChannels : QProcess::SeparateChannels);
+        m_process.setProcessChannelMode(spec.errors == ProcessSpec::Errors::Merge
+                                            ? QProcess::MergedChannels
+                                            : QProcess::SeparateChannels);
         if (spec.errors == ProcessSpec::Errors::Discard)
             m_process.setStandardErrorFile(QProcess::nullDevice());
         if (spec.input.isEmpty())
@@ -93,7 +95,10 @@ private:
             keep(m_result.errorOutput, m_process.readAllStandardError());
     }
 
-    void keep(QByteArray &kept, const QByteArray &bytes) const { kept.append(bytes.first(std::min(bytes.size(), qMax(0LL, m_limit - kept.size())))); }
+    void keep(QByteArray &kept, const QByteArray &bytes) const
+    {
+        kept.append(bytes.first(std::min(bytes.size(), qMax(0LL, m_limit - kept.size()))));
+    }
 
     void timedOut()
     {
@@ -101,7 +106,8 @@ private:
         signalGroup(SIGTERM);
         drain();
         m_result.kind = ProcessResult::Kind::TimedOut;
-        // Others of the group may live on when the leader has obeyed, so this object waits for the second signal.
+        // Others of the group may live on when the leader has obeyed, so this object waits for the second
+        // signal.
         QTimer::singleShot(2s, this, [this] {
             signalGroup(SIGKILL);
             if (m_process.state() == QProcess::NotRunning)

@@ -1,0 +1,93 @@
+#include "Platform/FileSettingsStore.h"
+#include "Support/TestHome.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+class SettingsFile : public testing::Test
+{
+protected:
+    [[nodiscard]] QString file() const { return m_home.path(u"config/settings.json"_s); }
+
+    const TestHome m_home;
+    FileSettingsStore m_store{file()};
+};
+
+TEST_F(SettingsFile, EveryTypeComesBackFromTheFile)
+{
+    const QMap<QString, SettingValue> values = {
+        {u"flag"_s, true},
+        {u"integer"_s, std::numeric_limits<qint64>::max()},
+        {u"real"_s, 0.25},
+        {u"text"_s, u"größer\n"_s},
+        {u"date"_s, Date(1772600707890ms)},
+    };
+    for (const auto &[key, value] : values.asKeyValueRange())
+        m_store.set(key, value);
+    const FileSettingsStore other(file());
+    EXPECT_EQ(other.keys(), values.keys());
+    for (const auto &[key, value] : values.asKeyValueRange())
+        EXPECT_EQ(other.value(key), value) << key.toStdString();
+    m_store.remove(u"flag"_s);
+    EXPECT_EQ(other.value(u"flag"_s), std::nullopt);
+    EXPECT_EQ(QFile::permissions(file()) &
+                  (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther),
+              0);
+}
+
+TEST_F(SettingsFile, WrongTypesReadAsTheFallback)
+{
+    m_home.write(
+        u"config/settings.json"_s,
+        R"({"text": "5", "integer": 5, "real": 5.5, "flag": true, "list": [1], "none": null, "date": {"date": "soon"}})");
+    for (const QString &key : m_store.keys()) {
+        const auto name = key.toStdString();
+        EXPECT_EQ(m_store.flagOr(key, false), key == u"flag") << name;
+        EXPECT_EQ(m_store.integerOr(key, -1), key == u"integer" ? 5 : -1) << name;
+        EXPECT_EQ(m_store.realOr(key, -1), key == u"integer" ? 5 : key == u"real" ? 5.5 : -1) << name;
+        EXPECT_EQ(m_store.text(key), key == u"text" ? u"5"_s : QString()) << name;
+        EXPECT_EQ(m_store.date(key), std::nullopt) << name;
+    }
+    EXPECT_TRUE(m_store.flagOr(u"absent"_s, true));
+}
+
+TEST_F(SettingsFile, WhatThisVersionDoesNotKnowSurvives)
+{
+    m_home.write(u"config/settings.json"_s, R"({"future": {"a": [1, null]}, "known": 1})");
+    m_store.set(u"known"_s, qint64(2));
+    const QByteArray written = m_home.read(u"config/settings.json"_s).simplified();
+    EXPECT_TRUE(written.contains(R"("future": { "a": [ 1, null ] })")) << written.toStdString();
+    EXPECT_EQ(m_store.integerOr(u"known"_s, 0), 2);
+}
+
+TEST_F(SettingsFile, TornFileKeepsTheValuesAndADeletedOneClearsThem)
+{
+    m_store.set(u"name"_s, u"kept"_s);
+    m_home.write(u"config/settings.json"_s, R"({"name": "to)");
+    EXPECT_EQ(m_store.text(u"name"_s), u"kept");
+    m_store.set(u"more"_s, true);
+    EXPECT_EQ(FileSettingsStore(file()).text(u"name"_s), u"kept");
+    QFile::remove(file());
+    EXPECT_EQ(m_store.keys(), QStringList());
+}
+
+TEST_F(SettingsFile, TwoWritersLoseNothing)
+{
+    const auto write = [this](const QString &prefix) {
+        FileSettingsStore own(file());
+        for (int i = 0; i < 40; ++i)
+            own.set(prefix + QString::number(i), qint64(i));
+    };
+    {
+        std::jthread first(write, u"a"_s);
+        std::jthread second(write, u"b"_s);
+    }
+    EXPECT_EQ(m_store.keys().size(), 80);
+}
+
+} // namespace Keelhaven
