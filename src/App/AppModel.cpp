@@ -150,6 +150,10 @@ void AppModel::wireHooks()
                 Q_EMIT happened({EngineEvent::Kind::Progress, run->record, text});
         }
     };
+    own.launcher.context().onSessionOpened = [this](const LaunchedRun &session) {
+        const QString text = u"workspace %1, tab %2, pane %3"_s.arg(session.workspaceLabel.value_or(session.workspaceID), session.tabID, session.paneID);
+        reportLaunching(session.runID, EngineEvent::Kind::SessionOpened, text);
+    };
     own.notifications.onOpenURL = [this](const QString &link) { handleDeepLink(link); };
 }
 
@@ -186,8 +190,20 @@ void AppModel::shutdown()
 void AppModel::apply(const Snapshot &snapshot)
 {
     m_snapshot = snapshot;
+    for (const auto &event : snapshot.newEvents) {
+        if (event.type == u"UserPromptSubmit")
+            reportLaunching(event.runID, EngineEvent::Kind::PromptTaken, {});
+    }
     m_services->scheduler->processSnapshot(snapshot.events, false);
     Q_EMIT snapshotApplied();
+}
+
+void AppModel::reportLaunching(const std::optional<QUuid> &runID, EngineEvent::Kind kind, const QString &text)
+{
+    for (const auto &record : std::as_const(m_services->scheduler->launching())) {
+        if (record.id == runID)
+            Q_EMIT happened({kind, record, text});
+    }
 }
 
 void AppModel::handleDeepLink(const QString &link)

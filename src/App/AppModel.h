@@ -4,6 +4,7 @@
 #include "Contract/Models/Snapshot.h"
 #include "Platform/Result.h"
 #include "Platform/Tasks.h"
+#include "Scheduler/SchedulerEngine.h"
 
 #include <QObject>
 
@@ -16,11 +17,9 @@ class JournalIngestor;
 class KeelhavenDatabase;
 class NotificationManager;
 class PowerAssertionController;
-class SchedulerEngine;
 class SettingsStore;
 class SharedFileHub;
 class UsageMonitor;
-struct EngineEvent;
 struct NoDatabaseError;
 
 /// The operating system as the application sees it. All of it outlives the model; tests hand in fakes.
@@ -91,6 +90,7 @@ private:
     void chooseRunStore();
     void wireHooks();
     void apply(const Snapshot &snapshot);
+    void reportLaunching(const std::optional<QUuid> &runID, EngineEvent::Kind kind, const QString &text);
 
     std::optional<QString> m_databaseError;
     Snapshot m_snapshot;

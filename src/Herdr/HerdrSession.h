@@ -20,6 +20,8 @@ struct HerdrContext
     Clock &clock;
     KeelhavenPaths paths;
     std::function<QList<EventRecord>(const QUuid &)> codexEvents;
+    /// A session's pane is open and its agent is being started; its prompt is still to come.
+    std::function<void(const LaunchedRun &)> onSessionOpened;
 
     Span readyTimeout = std::chrono::seconds(45); ///< for a promptable agent and for a Codex hook
     Span submitVerifyWindow =

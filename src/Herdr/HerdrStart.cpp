@@ -17,6 +17,8 @@ constexpr int startTimeoutMs = 60000;
 constexpr Span startCallTimeout = 75s;
 constexpr int failedScreenLines = 200;
 
+const QString quitting = u"Keelhaven is quitting"_s;
+
 QCoro::Task<Result<Herdr::AgentStarted, HerdrError>> startAgent(Context context,
                                                                 Herdr::AgentStartParams params)
 {
@@ -32,6 +34,13 @@ QCoro::Task<Result<Herdr::AgentStarted, HerdrError>> startAgent(Context context,
         if (!slept)
             co_return started;
     }
+}
+
+/// Closes a half-started session's pane while the program quits: no answer is waited for.
+void abandonPane(const HerdrContext &context, const QString &paneID)
+{
+    const QString line = HerdrClient::requestLine(Herdr::Method::paneClose, Herdr::PaneTarget{paneID});
+    context.client.transport->post(line, context.client.timeout, [] {});
 }
 
 QCoro::Task<> closeFailedPane(Context context, LaunchedRun run, QUuid runID)
@@ -130,6 +139,9 @@ QCoro::Task<Outcome> submitFirstPrompt(Context context, LaunchedRun run, RunLaun
     if (request.provider == AgentProvider::Claude) {
         co_await acceptTrustDialog(context, run.paneID);
         co_await waitUntilSettled(context, run);
+        // The waits end at once when the program quits; a prompt must not follow them.
+        if (context->clock.isClosed())
+            co_return failure(HerdrError::transport(quitting));
     } else {
         const auto began = co_await waitForCodexHook(context, request.runID, u"SessionStart"_s);
         if (!began)
@@ -148,10 +160,16 @@ QCoro::Task<Result<LaunchedRun, HerdrError>> startAndPrompt(Context context, Run
         auto run = co_await startSession(context, request, deniedRoots);
         if (!run)
             co_return run;
+        if (context->onSessionOpened)
+            context->onSessionOpened(*run);
         const auto submitted = co_await submitFirstPrompt(context, *run, request);
         if (submitted) {
             context->failedLaunchScreens.remove(request.runID);
             co_return run;
+        }
+        if (context->clock.isClosed()) {
+            abandonPane(*context, run->paneID);
+            co_return failure(HerdrError::transport(quitting));
         }
         co_await closeFailedPane(context, *run, request.runID);
         if (request.provider != AgentProvider::Claude || submitted.error() != HerdrError::transport(timedOut))

@@ -46,7 +46,7 @@ struct EngineServices
 /// Something that happened to a run, for whoever follows along. `text` is a detail for a person.
 struct EngineEvent
 {
-    enum class Kind { Fired, Queued, Held, Launched, PromptResent, Waiting, Progress, Finished };
+    enum class Kind { Fired, Queued, Held, SessionOpened, PromptTaken, Launched, PromptResent, Waiting, Progress, Finished };
     Kind kind;
     RunRecord record;
     QString text;
@@ -113,7 +113,10 @@ public:
     [[nodiscard]] const QList<ActiveRunPtr> &active() const { return m_active; }
     [[nodiscard]] const QList<QueuedRun> &queued() const { return m_queued; }
     [[nodiscard]] const QMap<QUuid, ParkedSession> &parked() const { return m_parked; }
-    [[nodiscard]] int launching() const { return m_launching; }
+    /// Runs between admission and the end of their launch; they count against the cap like live ones.
+    [[nodiscard]] const QList<RunRecord> &launching() const { return m_launching; }
+    /// Runs that are over and on their way to history.
+    [[nodiscard]] const QList<ActiveRunPtr> &closing() const { return m_closing; }
 
     // Take-over and follow-ups
 
@@ -254,7 +257,7 @@ private:
     bool m_polling = false;
     bool m_started = false;
     bool m_evaluating = false; ///< agents marked as fired are saved once, at the end of the evaluation
-    int m_launching = 0;
+    QList<RunRecord> m_launching;
     std::optional<QString> m_lastWorkspaceError;
 };
 

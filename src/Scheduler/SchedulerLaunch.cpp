@@ -28,10 +28,11 @@ constexpr qsizetype preflightOutputKept = 500;
 QCoro::Task<> SchedulerEngine::beginRun(QueuedRun queuedRun)
 {
     const QPointer<SchedulerEngine> self(this);
+    const QUuid id = queuedRun.record.id;
     co_await launchSteps(std::move(queuedRun));
     if (!self)
         co_return;
-    --m_launching;
+    m_launching.removeIf([&](const RunRecord &record) { return record.id == id; });
     pump();
 }
 
@@ -172,8 +173,7 @@ void SchedulerEngine::launched(const QueuedRun &queuedRun, const LaunchedRun &se
     if (notificationsOn())
         m_services.notifications.postRun(u"▶ Started %1 in %2"_s.arg(queuedRun.slot.name, workspaceLabel),
                                          QString(), record.id, false);
-    report(EngineEvent::Kind::Launched, record,
-           u"workspace %1, tab %2, pane %3"_s.arg(workspaceLabel, session.tabID, session.paneID));
+    report(EngineEvent::Kind::Launched, record);
     resetTimers();
     if (queuedRun.handoff)
         takeOver(record.id);

@@ -120,7 +120,7 @@ QList<QUuid> SchedulerEngine::enqueue(const SchedulerSlot &slot, RunTrigger trig
 
 std::optional<QUuid> SchedulerEngine::nextAdmissible(qint64 cap, Date now) const
 {
-    const qint64 running = m_active.size() + m_launching;
+    const qint64 running = m_active.size() + m_launching.size();
     if (running >= QueuePolicy::clampCap(cap))
         return std::nullopt;
     std::vector<QueuePolicy::Waiting> waiting;
@@ -177,8 +177,8 @@ void SchedulerEngine::admit(const QUuid &runID, const RunAdmissionPolicy &policy
         releaseAwake(runID);
         report(EngineEvent::Kind::Held, RunRecord(run.record), admission.reason);
     } else {
-        ++m_launching;
         const QueuedRun admitted = m_queued.takeAt(index);
+        m_launching.append(admitted.record);
         // The launch starts at the next turn of the loop: its first steps may end the run and come back here.
         QMetaObject::invokeMethod(
             this, [this, admitted] { m_tasks.spawn(beginRun(admitted), "launch"); }, Qt::QueuedConnection);

@@ -58,7 +58,7 @@ TEST_F(EngineTest, EachGateHoldsARunWithItsOwnWords)
         settleAll();
         ASSERT_FALSE(engine->history().isEmpty());
         EXPECT_EQ(engine->history().first().outcome, outcome);
-        EXPECT_EQ(engine->launching(), 0);
+        EXPECT_EQ(engine->launching().size(), 0);
         EXPECT_EQ(powerBackend.held, 0);
     }
     EXPECT_TRUE(launcher.launchOrder.isEmpty());
@@ -83,7 +83,7 @@ TEST_F(EngineTest, APreflightThatHangsFailsTheRunAndOthersGoOnMeanwhile)
     slow.preflight = u"sleep 100"_s;
     engine->enqueue(slow);
     settleAll();
-    EXPECT_EQ(engine->launching(), 1);
+    EXPECT_EQ(engine->launching().size(), 1);
     engine->enqueue(slot(u"quick"_s));
     settleAll();
     EXPECT_EQ(engine->active().size(), 1);

@@ -136,7 +136,7 @@ TEST_F(EngineTest, DueTogetherTheFirstInTheListStartUpToTheCapAndPriorityDecides
         pane().probe = {AgentState::Done, false};
         engine->stop(live()->record.id);
         settleAll();
-        EXPECT_LE(engine->active().size() + engine->launching(), 2);
+        EXPECT_LE(engine->active().size() + engine->launching().size(), 2);
     }
     EXPECT_EQ(launcher.launchOrder, (QStringList{u"a0"_s, u"a1"_s, u"a5"_s, u"a4"_s, u"a3"_s, u"a2"_s}));
 }
