@@ -1,0 +1,454 @@
+#include "SessionHost/AgentRegistry.h"
+
+#include "Platform/SystemLog.h"
+#include "SessionHost/CodexHookLine.h"
+#include "SessionHost/ShellReadiness.h"
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr const char *agentOption = "@keelhaven_agent";
+
+/// A session file this old settles the arrival, should a release draw an input box that no rule knows.
+constexpr double settledSession = 5;
+
+double secondsNow(const Clock &clock)
+{
+    return secondsSince1970(clock.now());
+}
+
+bool isKnownText(const QString &name)
+{
+    return !name.isEmpty() && name.size() <= 200 && std::none_of(name.begin(), name.end(), [](QChar c) {
+        return c.category() == QChar::Other_Control;
+    });
+}
+
+} // namespace
+
+AgentRegistry::AgentRegistry(HostPaths paths, TmuxControl &tmux, Terminals &terminals, PaneInput &input,
+                             Clock &clock)
+    : m_paths(std::move(paths))
+    , m_tmux(tmux)
+    , m_terminals(terminals)
+    , m_input(input)
+    , m_clock(clock)
+{}
+
+QCoro::Task<HostResult<void>> AgentRegistry::loadRecords()
+{
+    const auto opened = co_await m_tmux.open();
+    if (!opened)
+        co_return failure(opened.error());
+    const int generation = m_tmux.generation();
+    if (generation == m_generation)
+        co_return {};
+    const QByteArrayList command{"list-panes"_ba, "-a"_ba, "-F"_ba, "#{pane_id}\t#{"_ba + agentOption + '}'};
+    const auto output = co_await m_tmux.run(command);
+    if (!output)
+        co_return failure(output.error());
+    // Somebody else may have read them during the wait, and changed them since.
+    if (generation == m_generation)
+        co_return {};
+    m_generation = generation;
+    m_entries.clear();
+    QStringList launching;
+    for (const QByteArray &line : output->split('\n')) {
+        const auto fields = line.split('\t');
+        if (fields.size() < 2 || fields[1].isEmpty())
+            continue;
+        const auto record = decodeRecordBytes<AgentRecord>(QByteArray::fromPercentEncoding(fields[1]));
+        if (!record)
+            continue;
+        Entry entry;
+        entry.record = *record;
+        if (entry.record.phase == AgentPhase::Launching)
+            launching.append(entry.record.token);
+        m_entries.insert(fields[0], std::move(entry));
+    }
+    AgentLaunch::sweep(m_paths.launchFolder, launching);
+    co_return {};
+}
+
+QCoro::Task<void> AgentRegistry::save(QByteArrayList panes)
+{
+    for (const QByteArray &pane : panes) {
+        const auto entry = m_entries.find(pane);
+        if (entry == m_entries.end() || !entry->isUnsaved)
+            continue;
+        entry->isUnsaved = false;
+        const QByteArray value = JSONValue(encodeRecord(entry->record)).encoded().toPercentEncoding();
+        const QByteArrayList command{"set-option"_ba, "-p"_ba, "-t"_ba, pane, QByteArray(agentOption), value};
+        // A pane that is gone needs no record.
+        [[maybe_unused]] const auto saved = co_await m_tmux.run(command);
+    }
+}
+
+QCoro::Task<HostResult<QList<PaneRow>>> AgentRegistry::rows()
+{
+    const auto loaded = co_await loadRecords();
+    if (!loaded)
+        co_return failure(loaded.error());
+    auto rows = co_await m_terminals.panes();
+    if (!rows)
+        co_return failure(rows.error());
+    QSet<QByteArray> present;
+    for (const PaneRow &row : *rows)
+        present.insert(row.pane);
+    m_entries.removeIf(
+        [&](QHash<QByteArray, Entry>::iterator entry) { return !present.contains(entry.key()); });
+    if (m_foreground.size() > 4 * rows->size() + 64)
+        m_foreground.clear();
+    co_return rows;
+}
+
+QCoro::Task<HostResult<Herdr::AgentList>> AgentRegistry::list()
+{
+    const auto found = co_await rows();
+    if (!found)
+        co_return failure(found.error());
+    co_await refresh(*found);
+    Herdr::AgentList list;
+    for (const PaneRow &row : *found) {
+        if (const auto info = infoFor(row))
+            list.agents.append(*info);
+    }
+    co_return list;
+}
+
+QCoro::Task<HostResult<PaneRow>> AgentRegistry::freshRow(QString target)
+{
+    const auto loaded = co_await loadRecords();
+    if (!loaded)
+        co_return failure(loaded.error());
+    const auto pane = paneOf(target);
+    if (!pane)
+        co_return failure(
+            HerdrFailure{u"no_such_agent"_s, u"there is no agent named %1"_s.arg(target.left(80))});
+    const QString id = publicID(IDKind::Pane, *pane, m_tmux.epoch());
+    const auto row = co_await m_terminals.pane(id);
+    if (!row) {
+        m_entries.remove(*pane);
+        co_return failure(
+            HerdrFailure{u"no_such_agent"_s, u"the pane of agent %1 is closed"_s.arg(target.left(80))});
+    }
+    const QList<PaneRow> rows{*row};
+    co_await refresh(rows);
+    co_return *row;
+}
+
+QCoro::Task<HostResult<Herdr::AgentInfo>> AgentRegistry::get(QString target)
+{
+    const auto row = co_await freshRow(target);
+    if (!row)
+        co_return failure(row.error());
+    const auto info = infoFor(*row);
+    if (!info)
+        co_return failure(
+            HerdrFailure{u"no_such_agent"_s, u"there is no agent named %1"_s.arg(target.left(80))});
+    co_return *info;
+}
+
+std::optional<QByteArray> AgentRegistry::paneOf(const QString &target) const
+{
+    std::optional<QByteArray> found;
+    for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
+        if (entry->record.name != target)
+            continue;
+        // An ended agent may have left its name to a new one.
+        if (!found || entry->record.phase != AgentPhase::Ended)
+            found = entry.key();
+    }
+    return found ? found : tmuxID(IDKind::Pane, target, m_tmux.epoch());
+}
+
+QCoro::Task<void> AgentRegistry::refresh(QList<PaneRow> rows)
+{
+    struct Capture
+    {
+        const PaneRow *row;
+        QCoro::Task<HostResult<TmuxOutput>> output;
+    };
+    std::vector<Capture> captures;
+    const auto takenAt = static_cast<qint64>(secondsNow(m_clock));
+    QByteArrayList unsaved;
+    for (const PaneRow &row : rows) {
+        findByHand(row);
+        const auto entry = m_entries.find(row.pane);
+        if (entry == m_entries.end())
+            continue;
+        advance(*entry, row);
+        if (entry->record.isPresent() && needsScreen(*entry, row)) {
+            const QByteArrayList command{"capture-pane"_ba, "-p"_ba, "-t"_ba, row.pane};
+            captures.push_back(Capture{&row, m_tmux.run(command)});
+        }
+    }
+    for (Capture &capture : captures) {
+        const auto output = co_await capture.output;
+        const auto entry = m_entries.find(capture.row->pane);
+        if (!output || entry == m_entries.end() || !entry->record.isPresent())
+            continue;
+        entry->screenActivity = capture.row->activity;
+        entry->screenTakenAt = takenAt;
+        applyScreen(*entry, readScreen(entry->record.kind, QString::fromUtf8(*output), capture.row->title));
+    }
+    for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
+        if (entry->isUnsaved)
+            unsaved.append(entry.key());
+    }
+    co_await save(unsaved);
+}
+
+void AgentRegistry::advance(Entry &entry, const PaneRow &row)
+{
+    const AgentRecord before = entry.record;
+    if (entry.record.phase == AgentPhase::Launching)
+        finishLaunching(entry, row);
+    if (entry.record.isPresent()) {
+        const bool isLate =
+            entry.record.phase == AgentPhase::Arriving &&
+            secondsNow(m_clock) - entry.record.startedAt > static_cast<double>(entry.record.timeoutMs) / 1000;
+        if (!isAlive(entry.record.process()))
+            entry.record.phase = AgentPhase::Ended;
+        else if (isLate)
+            entry.record.phase = AgentPhase::Running;
+    }
+    entry.isUnsaved = entry.isUnsaved || (entry.record != before && !entry.isFound);
+}
+
+void AgentRegistry::finishLaunching(Entry &entry, const PaneRow &row)
+{
+    using Stage = AgentLaunch::Progress::Stage;
+    const AgentLaunch launch(m_paths.launchFolder, entry.record.token);
+    const auto progress = launch.progress(row.shell);
+    const double waited = secondsNow(m_clock) - entry.record.startedAt;
+    const bool isLate = waited > static_cast<double>(entry.record.timeoutMs) / 1000;
+    if (progress.stage == Stage::Started) {
+        entry.record.phase = AgentPhase::Arriving;
+        entry.record.pid = progress.process.pid;
+        entry.record.startTime = progress.process.startTime;
+    } else if (progress.stage == Stage::Gone || isLate ||
+               (progress.stage == Stage::Taken && isShellReady(row.shell, row.terminal))) {
+        // Taken, and the shell is back: the program was not found, and the pane shows the words for it.
+        entry.record.phase = AgentPhase::Ended;
+    }
+    if (entry.record.phase != AgentPhase::Launching)
+        launch.forget();
+}
+
+void AgentRegistry::findByHand(const PaneRow &row)
+{
+    const auto known = m_entries.constFind(row.pane);
+    if (known != m_entries.constEnd() && known->record.phase != AgentPhase::Ended)
+        return;
+    const auto shell = processInfo(row.shell);
+    if (!shell || shell->terminalGroup == shell->group || shell->terminalGroup <= 0)
+        return;
+    const auto process = processInfo(shell->terminalGroup);
+    if (!process)
+        return;
+    auto &remembered = m_foreground[process->id.pid];
+    // A process may still become an agent under the same number, so only a find is remembered.
+    if (remembered.first != process->id.startTime || !remembered.second)
+        remembered = {process->id.startTime, agentKindOf(processArguments(process->id.pid))};
+    if (!remembered.second)
+        return;
+    Entry entry;
+    entry.isFound = true;
+    entry.record.name = known == m_entries.constEnd() ? QString() : known->record.name;
+    entry.record.kind = *remembered.second;
+    entry.record.phase = AgentPhase::Running;
+    entry.record.pid = process->id.pid;
+    entry.record.startTime = process->id.startTime;
+    m_entries.insert(row.pane, std::move(entry));
+}
+
+void AgentRegistry::readAgentEnvironment(Entry &entry)
+{
+    if (!entry.configFolder.isEmpty())
+        return;
+    const auto environment = processEnvironment(entry.record.pid);
+    const QByteArray home = environment.value("HOME");
+    entry.configFolder = environment.value("CLAUDE_CONFIG_DIR");
+    if (entry.configFolder.isEmpty())
+        entry.configFolder = home.isEmpty() ? QFile::encodeName(m_paths.claudeFolder) : home + "/.claude";
+    entry.runID = QString::fromUtf8(environment.value("KEELHAVEN_RUN_ID"));
+}
+
+void AgentRegistry::followWrapper(Entry &entry)
+{
+    if (entry.session.read(entry.configFolder, entry.record.process()))
+        return;
+    for (const pid_t child : childrenOf(entry.record.pid)) {
+        const auto info = processInfo(child);
+        ClaudeSessionFile file;
+        if (!info || agentKindOf(processArguments(child)) != AgentKind::Claude ||
+            !file.read(entry.configFolder, info->id))
+            continue;
+        entry.record.pid = child;
+        entry.record.startTime = info->id.startTime;
+        entry.isUnsaved = !entry.isFound;
+        return;
+    }
+}
+
+bool AgentRegistry::needsScreen(Entry &entry, const PaneRow &row)
+{
+    readAgentEnvironment(entry);
+    if (entry.record.kind == AgentKind::Claude) {
+        if (entry.record.phase == AgentPhase::Arriving)
+            followWrapper(entry);
+        if (const auto session = entry.session.read(entry.configFolder, entry.record.process())) {
+            entry.status = session->status;
+            const bool isSettled =
+                secondsNow(m_clock) - static_cast<double>(session->changedAt) > settledSession;
+            if (entry.record.phase == AgentPhase::Arriving && isSettled) {
+                entry.record.phase = AgentPhase::Running;
+                entry.isUnsaved = true;
+            }
+            return entry.record.phase == AgentPhase::Arriving;
+        }
+    }
+    if (const auto reading = readTitle(entry.record.kind, row.title)) {
+        applyScreen(entry, *reading);
+        return false;
+    }
+    // Output within the second of the capture may have come after it.
+    const bool isFresh = entry.screenActivity == row.activity && entry.screenTakenAt > row.activity;
+    if (isFresh)
+        entry.status = entry.screen.status;
+    return !isFresh;
+}
+
+void AgentRegistry::applyScreen(Entry &entry, ScreenReading reading)
+{
+    const AgentRecord before = entry.record;
+    entry.screen = reading;
+    const bool sessionRules = entry.record.kind == AgentKind::Claude &&
+                              entry.session.read(entry.configFolder, entry.record.process()).has_value();
+    if (!sessionRules)
+        entry.status = reading.status;
+    if (reading.hasArrived && entry.record.phase == AgentPhase::Arriving)
+        entry.record.phase = AgentPhase::Running;
+    if (reading.takesInput && entry.record.kind == AgentKind::Codex && !entry.record.isReady) {
+        entry.record.isReady = true;
+        if (!entry.runID.isEmpty()) {
+            const auto told = appendCodexSessionStart(m_paths.codexRuns, entry.runID, m_clock.now());
+            if (!told)
+                systemLog(u"keelhaven-host: "_s + told.error().message());
+        }
+    }
+    entry.isUnsaved = entry.isUnsaved || (entry.record != before && !entry.isFound);
+}
+
+std::optional<Herdr::AgentInfo> AgentRegistry::infoFor(const PaneRow &row) const
+{
+    const auto entry = m_entries.constFind(row.pane);
+    if (entry == m_entries.constEnd() || (entry->isFound && !entry->record.isPresent()))
+        return std::nullopt;
+    const AgentRecord &record = entry->record;
+    Herdr::AgentInfo info;
+    if (!record.name.isEmpty())
+        info.name = record.name;
+    info.paneId = publicID(IDKind::Pane, row.pane, m_tmux.epoch());
+    info.tabId = publicID(IDKind::Tab, row.window, m_tmux.epoch());
+    info.workspaceId = publicID(IDKind::Workspace, row.session, m_tmux.epoch());
+    info.launchPending = record.isPending();
+    if (record.isPresent()) {
+        info.agent = rulesOf(record.kind).name;
+        info.agentStatus = entry->status;
+        if (record.kind == AgentKind::Codex)
+            info.interactiveReady = record.isReady;
+    } else if (record.isPending()) {
+        info.agentStatus = Herdr::Status::Unknown;
+    }
+    return info;
+}
+
+QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentStartParams params)
+{
+    const auto kind = agentKindNamed(params.kind);
+    if (!kind)
+        co_return failure(HerdrFailure{u"agent_kind_unknown"_s,
+                                       u"no agent of kind %1 is known"_s.arg(params.kind.left(80))});
+    if (!isKnownText(params.name))
+        co_return failure(
+            HerdrFailure{u"invalid_request"_s, u"an agent's name is 1 to 200 printable characters"_s});
+    const auto loaded = co_await loadRecords();
+    if (!loaded)
+        co_return failure(loaded.error());
+    const auto row = co_await m_terminals.pane(params.paneId);
+    if (!row)
+        co_return failure(row.error());
+    const QList<PaneRow> rows{*row};
+    co_await refresh(rows);
+    // From here to the record's entry nothing waits: two starts in one pane cannot both find it free.
+    const auto present = m_entries.constFind(row->pane);
+    if (present != m_entries.constEnd() && present->record.phase != AgentPhase::Ended)
+        co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"an agent is already in the pane"_s});
+    if (!isShellReady(row->shell, row->terminal))
+        co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"the shell of the pane is not ready"_s});
+    for (const Entry &other : std::as_const(m_entries)) {
+        if (other.record.name == params.name && other.record.phase != AgentPhase::Ended)
+            co_return failure(
+                HerdrFailure{u"agent_name_taken"_s, u"an agent named %1 is running"_s.arg(params.name)});
+    }
+    Entry entry;
+    entry.record.name = params.name;
+    entry.record.kind = *kind;
+    entry.record.token = AgentLaunch::newToken();
+    entry.record.startedAt = secondsNow(m_clock);
+    entry.record.timeoutMs = std::clamp(params.timeoutMs.value_or(60000), 1000, 600000);
+    entry.isUnsaved = true;
+    const AgentLaunch launch(m_paths.launchFolder, entry.record.token);
+    const auto prepared = launch.prepare(*kind, params.args);
+    if (!prepared)
+        co_return failure(prepared.error());
+    m_entries.insert(row->pane, std::move(entry));
+    const QByteArrayList changed{row->pane};
+    co_await save(changed);
+    // Ctrl-U takes away what somebody may have left on the line.
+    const QByteArray typed = "\x15" + launch.line().toUtf8() + '\r';
+    const auto sent = co_await m_input.type(row->pane, typed);
+    if (!sent) {
+        launch.forget();
+        m_entries.remove(row->pane);
+        co_return failure(targetError(sent.error(), IDKind::Pane, params.paneId));
+    }
+    Herdr::AgentStarted started;
+    started.argv = QStringList{rulesOf(*kind).name} + rulesOf(*kind).leading + params.args;
+    started.agent.name = params.name;
+    started.agent.paneId = params.paneId;
+    started.agent.tabId = publicID(IDKind::Tab, row->window, m_tmux.epoch());
+    started.agent.workspaceId = publicID(IDKind::Workspace, row->session, m_tmux.epoch());
+    started.agent.agentStatus = Herdr::Status::Unknown;
+    started.agent.launchPending = true;
+    co_return started;
+}
+
+QCoro::Task<HostResult<Herdr::AgentInfo>> AgentRegistry::prompt(Herdr::AgentPromptParams params)
+{
+    const auto row = co_await freshRow(params.target);
+    if (!row)
+        co_return failure(row.error());
+    auto info = infoFor(*row);
+    if (!info || !info->agent)
+        co_return failure(
+            HerdrFailure{u"no_such_agent"_s, u"no agent named %1 is running"_s.arg(params.target.left(80))});
+    if (info->isPending())
+        co_return failure(
+            HerdrFailure{u"agent_not_ready"_s, u"%1 is still coming up"_s.arg(params.target.left(80))});
+    if (info->agentStatus == Herdr::Status::Blocked)
+        co_return failure(HerdrFailure{u"agent_blocked"_s,
+                                       u"%1 waits for an answer to a dialog"_s.arg(params.target.left(80))});
+    const auto sent = co_await m_input.pasteAndEnter(row->pane, params.text);
+    if (!sent)
+        co_return failure(targetError(sent.error(), IDKind::Pane, info->paneId));
+    co_return *info;
+}
+
+} // namespace Keelhaven
