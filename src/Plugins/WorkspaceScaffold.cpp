@@ -182,6 +182,16 @@ JSONObject WorkspaceScaffold::record(const Plan &plan, JSONObject record) const
     return record;
 }
 
+Result<void, WorkspaceError> WorkspaceScaffold::remove(const QString &dir) const
+{
+    if (dir.isEmpty() || !isInside(dir, m_root) || resolvedPath(dir) == resolvedPath(m_root))
+        return failure(WorkspaceError::outsideRoot(dir));
+    const QString folder = resolvedPath(dir);
+    if (!QDir(folder).removeRecursively())
+        return failure(WorkspaceError{WorkspaceError::Kind::File, u"cannot delete "_s + folder});
+    return {};
+}
+
 QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir,
                                                 std::function<void(const QString &line)> log) const
 {

@@ -126,6 +126,26 @@ TEST_F(WorkspaceScaffoldTest, AFileInTheWayIsAnErrorThatNamesIt)
     EXPECT_TRUE(result.error().message().contains(home.path(u"KeelhavenWork"_s)));
 }
 
+TEST_F(WorkspaceScaffoldTest, RemovesOnlyBelowItsRoot)
+{
+    ASSERT_TRUE(scaffold.ensure(plan));
+    home.write(u"KeelhavenWork-old/x/file"_s, "");
+    home.write(u"project/file"_s, "");
+    QFile::link(home.path(u"project"_s), scaffold.root() + u"/link"_s);
+    for (const QString &outside :
+         {home.path(u"KeelhavenWork-old/x"_s), scaffold.root(), scaffold.root() + u"/nightly/.."_s,
+          scaffold.root() + u"/../project"_s, scaffold.root() + u"/link"_s, home.path(), QString()}) {
+        const auto removed = scaffold.remove(outside);
+        ASSERT_FALSE(removed) << outside.toStdString();
+        EXPECT_EQ(removed.error().message(), u"refusing to delete outside ~/KeelhavenWork: "_s + outside);
+    }
+    EXPECT_TRUE(QFileInfo::exists(home.path(u"project/file"_s)));
+    QFile::link(home.path(u"project"_s), plan.dir + u"/work/link"_s);
+    EXPECT_TRUE(scaffold.remove(plan.dir));
+    EXPECT_FALSE(QFileInfo::exists(plan.dir));
+    EXPECT_TRUE(QFileInfo::exists(home.path(u"project/file"_s))) << "a link inside goes, its target stays";
+}
+
 TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
 {
     QStringList outputs{QString(400, u'x') + u"end"_s, QString()};
