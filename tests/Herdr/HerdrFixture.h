@@ -79,7 +79,7 @@ struct HerdrFixture : ::testing::Test
         const auto running = watch(std::move(task), result);
         while (!result && clock.nextTimer())
             clock.advance(*clock.nextTimer());
-        return *std::move(result);
+        return std::move(result).value();
     }
     void finish(QCoro::Task<> task)
     {

@@ -70,8 +70,8 @@ struct HerdrLauncherTest : HerdrFixture
 
     QString launchError()
     {
-        const auto run = finish(launcher.launch(request));
-        return run ? u"launched"_s : run.error().message();
+        const auto launched = finish(launcher.launch(request));
+        return launched ? u"launched"_s : launched.error().message();
     }
     /// Text and time of each thing typed, e.g. "8.5 \r".
     QStringList typed() const
@@ -436,6 +436,9 @@ TEST_F(HerdrLauncherTest, ALaunchOutlivesItsLauncher)
     auto cut = launcher.launch(request);
     clock.close();
     EXPECT_FALSE(finish(std::move(cut)).has_value());
+    EXPECT_EQ(transport->callsOf(Method::agentPrompt).size(), 1)
+        << "no prompt may be typed while the program quits";
+    EXPECT_EQ(transport->posted.size(), 1);
 }
 
 } // namespace Keelhaven

@@ -65,8 +65,8 @@ TEST_F(HerdrTransportTest, AnswersThatAreNoLine)
     QFile::remove(path);
     EXPECT_EQ(exchange(UnixServer::replying("a\xff\n")), QString(u"a\uFFFD"_s));
     QFile::remove(path);
-    EXPECT_EQ(exchange([](UnixServer &, int connection) { UnixServer::drain(connection); }, u"{}"_s, 1900ms),
-              u"timed out waiting for a Herdr response");
+    const auto silent = [](UnixServer &, int connection) { UnixServer::drain(connection); };
+    EXPECT_EQ(exchange(silent, u"{}"_s, 1900ms), u"timed out waiting for a Herdr response");
 }
 
 TEST_F(HerdrTransportTest, APeerThatGoesAwayWhileWritingIsAnError)
@@ -79,8 +79,9 @@ TEST_F(HerdrTransportTest, TellsAMissingServerFromABadPath)
 {
     const QString missing = folder.filePath(u"none"_s);
     const auto answer = UnixSocketTransport::exchange(missing, u"{}"_s, 1s);
-    EXPECT_EQ(answer, Result<QString, HerdrError>(
-                          failure(HerdrError::unreachable(u"no Herdr server at "_s + missing))));
+    const Result<QString, HerdrError> unreachable =
+        failure(HerdrError::unreachable(u"no Herdr server at "_s + missing));
+    EXPECT_TRUE(answer == unreachable) << told(answer).toStdString();
     {
         const UnixServer stale(path, {});
     }
@@ -114,7 +115,8 @@ TEST_F(HerdrTransportTest, ExchangesOfTheProcessRunOneAtATime)
     EXPECT_EQ(told(third), u"ok");
     EXPECT_EQ(told(await(std::move(first))), u"ok");
     EXPECT_EQ(posted, 1);
-    EXPECT_EQ(arrived, (QList<QByteArray>{"1", "2", "3"}));
+    const QList<QByteArray> expected{"1", "2", "3"};
+    EXPECT_EQ(arrived, expected);
     EXPECT_FALSE(overlapped);
 }
 

@@ -3,6 +3,7 @@
 #include "Herdr/Wire/HerdrRecords.h"
 #include "Herdr/Wire/HerdrStatusJSON.h"
 
+#include <QRegularExpression>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
