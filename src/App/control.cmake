@@ -1,0 +1,22 @@
+set(KEELHAVEN_APP_CONTROL
+    CommandHelp.cpp
+    CommandLine.cpp
+    Commands/AgentCommands.cpp
+    Commands/AgentOptions.cpp
+    Commands/CommandTable.cpp
+    Commands/Lookup.cpp
+    Commands/RunCommands.cpp
+    Commands/ScheduleOptions.cpp
+    Commands/StatusCommand.cpp
+    Commands/TextTable.cpp
+    Commands/WatchCommand.cpp
+    ControlAddress.cpp
+    ControlConnection.cpp
+    ControlInstance.cpp
+    ControlServer.cpp
+    ControlService.cpp
+    ControlWire.cpp
+    DeepLinkRouter.cpp
+    Doctor.cpp
+    QuitSignals.cpp)
+set_source_files_properties(main.cpp PROPERTIES COMPILE_DEFINITIONS KEELHAVEN_VERSION="${PROJECT_VERSION}")

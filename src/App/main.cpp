@@ -1,0 +1,181 @@
+#include "App/AppModel.h"
+#include "App/Commands/CommandTable.h"
+#include "App/ControlInstance.h"
+#include "App/ControlServer.h"
+#include "App/ControlService.h"
+#include "App/Doctor.h"
+#include "App/QuitSignals.h"
+#include "Herdr/HerdrLocator.h"
+#include "Notifications/DeepLink.h"
+#include "Platform/FileSettingsStore.h"
+#include "Platform/InotifyDirectoryWatch.h"
+#include "Platform/JobManager.h"
+#include "Platform/NotificationSink.h"
+#include "Platform/PowerBackend.h"
+#include "Platform/QtProcessRunner.h"
+#include "Platform/SystemClock.h"
+#include "Store/DatabaseOpening.h"
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Keelhaven;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The operating system as this program meets it.
+struct Machine
+{
+    KeelhavenPaths paths = KeelhavenPaths::fromEnvironment();
+    SystemClock clock;
+    QtProcessRunner processes;
+    FileSettingsStore settings{paths.settingsFile()};
+    InotifyDirectoryWatchFactory watches;
+    NoJobManager jobs;
+    NoPowerBackend power;
+    NoNotificationSink notifications;
+    ClaudeLocator locator{processes, settings, paths.home};
+    QString bundledHost = findBundledHost(paths);
+
+    /// Beside the programs in a build tree, among the resources of a package; empty when there is none.
+    static QString findBundledHost(const KeelhavenPaths &paths)
+    {
+        for (const QString &folder : {QCoreApplication::applicationDirPath(), paths.resourcesDir}) {
+            const QFileInfo host(folder + u"/keelhaven-host"_s);
+            if (host.isFile() && host.isExecutable())
+                return host.filePath();
+        }
+        return {};
+    }
+
+    /// What the "No…" services above cost.
+    static QList<DoctorCheck> absences()
+    {
+        return {
+            {u"wake job"_s, false, u"this build has none: agents fire only while Keelhaven runs."_s},
+            {u"keep awake"_s, false,
+             u"this build takes no hold: the machine may go to sleep during a run."_s},
+            {u"notifications"_s, false,
+             u"this build shows none: \"keelhaven watch\" and \"keelhaven status\" tell what happens."_s}};
+    }
+
+    [[nodiscard]] DoctorServices doctor(HerdrProbe &probe)
+    {
+        return {.paths = paths,
+                .settings = settings,
+                .processes = processes,
+                .locator = locator,
+                .herdr = probe,
+                .hasBundledHost = !bundledHost.isEmpty(),
+                .absences = absences()};
+    }
+};
+
+int print(const CommandReply &reply)
+{
+    std::fputs(reply.output.toUtf8().constData(), stdout);
+    std::fputs(reply.error.toUtf8().constData(), stderr);
+    return static_cast<int>(reply.exit);
+}
+
+QCoro::Task<> examineAndQuit(DoctorServices services, bool asJSON)
+{
+    const auto checks = co_await Doctor::examine(services);
+    QCoreApplication::exit(print(Doctor::reply(checks, asJSON, ::isatty(STDOUT_FILENO) != 0)));
+}
+
+int runDoctor(bool asJSON)
+{
+    Machine machine;
+    NoHerdrUserService service;
+    const auto host = machine.bundledHost.isEmpty() ? std::nullopt : std::optional(machine.bundledHost);
+    HerdrLocator locator({machine.paths, machine.settings, machine.processes, machine.locator, machine.clock,
+                          service, HerdrInstaller::Layout::forPaths(machine.paths, host, std::nullopt)});
+    HerdrProbe probe(locator);
+    Tasks tasks;
+    tasks.spawn(examineAndQuit(machine.doctor(probe), asJSON), "doctor");
+    return QCoreApplication::exec();
+}
+
+/// What can be answered while no instance runs.
+int runWithoutInstance(const QStringList &words)
+{
+    const auto parsed = parseCommandLine(words, commandTable());
+    if (const auto *help = std::get_if<HelpText>(&parsed))
+        return print({.output = help->text});
+    if (const auto *error = std::get_if<UsageError>(&parsed))
+        return print({.exit = ExitStatus::WrongUsage, .error = error->message()});
+    const auto &command = std::get<ParsedCommand>(parsed);
+    if (command.command->kind == CommandKind::Doctor)
+        return runDoctor(command.arguments.wantsJSON());
+    return print(
+        {.exit = ExitStatus::NoInstance,
+         .error =
+             u"keelhaven: Keelhaven is not running; start it with \"keelhaven\" or, without a window, \"keelhaven --headless\".\n"_s});
+}
+
+/// Another process is the instance: it gets the link, by the same way that a click on one takes.
+int handOver(const QString &link)
+{
+    const QByteArray front = QFile::encodeName(QCoreApplication::applicationDirPath() + u"/keelhaven"_s);
+    const QByteArray word = link.toUtf8();
+    ::execl(front.constData(), front.constData(), "open", word.constData(), nullptr);
+    return print(CommandReply::refused(u"cannot start %1."_s.arg(QFile::decodeName(front))));
+}
+
+/// Is the instance until a signal ends it. `link` is what it was started with, or empty.
+int runInstance(const QString &link)
+{
+    Machine machine;
+    const auto instance = ControlInstance::claim(machine.paths);
+    if (!instance) {
+        if (instance.error().kind == ControlInstanceError::Kind::AlreadyRunning && !link.isEmpty())
+            return handOver(link);
+        return print(CommandReply::refused(instance.error().message()));
+    }
+    const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
+    const auto model =
+        AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings, machine.watches,
+                          machine.jobs, machine.power, machine.notifications, machine.bundledHost});
+    if (!model)
+        return print(CommandReply::refused(model.error().message()));
+    ControlServer server(instance->listener(), machine.clock);
+    DoctorServices doctor = machine.doctor((*model)->herdrProbe());
+    doctor.instanceDatabase = (*model)->databaseError();
+    ControlService service(server, **model, doctor);
+    (*model)->start();
+    if (!link.isEmpty())
+        (*model)->handleDeepLink(link);
+    const int status = QCoreApplication::exec();
+    (*model)->shutdown();
+    service.quit();
+    // Whoever still waits is woken, sees that the program ends, and leaves before its services do.
+    machine.clock.close();
+    QCoreApplication::sendPostedEvents();
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    ::umask(077);
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(u"keelhaven"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(KEELHAVEN_VERSION));
+    QStringList words = QCoreApplication::arguments().mid(1);
+    if (words.value(0) == u"--cli"_s)
+        return runWithoutInstance(words.mid(1));
+    if (words.isEmpty())
+        return runInstance({});
+    if (words.size() == 1 && DeepLink::parse(words[0]))
+        return runInstance(words[0]);
+    if (words[0] == u"--help"_s || words[0] == u"--version"_s)
+        return runWithoutInstance(words);
+    return print(
+        {.exit = ExitStatus::WrongUsage,
+         .error = UsageError{u"unexpected \"%1\""_s.arg(words[0]), u"keelhaven --help"_s}.message()});
+}
