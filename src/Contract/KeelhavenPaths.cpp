@@ -51,28 +51,91 @@ KeelhavenPaths KeelhavenPaths::forHome(const QString &home)
     return paths;
 }
 
-QString KeelhavenPaths::stateFile() const { return cacheDir + u"/state.json"_s; }
-QString KeelhavenPaths::aiFile() const { return cacheDir + u"/ai.json"_s; }
-QString KeelhavenPaths::contextFile() const { return cacheDir + u"/context.json"_s; }
-QString KeelhavenPaths::credentialsFile() const { return cacheDir + u"/credentials.json"_s; }
-QString KeelhavenPaths::eventsFile() const { return cacheDir + u"/events.jsonl"_s; }
-QStringList KeelhavenPaths::allFiles() const { return {stateFile(), aiFile(), contextFile(), credentialsFile(), eventsFile()}; }
-QString KeelhavenPaths::codexRunsDir() const { return home + u"/.cache/keelhaven/codex-runs"_s; }
+QString KeelhavenPaths::stateFile() const
+{
+    return cacheDir + u"/state.json"_s;
+}
+QString KeelhavenPaths::aiFile() const
+{
+    return cacheDir + u"/ai.json"_s;
+}
+QString KeelhavenPaths::contextFile() const
+{
+    return cacheDir + u"/context.json"_s;
+}
+QString KeelhavenPaths::credentialsFile() const
+{
+    return cacheDir + u"/credentials.json"_s;
+}
+QString KeelhavenPaths::eventsFile() const
+{
+    return cacheDir + u"/events.jsonl"_s;
+}
+QStringList KeelhavenPaths::allFiles() const
+{
+    return {stateFile(), aiFile(), contextFile(), credentialsFile(), eventsFile()};
+}
+QString KeelhavenPaths::codexRunsDir() const
+{
+    return home + u"/.cache/keelhaven/codex-runs"_s;
+}
 
-QString KeelhavenPaths::schedulerDir() const { return appSupportDir + u"/scheduler"_s; }
-QString KeelhavenPaths::slotsFile() const { return schedulerDir() + u"/slots.json"_s; }
-QString KeelhavenPaths::runsDir() const { return appSupportDir + u"/runs"_s; }
-QString KeelhavenPaths::runDir(const QUuid &id) const { return runsDir() + u'/' + uuidText(id); }
-QString KeelhavenPaths::databaseFile() const { return appSupportDir + u"/keelhaven.sqlite"_s; }
-QString KeelhavenPaths::assetsDir() const { return appSupportDir + u"/assets"_s; }
-QString KeelhavenPaths::shipsDir() const { return appSupportDir + u"/ships"_s; }
-QString KeelhavenPaths::shipDir(const QUuid &id) const { return shipsDir() + u'/' + uuidText(id); }
-QString KeelhavenPaths::dispatchDir() const { return appSupportDir + u"/dispatch"_s; }
-QString KeelhavenPaths::herdrRoot() const { return appSupportDir + u"/herdr"_s; }
-QString KeelhavenPaths::settingsFile() const { return configDir + u"/settings.json"_s; }
-QString KeelhavenPaths::controlSocket() const { return runtimeDir + u"/control.sock"_s; }
-QString KeelhavenPaths::claudeJSON() const { return home + u"/.claude.json"_s; }
-QString KeelhavenPaths::launchAgentPlist() const { return home + u"/Library/LaunchAgents/com.keelhaven.scheduler.plist"_s; }
+QString KeelhavenPaths::schedulerDir() const
+{
+    return appSupportDir + u"/scheduler"_s;
+}
+QString KeelhavenPaths::slotsFile() const
+{
+    return schedulerDir() + u"/slots.json"_s;
+}
+QString KeelhavenPaths::runsDir() const
+{
+    return appSupportDir + u"/runs"_s;
+}
+QString KeelhavenPaths::runDir(const QUuid &id) const
+{
+    return runsDir() + u'/' + uuidText(id);
+}
+QString KeelhavenPaths::databaseFile() const
+{
+    return appSupportDir + u"/keelhaven.sqlite"_s;
+}
+QString KeelhavenPaths::assetsDir() const
+{
+    return appSupportDir + u"/assets"_s;
+}
+QString KeelhavenPaths::shipsDir() const
+{
+    return appSupportDir + u"/ships"_s;
+}
+QString KeelhavenPaths::shipDir(const QUuid &id) const
+{
+    return shipsDir() + u'/' + uuidText(id);
+}
+QString KeelhavenPaths::dispatchDir() const
+{
+    return appSupportDir + u"/dispatch"_s;
+}
+QString KeelhavenPaths::herdrRoot() const
+{
+    return appSupportDir + u"/herdr"_s;
+}
+QString KeelhavenPaths::settingsFile() const
+{
+    return configDir + u"/settings.json"_s;
+}
+QString KeelhavenPaths::controlSocket() const
+{
+    return runtimeDir + u"/control.sock"_s;
+}
+QString KeelhavenPaths::claudeJSON() const
+{
+    return home + u"/.claude.json"_s;
+}
+QString KeelhavenPaths::launchAgentPlist() const
+{
+    return home + u"/Library/LaunchAgents/com.keelhaven.scheduler.plist"_s;
+}
 
 std::optional<QString> KeelhavenPaths::bundledPluginRoot() const
 {

@@ -7,8 +7,8 @@
 
 namespace Keelhaven {
 
-/// The one place that names folders and files. Built once from the environment; tests build it on a folder of their
-/// own. The names below `appSupportDir` and `cacheDir` are shared with the plugin's service.
+/// The one place that names folders and files. Built once from the environment; tests build it on a folder of
+/// their own. The names below `appSupportDir` and `cacheDir` are shared with the plugin's service.
 struct KeelhavenPaths
 {
     QString home;          ///< the user's home folder

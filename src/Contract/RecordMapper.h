@@ -13,7 +13,8 @@
 ///     template <>
 ///     struct RecordTable<RunUsage> {
 ///         static auto fields() {
-///             return std::tuple{defaulted(u"input", &RunUsage::input), optional(u"model", &RunUsage::model)};
+///             return std::tuple{defaulted(u"input", &RunUsage::input), optional(u"model",
+///             &RunUsage::model)};
 ///         }
 ///     };
 ///
@@ -26,7 +27,10 @@ struct DecodeError
     QString path;
     QString reason;
 
-    [[nodiscard]] QString message() const { return path.isEmpty() ? reason : path + QStringLiteral(": ") + reason; }
+    [[nodiscard]] QString message() const
+    {
+        return path.isEmpty() ? reason : path + QStringLiteral(": ") + reason;
+    }
     bool operator==(const DecodeError &) const = default;
 };
 
@@ -39,8 +43,9 @@ using Decoded = Result<T, DecodeError>;
 template <typename T>
 struct RecordTable;
 
-/// The texts of an enum, in order of its values: `static constexpr std::array<std::u16string_view, N> texts`. An
-/// optional `static constexpr E unknown` is what any other text decodes as; without it such text is an error.
+/// The texts of an enum, in order of its values: `static constexpr std::array<std::u16string_view, N> texts`.
+/// An optional `static constexpr E unknown` is what any other text decodes as; without it such text is an
+/// error.
 template <typename E>
 struct EnumTexts;
 
@@ -339,12 +344,10 @@ namespace Detail {
 
 template <typename T>
 struct IsOptional : std::false_type
-{
-};
+{};
 template <typename T>
 struct IsOptional<std::optional<T>> : std::true_type
-{
-};
+{};
 
 template <typename Owner, typename Member>
 std::optional<DecodeError> read(const JSONObject &object, const Field<Owner, Member> &field, Owner &record)
@@ -414,8 +417,11 @@ template <TableRecord T>
         return Detail::wrongType(u"an object");
     T record{};
     std::optional<DecodeError> error;
-    std::apply([&](const auto &...field) { static_cast<void>(((error = Detail::read(*object, field, record), !error) && ...)); },
-               RecordTable<T>::fields());
+    std::apply(
+        [&](const auto &...field) {
+            static_cast<void>(((error = Detail::read(*object, field, record), !error) && ...));
+        },
+        RecordTable<T>::fields());
     if (error)
         return failure(*std::move(error));
     if constexpr (requires { &RecordTable<T>::decoded; })
@@ -428,7 +434,8 @@ template <TableRecord T>
 [[nodiscard]] JSONObject encodeRecord(const T &record)
 {
     JSONObject object;
-    std::apply([&](const auto &...field) { (Detail::write(object, field, record), ...); }, RecordTable<T>::fields());
+    std::apply([&](const auto &...field) { (Detail::write(object, field, record), ...); },
+               RecordTable<T>::fields());
     if constexpr (requires { &RecordTable<T>::encoded; })
         RecordTable<T>::encoded(record, object);
     return object;
