@@ -107,7 +107,7 @@ public:
     /// One round of supervision over the live runs. A call during another one returns at once.
     QCoro::Task<> tick(Date now);
     /// Matches new hook events to live runs; with `codexOnly` only Codex runs are looked at.
-    void processSnapshot(const QList<EventRecord> &events, bool codexOnly);
+    void processSnapshot(const EventList &events, bool codexOnly);
 
     [[nodiscard]] const QList<RunRecord> &history() const { return m_history; }
     [[nodiscard]] const QList<ActiveRunPtr> &active() const { return m_active; }

@@ -29,7 +29,7 @@ ActiveRunPtr SchedulerEngine::activeRun(const QUuid &runID) const
     return run == m_active.end() ? nullptr : *run;
 }
 
-void SchedulerEngine::processSnapshot(const QList<EventRecord> &events, bool codexOnly)
+void SchedulerEngine::processSnapshot(const EventList &events, bool codexOnly)
 {
     const auto runs = m_active;
     for (const auto &run : runs) {

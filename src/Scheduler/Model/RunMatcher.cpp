@@ -13,7 +13,7 @@ bool isClaude(const EventRecord &event)
     return !event.provider || *event.provider == u"claude";
 }
 
-std::optional<QString> findSession(const RunKey &key, const QList<EventRecord> &events,
+std::optional<QString> findSession(const RunKey &key, const EventList &events,
                                    const QSet<QString> &claimed)
 {
     if (key.sessionID)
@@ -108,7 +108,7 @@ struct TurnState
 
 } // namespace
 
-Assessment assess(const RunKey &key, const QList<EventRecord> &events, const QSet<QString> &claimed)
+Assessment assess(const RunKey &key, const EventList &events, const QSet<QString> &claimed)
 {
     const auto session = findSession(key, events, claimed);
     Ownership belongs(key, session);

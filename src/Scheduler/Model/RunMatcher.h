@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Contract/Models/EventRecord.h"
+#include "Contract/Models/EventList.h"
 #include "Platform/Moments.h"
 
 #include <QSet>
@@ -37,7 +37,7 @@ inline constexpr auto matchBefore = std::chrono::seconds(5);
 inline constexpr auto matchAfter = std::chrono::seconds(45);
 
 /// Reads Claude events. `claimed` are the sessions of all other live runs.
-[[nodiscard]] Assessment assess(const RunKey &key, const QList<EventRecord> &events,
+[[nodiscard]] Assessment assess(const RunKey &key, const EventList &events,
                                 const QSet<QString> &claimed);
 
 /// What to type into a pane that shows a folder-trust question: Enter, the arrow-down key when the cursor is
