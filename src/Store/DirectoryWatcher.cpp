@@ -26,15 +26,36 @@ void DirectoryWatcher::stop()
     m_pending.reset();
     m_pollTimer.reset();
     m_watch.reset();
+    m_ancestorWatch.reset();
 }
 
 void DirectoryWatcher::openWatch()
 {
     const auto onLost = [this] {
         m_watch.reset();
+        watchAncestor();
         scheduleFire();
     };
     m_watch = m_factory.watch(m_folder, [this] { scheduleFire(); }, onLost);
+    m_ancestorWatch.reset();
+    if (!m_watch)
+        watchAncestor();
+}
+
+/// Waits for the folder to be made: the first session of a new machine makes it, and its news should not wait
+/// for the next poll.
+void DirectoryWatcher::watchAncestor()
+{
+    QString ancestor = m_folder;
+    while (!m_ancestorWatch && ancestor.contains(u'/') && ancestor.size() > 1) {
+        ancestor.truncate(std::max<qsizetype>(ancestor.lastIndexOf(u'/'), 1));
+        const auto onEvent = [this] {
+            openWatch();
+            if (m_watch)
+                scheduleFire();
+        };
+        m_ancestorWatch = m_factory.watch(ancestor, onEvent, [] {});
+    }
 }
 
 void DirectoryWatcher::scheduleFire()

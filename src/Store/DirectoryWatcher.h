@@ -6,8 +6,9 @@
 namespace Keelhaven {
 
 /// Says that something in a folder may have changed. A burst of changes gives one call, `debounce` after the
-/// last; and every `pollInterval` there is a call in any case, for a folder that does not exist yet, was
-/// replaced, or never rests. Lives on the main loop; the clock and the factory outlive it.
+/// last. A folder that does not exist yet is noticed when it is made. Every `pollInterval` there is a call in
+/// any case, for a folder that was replaced, whose events were lost, or that never rests. Lives on the main
+/// loop; the clock and the factory outlive it.
 class DirectoryWatcher
 {
 public:
@@ -21,6 +22,7 @@ public:
 
 private:
     void openWatch();
+    void watchAncestor();
     void scheduleFire();
     void poll();
 
@@ -31,6 +33,7 @@ private:
     Span m_debounce;
     Span m_pollInterval;
     std::unique_ptr<DirectoryWatch> m_watch;
+    std::unique_ptr<DirectoryWatch> m_ancestorWatch; ///< while the folder does not exist
     Timer m_pollTimer;
     Timer m_pending;
 };

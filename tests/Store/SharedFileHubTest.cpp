@@ -21,6 +21,10 @@ public:
     {
         if (!QDir(folder).exists())
             return nullptr;
+        if (!folder.endsWith(u"/cache") && !folder.endsWith(u"/keelhaven")) {
+            onAncestorEvent = std::move(event);
+            return std::make_unique<DirectoryWatch>();
+        }
         ++opened;
         onEvent = std::move(event);
         onLost = std::move(lost);
@@ -30,6 +34,7 @@ public:
     int opened = 0;
     std::function<void()> onEvent;
     std::function<void()> onLost;
+    std::function<void()> onAncestorEvent;
 };
 
 class WatcherTest : public ::testing::Test
@@ -69,6 +74,19 @@ TEST_F(WatcherTest, BurstWithoutEndIsCutByThePoll)
         clock.advance(100ms);
     }
     EXPECT_EQ(calls, 2);
+}
+
+TEST_F(WatcherTest, FolderThatIsMadeIsNoticedWithoutThePoll)
+{
+    watcher.start();
+    factory.onAncestorEvent();
+    EXPECT_EQ(factory.opened, 0) << "something else was made";
+    home.write(u"cache/x"_s, {});
+    const auto event = factory.onAncestorEvent;
+    event();
+    EXPECT_EQ(factory.opened, 1);
+    clock.advance(200ms);
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(WatcherTest, FolderThatComesLateOrGoesIsFoundByThePoll)
