@@ -210,12 +210,11 @@ public:
 };
 
 /// An engine on a virtual clock, in UTC, at 2026-03-04 09:00:00, with a project folder of its own.
-class EngineTest : public ::testing::Test
+struct EngineWorld
 {
-protected:
-    EngineTest() { engine = std::make_unique<SchedulerEngine>(services()); }
+    EngineWorld() { engine = std::make_unique<SchedulerEngine>(services()); }
 
-    ~EngineTest() override
+    ~EngineWorld()
     {
         engine.reset();
         clock.close();
@@ -303,5 +302,8 @@ protected:
     QList<EventRecord> events;
     std::unique_ptr<SchedulerEngine> engine;
 };
+
+class EngineTest : public ::testing::Test, protected EngineWorld
+{};
 
 } // namespace Keelhaven
