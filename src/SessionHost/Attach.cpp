@@ -21,8 +21,9 @@ QByteArray sessionToShow(const QString &tmuxSocket)
 {
     QProcess list;
     list.setProcessEnvironment(paneEnvironment());
-    list.start(u"tmux"_s, {u"-u"_s, u"-S"_s, tmuxSocket, u"-f"_s, u"/dev/null"_s, u"list-sessions"_s, u"-F"_s,
-                           u"#{session_id}\t#{session_activity}\t#{@keelhaven_focus}\t#{session_name}"_s});
+    list.start(u"tmux"_s,
+               {u"-u"_s, u"-S"_s, tmuxSocket, u"-f"_s, u"/dev/null"_s, u"-N"_s, u"list-sessions"_s, u"-F"_s,
+                u"#{session_id}\t#{session_activity}\t#{@keelhaven_focus}\t#{session_name}"_s});
     list.waitForFinished(5000);
     QByteArray best = "="_ba + TmuxControl::homeName;
     qint64 latest = -1;
@@ -72,9 +73,12 @@ Result<int, QString> attachHere(const HostPaths &paths)
     qunsetenv("TMUX_PANE");
     const QByteArray socket = QFile::encodeName(paths.tmuxSocket);
     const QByteArray target = sessionToShow(paths.tmuxSocket);
-    const char *const arguments[] = {
-        "tmux", "-u", "-S", socket.constData(), "-f", "/dev/null", "attach-session", "-t", target.constData(),
-        nullptr};
+    const char *const arguments[] = {"tmux", "-u",
+                                     "-S",   socket.constData(),
+                                     "-f",   "/dev/null",
+                                     "-N",   "attach-session",
+                                     "-t",   target.constData(),
+                                     nullptr};
     const pid_t client = ::fork();
     if (client < 0)
         return failure(u"cannot start tmux"_s);

@@ -12,7 +12,7 @@ struct HostCommand
     enum class Action { Attach, Serve, StopServer, Status, Help, Version };
 
     Action action = Action::Attach;
-    QString session;         ///< empty: as the environment says
+    QString session = {};    ///< empty: as the environment says
     bool asJSON = false;     ///< status
     bool closePanes = false; ///< server stop
     bool operator==(const HostCommand &) const = default;

@@ -19,6 +19,9 @@ namespace {
 /// this.
 constexpr Span patience = 10s;
 
+/// How often a connection is tried, with a start of the server in between.
+constexpr int attempts = 5;
+
 /// Sent with every connection, so that an older server gets what this version needs. `exit-empty` keeps the
 /// server when its last session closes; no status refresh, no renaming: an idle server does not wake up.
 const QList<QByteArrayList> &serverOptions()
@@ -98,15 +101,24 @@ QCoro::Task<HostResult<void>> TmuxControl::connectNow()
 {
     if (QStandardPaths::findExecutable(u"tmux"_s).isEmpty())
         co_return failure(terminalUnavailable(u"tmux is not installed"_s));
-    const bool found = co_await attach();
-    if (!found) {
-        const auto started = co_await startServer();
-        if (!started)
-            co_return started;
+    HostResult<void> reached = failure(terminalUnavailable(u"no server"_s));
+    for (int attempt = 0; attempt < attempts && !reached; ++attempt) {
         const bool attached = co_await attach();
-        if (!attached)
-            co_return failure(terminalUnavailable(u"cannot connect to %1"_s.arg(m_setup.socketPath)));
+        if (attached) {
+            reached = {};
+            break;
+        }
+        const auto started = co_await startServer();
+        if (!started) {
+            // A server that is just going down still takes connections, and drops them.
+            reached = started;
+            const bool waited = co_await m_clock.sleep(200ms);
+            if (!waited)
+                break;
+        }
     }
+    if (!reached)
+        co_return reached;
     const auto configured = co_await configure();
     if (!configured) {
         drop(configured.error().message);
@@ -128,8 +140,8 @@ QCoro::Task<bool> TmuxControl::attach()
     connect(m_process.get(), &QProcess::readyReadStandardOutput, this, &TmuxControl::readOutput);
     connect(m_process.get(), &QProcess::finished, this, [this] { drop(u"tmux has ended"_s); });
     connect(m_process.get(), &QProcess::errorOccurred, this, [this] { drop(u"tmux failed"_s); });
-    m_process->start(u"tmux"_s, {u"-u"_s, u"-S"_s, m_setup.socketPath, u"-f"_s, u"/dev/null"_s, u"-C"_s,
-                                 u"attach-session"_s, u"-f"_s, u"no-output,ignore-size"_s, u"-t"_s,
+    m_process->start(u"tmux"_s, {u"-u"_s, u"-S"_s, m_setup.socketPath, u"-f"_s, u"/dev/null"_s, u"-N"_s,
+                                 u"-C"_s, u"attach-session"_s, u"-f"_s, u"no-output,ignore-size"_s, u"-t"_s,
                                  u"="_s + QLatin1StringView(homeName)});
     const Timer timeout = m_clock.after(patience, [attached] { attached.resolve(false); });
     const bool succeeded = co_await attached;
