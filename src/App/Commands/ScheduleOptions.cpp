@@ -78,7 +78,10 @@ std::optional<ScheduleSpec::EveryHours> everyHoursFrom(const QString &text)
 
 std::optional<Date> dateFrom(const QString &text, const Calendar &calendar)
 {
-    if (const auto date = dateFromLooseISOText(text))
+    // People leave the seconds out; the reader of files does not.
+    static const QRegularExpression noSeconds(
+        u"^(\\d{4}-\\d{2}-\\d{2}T\\d{2}:\\d{2})(Z|[+-]\\d{2}:\\d{2})$"_s);
+    if (const auto date = dateFromLooseISOText(QString(text).replace(noSeconds, u"\\1:00\\2"_s)))
         return date;
     for (const auto &form : {u"yyyy-MM-dd'T'HH:mm:ss"_s, u"yyyy-MM-dd'T'HH:mm"_s, u"yyyy-MM-dd HH:mm"_s}) {
         const auto wall = QDateTime::fromString(text, form);

@@ -1,0 +1,311 @@
+#include "Contract/JSONValue.h"
+#include "Contract/KeelhavenPaths.h"
+#include "Support/TestHome.h"
+#include "Support/VirtualClock.h"
+
+#include <QProcess>
+#include <csignal>
+#include <gtest/gtest.h>
+
+// The programs as a user meets them: the real front, the real application, no terminal host.
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Answer
+{
+    int status = -1;
+    QString output;
+    QString error;
+
+    [[nodiscard]] JSONValue json() const { return JSONValue::parse(output.toUtf8()).value_or(JSONValue()); }
+};
+
+class ProgramsTest : public ::testing::Test
+{
+protected:
+    ProgramsTest()
+    {
+        QDir().mkpath(m_home.path(u".run"_s));
+        QDir().mkpath(m_home.path(u"project"_s));
+        m_environment.insert(u"HOME"_s, m_home.path());
+        m_environment.insert(u"PATH"_s, u"/usr/bin:/bin"_s);
+        m_environment.insert(u"SHELL"_s, u"/bin/sh"_s);
+        m_environment.insert(u"LANG"_s, u"C.UTF-8"_s);
+        m_environment.insert(u"TZ"_s, u"UTC"_s);
+        m_environment.insert(u"XDG_RUNTIME_DIR"_s, m_home.path(u".run"_s));
+    }
+
+    ~ProgramsTest() override
+    {
+        stop(SIGTERM);
+        // The installed host's folder is read-only.
+        const QDir versions(m_home.path(u".local/share/keelhaven/herdr"_s));
+        for (const QString &name : versions.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            QFile::setPermissions(versions.filePath(name),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+
+    void prepare(QProcess &process, const QStringList &words) const
+    {
+        process.setProcessEnvironment(m_environment);
+        process.setWorkingDirectory(m_home.path(u"project"_s));
+        process.setProgram(QStringLiteral(KEELHAVEN_BIN_DIR "/keelhaven"));
+        process.setArguments(words);
+    }
+
+    Answer keelhaven(const QStringList &words, const QByteArray &input = {}) const
+    {
+        QProcess process;
+        prepare(process, words);
+        process.start();
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished(30'000))
+            return {};
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
+                QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+
+    void start(const QStringList &words = {u"--headless"_s})
+    {
+        prepare(m_instance, words);
+        m_instance.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_instance.start();
+        ASSERT_TRUE(waitUntil([this] { return keelhaven({u"status"_s}).status == 0; }));
+    }
+
+    /// The instance's exit status; -2 when the signal killed it.
+    int stop(int number)
+    {
+        if (m_instance.state() == QProcess::NotRunning)
+            return -1;
+        ::kill(static_cast<pid_t>(m_instance.processId()), number);
+        if (!m_instance.waitForFinished(10'000))
+            return -1;
+        return m_instance.exitStatus() == QProcess::NormalExit ? m_instance.exitCode() : -2;
+    }
+
+    TestHome m_home;
+    QProcessEnvironment m_environment;
+    QProcess m_instance;
+};
+
+const QStringList addNightly{u"agents"_s, u"add"_s,       u"--name"_s,   u"Nightly"_s, u"--cwd"_s,
+                             u"."_s,      u"--command"_s, u"Tidy up."_s, u"--daily"_s, u"09:00"_s};
+
+} // namespace
+
+TEST_F(ProgramsTest, WithoutAnInstanceOnlyHelpUsageAndDoctorAreAnswered)
+{
+    EXPECT_EQ(keelhaven({u"--help"_s}).status, 0);
+    EXPECT_EQ(keelhaven({u"--version"_s}).output, u"keelhaven 0.1.0\n"_s);
+    EXPECT_TRUE(
+        keelhaven({u"agents"_s, u"add"_s, u"--help"_s}).output.contains(u"--every-hours N[@FROM-TO]"_s));
+    const auto wrong = keelhaven({u"runs"_s, u"list"_s, u"--limit"_s, u"many"_s});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.error,
+              u"keelhaven: --limit: \"many\" is no number of runs\nTry \"keelhaven runs list --help\".\n"_s);
+    for (const QStringList &words :
+         {QStringList{u"status"_s}, QStringList{u"open"_s, u"keelhaven://runs"_s}, addNightly}) {
+        const auto answer = keelhaven(words);
+        EXPECT_EQ(answer.status, 3);
+        EXPECT_EQ(
+            answer.error,
+            u"keelhaven: Keelhaven is not running; start it with \"keelhaven\" or, without a window, \"keelhaven --headless\".\n"_s);
+    }
+    EXPECT_FALSE(QFileInfo::exists(m_home.paths().appSupportDir)) << "asking leaves nothing behind";
+}
+
+TEST_F(ProgramsTest, DoctorTellsWhatIsThereAndFailsOnlyWhenNothingCanRun)
+{
+    m_home.write(u".profile"_s, "PATH=" + m_home.path(u"tools:/usr/bin:/bin"_s).toUtf8() + "\n");
+    const auto check = [&](const QString &name) {
+        const auto answer = keelhaven({u"doctor"_s, u"--json"_s}).json();
+        for (const auto &entry : *answer.arrayValue()) {
+            if (entry[u"name"]->stringValue() == name)
+                return std::pair(*entry[u"ok"]->boolValue(), *entry[u"detail"]->stringValue());
+        }
+        return std::pair(false, u"no such check"_s);
+    };
+    EXPECT_EQ(check(u"claude"_s), std::pair(false, u"not found: no Claude agent can run."_s));
+    EXPECT_EQ(keelhaven({u"doctor"_s}).status, 1);
+    const QString claude = m_home.write(
+        u"tools/claude"_s,
+        "#!/bin/sh\n[ \"$1\" = auth ] && echo '{\"loggedIn\": false}' || echo '2.1.0 (Claude Code)'\n");
+    m_home.write(u"tools/tmux"_s, "#!/bin/sh\necho tmux 3.3a\n");
+    for (const QString &tool : {claude, m_home.path(u"tools/tmux"_s)})
+        QFile::setPermissions(tool, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    EXPECT_EQ(check(u"claude"_s), std::pair(true, u"2.1.0 (Claude Code) (%1)"_s.arg(claude)));
+    EXPECT_FALSE(check(u"claude sign-in"_s).first);
+    EXPECT_TRUE(check(u"database"_s).first);
+
+    m_home.write(u".config/keelhaven/settings.json"_s, "{broken");
+    EXPECT_FALSE(check(u"settings"_s).first);
+    m_home.write(u".local/share/keelhaven/keelhaven.sqlite"_s, QByteArray(4096, 'x'));
+    EXPECT_FALSE(check(u"database"_s).first);
+}
+
+TEST_F(ProgramsTest, AgentsAreAddedListedChangedAndDeleted)
+{
+    start();
+    const auto added = keelhaven(addNightly + QStringList{u"--json"_s});
+    ASSERT_EQ(added.status, 0) << added.error.toStdString();
+    const QString id = added.json()[u"id"]->stringValue().value_or(QString());
+    EXPECT_EQ(added.json()[u"cwd"]->stringValue(), m_home.path(u"project"_s));
+    EXPECT_EQ(added.json()[u"enabled"]->boolValue(), false);
+
+    const auto enabled = keelhaven({u"agents"_s, u"enable"_s, u"Nightly"_s, u"--json"_s});
+    EXPECT_EQ(enabled.json()[u"enabled"]->boolValue(), true);
+    const auto status = keelhaven({u"status"_s, u"--json"_s}).json();
+    ASSERT_TRUE(status[u"nextFire"] && status[u"nextFire"]->objectValue());
+    EXPECT_EQ((*status[u"nextFire"])[u"slotID"]->stringValue(), id);
+    EXPECT_EQ(status[u"databaseError"], nullptr);
+
+    EXPECT_EQ(keelhaven({u"agents"_s, u"edit"_s, id.left(8).toLower(), u"--priority"_s, u"3"_s, u"--weekly"_s,
+                         u"sun@10:00"_s})
+                  .status,
+              0);
+    const auto list = keelhaven({u"agents"_s, u"list"_s, u"--json"_s}).json();
+    ASSERT_TRUE(list.arrayValue() && list.arrayValue()->size() == 1);
+    const JSONValue &agent = list.arrayValue()->front();
+    EXPECT_EQ(agent[u"priority"]->intValue(), 3);
+    EXPECT_EQ((*agent[u"schedule"])[u"kind"]->stringValue(), u"weekly"_s);
+    EXPECT_TRUE(keelhaven({u"agents"_s, u"list"_s}).output.contains(u"Sun at 10:00 am"_s));
+
+    EXPECT_EQ(keelhaven({u"agents"_s, u"disable"_s, u"Nightly"_s}).status, 0);
+    EXPECT_EQ(keelhaven({u"status"_s, u"--json"_s}).json()[u"nextFire"]->isNull(), true);
+    EXPECT_EQ(keelhaven({u"agents"_s, u"delete"_s, id}).status, 0);
+    const auto gone = keelhaven({u"agents"_s, u"delete"_s, id});
+    EXPECT_EQ(gone.status, 1);
+    EXPECT_EQ(gone.error, u"keelhaven: No agent matches \"%1\".\n"_s.arg(id));
+}
+
+TEST_F(ProgramsTest, WholeAgentsComeFromAFileOrStandardInput)
+{
+    start();
+    const QByteArray slot =
+        R"({"id": "AAAAAAAA-0000-4000-8000-000000000001", "name": "Filed", "cwds": ["sub"], "command": "work",
+        "schedule": {"kind": "everyHours", "interval": 2}, "stallMinutes": 4})";
+    const auto fromInput = keelhaven({u"agents"_s, u"add"_s, u"--file"_s, u"-"_s, u"--json"_s}, slot);
+    ASSERT_EQ(fromInput.status, 0) << fromInput.error.toStdString();
+    EXPECT_EQ(fromInput.json()[u"stallMinutes"]->intValue(), 4);
+    EXPECT_EQ(fromInput.json()[u"cwd"]->stringValue(), m_home.path(u"project/sub"_s));
+    const auto again = keelhaven({u"agents"_s, u"add"_s, u"--file"_s, u"-"_s}, slot);
+    EXPECT_EQ(again.status, 1);
+    EXPECT_TRUE(again.error.contains(u"exists; change it with"_s));
+
+    m_home.write(u"project/slot.json"_s, slot);
+    const auto edited = keelhaven({u"agents"_s, u"edit"_s, u"Filed"_s, u"--file"_s, u"slot.json"_s,
+                                   u"--name"_s, u"Renamed"_s, u"--json"_s});
+    EXPECT_EQ(edited.json()[u"name"]->stringValue(), u"Renamed"_s);
+    EXPECT_EQ(keelhaven({u"agents"_s, u"add"_s, u"--file"_s, u"absent.json"_s}).status, 1);
+    const auto broken = keelhaven({u"agents"_s, u"add"_s, u"--file"_s, u"-"_s}, "{\"name\": \"x\"}");
+    EXPECT_EQ(broken.error, u"keelhaven: Standard input is no agent: command: missing.\n"_s);
+    EXPECT_EQ(
+        keelhaven({u"agents"_s, u"add"_s, u"--file"_s, u"-"_s}, QByteArray(17 * 1024 * 1024, ' ')).status, 1);
+}
+
+TEST_F(ProgramsTest, WhatCannotBeSavedOrFoundIsRefusedWithOneSentence)
+{
+    start();
+    QDir().mkpath(m_home.path(u".claude/plugins/cache"_s));
+    const QStringList rest{u"--command"_s, u"x"_s, u"--every-hours"_s, u"1"_s};
+    const std::pair<QStringList, QString> cases[] = {
+        {QStringList{u"agents"_s, u"add"_s, u"--cwd"_s, u"."_s} + rest, u"Name the agent to save"_s},
+        {QStringList{u"agents"_s, u"add"_s, u"--name"_s, u"x"_s} + rest, u"Add a project folder to save"_s},
+        {QStringList{u"agents"_s, u"add"_s, u"--name"_s, u"x"_s, u"--cwd"_s, u"~/.claude/plugins/cache"_s} +
+             rest,
+         u"~/.claude/plugins/cache — runs are not allowed inside ~/.claude/plugins — use a project directory"_s},
+        {{u"agents"_s, u"run"_s, u"nobody"_s}, u"No agent matches \"nobody\"."_s},
+        {{u"runs"_s, u"show"_s, u"ABCD"_s}, u"No run matches \"ABCD\"."_s},
+        {{u"runs"_s, u"list"_s, u"--agent"_s, u"nobody"_s}, u"No agent matches \"nobody\"."_s},
+        {{u"watch"_s, u"--until-run-ends"_s, u"ABCD"_s}, u"No run matches \"ABCD\"."_s},
+        {{u"open"_s, u"https://example.org"_s},
+         u"Only keelhaven:// links of at most 2048 bytes can be opened."_s},
+        {{u"open"_s, u"keelhaven://run/"_s + QString(2048, u'x')},
+         u"Only keelhaven:// links of at most 2048 bytes can be opened."_s},
+    };
+    for (const auto &[words, sentence] : cases) {
+        const auto answer = keelhaven(words);
+        EXPECT_EQ(answer.status, 1);
+        EXPECT_EQ(answer.error.toStdString(), (u"keelhaven: "_s + sentence + u'\n').toStdString());
+        EXPECT_TRUE(answer.output.isEmpty());
+    }
+    EXPECT_EQ(keelhaven({u"agents"_s, u"add"_s, u"--daily"_s, u"25:00"_s}).status, 2);
+}
+
+TEST_F(ProgramsTest, ARunIsFollowedToItsEndShownAndRemoved)
+{
+    start();
+    ASSERT_EQ(keelhaven(addNightly + QStringList{u"--preflight"_s, u"echo the tide is out; exit 3"_s}).status,
+              0);
+    QProcess watch;
+    prepare(watch, {u"watch"_s, u"--json"_s});
+    watch.start();
+    const auto queued = keelhaven({u"agents"_s, u"run"_s, u"Nightly"_s, u"--json"_s}).json();
+    ASSERT_TRUE(queued.arrayValue() && queued.arrayValue()->size() == 1);
+    const QString id = *queued.arrayValue()->front().stringValue();
+
+    const auto followed = keelhaven({u"watch"_s, u"--until-run-ends"_s, id});
+    EXPECT_EQ(followed.status, 0);
+    EXPECT_TRUE(followed.output.contains(u"finished"_s) &&
+                followed.output.contains(u"preflight failed: the tide is out"_s))
+        << followed.output.toStdString();
+    const auto record = keelhaven({u"runs"_s, u"show"_s, id.left(6), u"--json"_s}).json();
+    EXPECT_EQ(record[u"id"]->stringValue(), id);
+    EXPECT_NE((*record[u"outcome"])[u"preflightFailed"], nullptr);
+    EXPECT_EQ(keelhaven({u"runs"_s, u"list"_s, u"--agent"_s, u"Nightly"_s, u"--json"_s})
+                  .json()
+                  .arrayValue()
+                  ->size(),
+              1U);
+    EXPECT_EQ(keelhaven({u"runs"_s, u"stop"_s, id}).error,
+              u"keelhaven: The run %1 of \"Nightly\" has ended already.\n"_s.arg(id.left(8)));
+    EXPECT_EQ(keelhaven({u"runs"_s, u"remove"_s, id}).status, 0);
+    EXPECT_EQ(keelhaven({u"runs"_s, u"list"_s, u"--json"_s}).output, u"[]\n"_s);
+
+    EXPECT_EQ(stop(SIGINT), 0);
+    ASSERT_TRUE(watch.waitForFinished(10'000));
+    EXPECT_EQ(watch.exitCode(), 0);
+    const auto lines = watch.readAllStandardOutput().trimmed().split('\n');
+    const auto last = JSONValue::parse(lines.last());
+    ASSERT_TRUE(last);
+    EXPECT_EQ((*last)[u"event"]->stringValue(), u"finished"_s);
+}
+
+TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
+{
+    start();
+    const auto second = keelhaven({u"--headless"_s});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.error, u"keelhaven: Keelhaven is already running.\n"_s);
+    for (const QStringList &words :
+         {QStringList{u"--headless"_s, u"keelhaven://scheduler/wake"_s},
+          QStringList{u"keelhaven://scheduler/wake"_s}, QStringList{u"open"_s, u"keelhaven://runs"_s}})
+        EXPECT_EQ(keelhaven(words).status, 0);
+    EXPECT_EQ(keelhaven({u"--headless"_s, u"nonsense"_s}).status, 2);
+    EXPECT_EQ(stop(SIGTERM), 0);
+    EXPECT_FALSE(QFileInfo::exists(m_home.path(u".run/keelhaven/control.sock"_s)));
+    EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
+}
+
+TEST_F(ProgramsTest, AKilledInstanceLeavesAgentsBehindAndNothingInTheWay)
+{
+    // Without a runtime folder of the session, both ends agree on the one among the data.
+    m_environment.remove(u"XDG_RUNTIME_DIR"_s);
+    start();
+    ASSERT_EQ(keelhaven(addNightly).status, 0);
+    EXPECT_EQ(stop(SIGKILL), -2);
+    EXPECT_TRUE(QFileInfo::exists(m_home.path(u".local/share/keelhaven/run/control.sock"_s)));
+    EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
+    start({u"--headless"_s, u"keelhaven://scheduler/wake"_s});
+    EXPECT_TRUE(keelhaven({u"agents"_s, u"list"_s}).output.contains(u"Nightly"_s));
+    EXPECT_EQ(stop(SIGTERM), 0);
+}
+
+} // namespace Keelhaven
