@@ -1,5 +1,7 @@
 #include "Store/DirectoryWatcher.h"
 
+#include <QFileInfo>
+
 namespace Keelhaven {
 
 DirectoryWatcher::DirectoryWatcher(QString folder, Clock &clock, DirectoryWatchFactory &factory,
@@ -29,33 +31,37 @@ void DirectoryWatcher::stop()
     m_ancestorWatch.reset();
 }
 
+/// The first session of a new machine makes the folder, and its news should not wait for the next poll: until
+/// then the nearest folder above is watched.
 void DirectoryWatcher::openWatch()
 {
     const auto onLost = [this] {
-        m_watch.reset();
-        watchAncestor();
+        openWatch();
         scheduleFire();
     };
-    m_watch = m_factory.watch(m_folder, [this] { scheduleFire(); }, onLost);
-    m_ancestorWatch.reset();
-    if (!m_watch)
-        watchAncestor();
+    const auto onMade = [this] {
+        openWatch();
+        if (m_watch)
+            scheduleFire();
+    };
+    // The folder, or one above it, may be made between two of these steps: then the next round is one closer.
+    for (QString above; above != nearestAbove();) {
+        m_watch = m_factory.watch(m_folder, [this] { scheduleFire(); }, onLost);
+        if (m_watch) {
+            m_ancestorWatch.reset();
+            return;
+        }
+        above = nearestAbove();
+        m_ancestorWatch = m_factory.watch(above, onMade, [] {});
+    }
 }
 
-/// Waits for the folder to be made: the first session of a new machine makes it, and its news should not wait
-/// for the next poll.
-void DirectoryWatcher::watchAncestor()
+QString DirectoryWatcher::nearestAbove() const
 {
-    QString ancestor = m_folder;
-    while (!m_ancestorWatch && ancestor.contains(u'/') && ancestor.size() > 1) {
-        ancestor.truncate(std::max<qsizetype>(ancestor.lastIndexOf(u'/'), 1));
-        const auto onEvent = [this] {
-            openWatch();
-            if (m_watch)
-                scheduleFire();
-        };
-        m_ancestorWatch = m_factory.watch(ancestor, onEvent, [] {});
-    }
+    QFileInfo folder(m_folder);
+    while (!folder.exists() && folder.filePath().contains(u'/') && folder.path() != folder.filePath())
+        folder = QFileInfo(folder.path());
+    return folder.filePath();
 }
 
 void DirectoryWatcher::scheduleFire()

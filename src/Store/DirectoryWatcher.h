@@ -22,7 +22,7 @@ public:
 
 private:
     void openWatch();
-    void watchAncestor();
+    [[nodiscard]] QString nearestAbove() const;
     void scheduleFire();
     void poll();
 
