@@ -23,28 +23,32 @@ std::optional<SharedFileReader::FileStamp> SharedFileReader::FileStamp::of(const
                      .inode = status.st_ino};
 }
 
-/// Whether `content` is new.
-bool SharedFileReader::ContractFile::reparseIfChanged()
+std::optional<JSONValue> SharedFileReader::ContractFile::reparseIfChanged()
 {
     // Taken before the read: a write in between makes the next refresh look again.
     const auto found = FileStamp::of(path);
     if (isUnchanged(found))
-        return false;
+        return std::nullopt;
     stamp = found;
     failed = false;
-    if (!found) {
-        content = {};
-        return true;
-    }
+    if (!found)
+        return JSONObject();
     const auto bytes = readFile(path);
     auto json = bytes ? JSONValue::parse(*bytes) : failure(JSONParseError{});
     if (!json) {
         failed = true;
-        return false;
+        return std::nullopt;
     }
-    const JSONObject *object = json->objectValue();
-    content = object ? *object : JSONObject();
-    return true;
+    return *std::move(json);
+}
+
+template <typename Record>
+bool SharedFileReader::refresh(ContractFile &file, Record &record)
+{
+    const auto json = file.reparseIfChanged();
+    if (json)
+        record = Record::fromJSON(*json);
+    return json.has_value();
 }
 
 SharedFileReader::SharedFileReader(KeelhavenPaths paths)
@@ -67,8 +71,10 @@ bool SharedFileReader::isLight() const
 std::optional<Snapshot> SharedFileReader::refresh(Date now)
 {
     bool changed = !m_hasLoaded;
-    for (ContractFile &file : m_files)
-        changed |= file.reparseIfChanged();
+    changed |= refresh(m_files[0], m_state);
+    changed |= refresh(m_files[1], m_ai);
+    changed |= refresh(m_files[2], m_context);
+    changed |= refresh(m_files[3], m_credentials);
 
     const auto eventsStamp = FileStamp::of(m_paths.eventsFile());
     changed |= eventsStamp != m_eventsStamp;
@@ -81,14 +87,15 @@ std::optional<Snapshot> SharedFileReader::refresh(Date now)
 
     m_hasLoaded = true;
     Snapshot snapshot;
-    snapshot.state = m_files[0].content;
-    snapshot.ai = m_files[1].content;
-    snapshot.context = m_files[2].content;
-    snapshot.credentials = m_files[3].content;
+    snapshot.state = m_state;
+    snapshot.ai = m_ai;
+    snapshot.context = m_context;
+    snapshot.credentials = m_credentials;
     snapshot.events = std::move(read.events);
     snapshot.newEvents = std::move(read.newEvents);
     snapshot.health.cacheDirExists = QFileInfo(m_paths.cacheDir).isDir();
-    snapshot.health.unknownSchemaVersion = unknownSchemaVersion(snapshot.state);
+    if (m_state.hasUnknownSchema())
+        snapshot.health.unknownSchemaVersion = m_state.schemaVersion;
     snapshot.at = now;
     return snapshot;
 }

@@ -33,11 +33,10 @@ private:
         [[nodiscard]] static std::optional<FileStamp> of(const QString &path);
     };
 
-    /// One of the JSON files with its last good content.
+    /// One of the JSON files.
     struct ContractFile
     {
         QString path;
-        JSONObject content;
         std::optional<FileStamp> stamp;
         bool failed = false; ///< the last read did not parse: the next refresh tries again
 
@@ -45,11 +44,21 @@ private:
         {
             return !failed && now == stamp;
         }
-        bool reparseIfChanged();
+        /// The new content, an empty object for a file that has gone. Nothing when it did not change or does
+        /// not parse.
+        [[nodiscard]] std::optional<JSONValue> reparseIfChanged();
     };
+
+    /// Reads one file into its record; whether the record is new.
+    template <typename Record>
+    [[nodiscard]] static bool refresh(ContractFile &file, Record &record);
 
     KeelhavenPaths m_paths;
     std::array<ContractFile, 4> m_files; ///< state, ai, context, credentials
+    StateFile m_state;                   ///< the last good records
+    AIFile m_ai;
+    ContextFile m_context;
+    CredentialsPeek m_credentials;
     std::optional<FileStamp> m_eventsStamp;
     JSONLTailer m_tailer;
     bool m_hasLoaded = false;

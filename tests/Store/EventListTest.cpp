@@ -1,6 +1,5 @@
 #include "Contract/Models/EventList.h"
 
-#include "Contract/Models/Snapshot.h"
 #include "Platform/Uuid.h"
 
 #include <gtest/gtest.h>
@@ -89,18 +88,6 @@ TEST(EventRecordTest, LinesGiveWhatTheyHold)
     EXPECT_EQ(poor->cwd, std::nullopt);
     for (QStringView bad : {u"", u"  ", u"{", u"[]", u"3", u"{} {}"})
         EXPECT_FALSE(EventRecord::fromLine(bad)) << bad.toString().toStdString();
-}
-
-TEST(SnapshotTest, OnlyAnotherSchemaVersionIsUnknown)
-{
-    const auto version = [](const char *json) {
-        return unknownSchemaVersion(*JSONValue::parse(QByteArrayView(json)).value().objectValue());
-    };
-    EXPECT_EQ(version("{}"), std::nullopt);
-    EXPECT_EQ(version("{\"schema_version\": \"4\"}"), std::nullopt);
-    EXPECT_EQ(version("{\"schema_version\": 3.0}"), std::nullopt);
-    EXPECT_EQ(version("{\"schema_version\": 2}"), 2);
-    EXPECT_EQ(version("{\"schema_version\": 4}"), 4);
 }
 
 } // namespace

@@ -129,12 +129,6 @@ protected:
     {
         ASSERT_TRUE(waitUntil([this] { return tasks.running() == 0; }));
     }
-    static int number(const JSONObject &object)
-    {
-        const JSONValue *n = object.find(u"n");
-        return n ? static_cast<int>(n->intValue().value_or(-1)) : 0;
-    }
-
     TestHome home;
     VirtualClock clock;
     FakeWatchFactory factory;
@@ -152,21 +146,24 @@ TEST_F(HubTest, SnapshotsFollowTheFiles)
     ASSERT_EQ(seen.size(), 1);
     EXPECT_EQ(seen.last().at, clock.now());
     EXPECT_FALSE(seen.last().health.cacheDirExists);
+    EXPECT_TRUE(seen.last().credentials.hideIdleLocal) << "what an absent file says";
 
-    put(u"state.json"_s, "{\"schema_version\": 4, \"n\": 1}");
-    put(u"ai.json"_s, "{\"n\": 2}");
-    put(u"context.json"_s, "[\"no object\"]");
-    put(u"credentials.json"_s, "{\"n\": 4}");
+    put(u"state.json"_s, R"({"schema_version": 4, "last_refresh": "1"})");
+    put(u"ai.json"_s, R"({"digests": {"p": {}}})");
+    put(u"context.json"_s, R"({"p": {"vision": "far", "active_launch": {}}, "q": 3})");
+    put(u"credentials.json"_s, R"({"github": {"enabled": true, "token": "secret"}})");
     put(u"events.jsonl"_s, "{\"ts\": 1772600000, \"type\": \"a\"}\n");
     clock.advance(30s);
     finish();
     ASSERT_EQ(seen.size(), 2);
     EXPECT_TRUE(seen.last().health.cacheDirExists);
     EXPECT_EQ(seen.last().health.unknownSchemaVersion, 4);
-    EXPECT_EQ(number(seen.last().state), 1);
-    EXPECT_EQ(number(seen.last().ai), 2);
-    EXPECT_TRUE(seen.last().context.isEmpty());
-    EXPECT_EQ(number(seen.last().credentials), 4);
+    EXPECT_EQ(seen.last().state.lastRefresh, u"1"_s);
+    EXPECT_TRUE(seen.last().ai.agentHasRun());
+    const auto context = seen.last().context;
+    EXPECT_EQ(context.projects.keys(), (QStringList{u"p"_s, u"q"_s}));
+    EXPECT_EQ(context.projects[u"p"_s].vision, u"far"_s);
+    EXPECT_TRUE(seen.last().credentials.githubEnabled);
     EXPECT_EQ(seen.last().newEvents.size(), 1);
 
     change();
@@ -179,31 +176,39 @@ TEST_F(HubTest, SnapshotsFollowTheFiles)
     ASSERT_EQ(seen.size(), 3);
     EXPECT_EQ(seen.last().events.size(), 2);
     EXPECT_EQ(seen.last().newEvents.size(), 1);
-    EXPECT_EQ(number(seen.last().state), 1);
+    EXPECT_EQ(seen.last().state.lastRefresh, u"1"_s);
+    EXPECT_EQ(seen.last().context, context) << "a launch keeps its made-up id while its file stands";
+
+    put(u"context.json"_s, "[\"no object\"]");
+    put(u"state.json"_s, R"({"schema_version": "4"})");
+    change();
+    ASSERT_EQ(seen.size(), 4);
+    EXPECT_EQ(seen.last().context, ContextFile());
+    EXPECT_EQ(seen.last().health.unknownSchemaVersion, std::nullopt);
 }
 
 TEST_F(HubTest, HalfWrittenFileLeavesTheLastGoodRecordAndIsTriedAgain)
 {
-    put(u"state.json"_s, "{\"n\": 1}");
+    put(u"state.json"_s, R"({"last_refresh": "1"})");
     hub.start();
     finish();
-    put(u"state.json"_s, "{\"n\": 2, \"pro");
+    put(u"state.json"_s, R"({"last_refresh": "2", "pro)");
     change();
     EXPECT_EQ(seen.size(), 1);
-    EXPECT_EQ(number(hub.current().state), 1);
+    EXPECT_EQ(hub.current().state.lastRefresh, u"1"_s);
     put(u"ai.json"_s, "{}");
     change();
     ASSERT_EQ(seen.size(), 2);
-    EXPECT_EQ(number(hub.current().state), 1);
-    put(u"state.json"_s, "{\"n\": 2}");
+    EXPECT_EQ(hub.current().state.lastRefresh, u"1"_s);
+    put(u"state.json"_s, R"({"last_refresh": "2"})");
     change();
-    EXPECT_EQ(number(hub.current().state), 2);
+    EXPECT_EQ(hub.current().state.lastRefresh, u"2"_s);
     put(u"state.json"_s, "{");
     change();
     QFile::remove(home.paths().stateFile());
     change();
     ASSERT_EQ(seen.size(), 4);
-    EXPECT_TRUE(hub.current().state.isEmpty()) << "a file that has gone resets its record";
+    EXPECT_EQ(hub.current().state, StateFile::empty()) << "a file that has gone resets its record";
 }
 
 TEST_F(HubTest, SubscribersComeAndGo)

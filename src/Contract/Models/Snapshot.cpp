@@ -9,11 +9,4 @@ Snapshot Snapshot::empty(Date now)
     return snapshot;
 }
 
-std::optional<qint64> unknownSchemaVersion(const JSONObject &state)
-{
-    const JSONValue *version = state.find(u"schema_version");
-    const auto number = version ? version->intValue() : std::nullopt;
-    return number && *number != knownSchemaVersion ? number : std::nullopt;
-}
-
 } // namespace Keelhaven

@@ -1,6 +1,10 @@
 #pragma once
 
+#include "Contract/Models/AIFile.h"
+#include "Contract/Models/ContextFile.h"
+#include "Contract/Models/CredentialsPeek.h"
 #include "Contract/Models/EventList.h"
+#include "Contract/Models/StateFile.h"
 
 namespace Keelhaven {
 
@@ -15,12 +19,12 @@ struct Snapshot
         bool operator==(const Health &) const = default;
     };
 
-    JSONObject state;       ///< state.json, empty while there is none
-    JSONObject ai;          ///< ai.json
-    JSONObject context;     ///< context.json: one member per project
-    JSONObject credentials; ///< credentials.json; holds secrets, so no value of it may be shown or logged
-    EventList events;       ///< of the last 30 days, in file order
-    EventList newEvents;    ///< those of `events` that are new in this snapshot
+    StateFile state;
+    AIFile ai;
+    ContextFile context;
+    CredentialsPeek credentials;
+    EventList events;    ///< of the last 30 days, in file order
+    EventList newEvents; ///< those of `events` that are new in this snapshot
     Health health;
     Date at{};
 
@@ -29,11 +33,5 @@ struct Snapshot
 
     bool operator==(const Snapshot &) const = default;
 };
-
-/// The version of state.json that this program reads.
-inline constexpr qint64 knownSchemaVersion = 3;
-
-/// The state file's `schema_version` when it is there and is another than ours. Absent counts as understood.
-[[nodiscard]] std::optional<qint64> unknownSchemaVersion(const JSONObject &state);
 
 } // namespace Keelhaven
