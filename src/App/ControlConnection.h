@@ -44,8 +44,6 @@ public:
     void requestInput();
     /// Ends the conversation; what was written before still arrives.
     void finish(int exitStatus);
-    /// Sends as much as the caller takes at once. For quit, when no loop follows.
-    void flush() { writeSome(); }
     [[nodiscard]] bool isFinished() const { return m_isFinished; }
 
 Q_SIGNALS:

@@ -65,6 +65,10 @@ bool writeAll(int descriptor, std::string_view bytes)
         const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
         if (count < 0 && errno == EINTR)
             continue;
+        // Whoever shares the terminal may have set it so that it does not wait.
+        pollfd writable{descriptor, POLLOUT, 0};
+        if (count < 0 && errno == EAGAIN && ::poll(&writable, 1, -1) > 0)
+            continue;
         if (count <= 0)
             return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));

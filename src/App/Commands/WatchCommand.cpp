@@ -63,7 +63,7 @@ QString line(const EngineEvent &event, Date now, const Calendar &calendar, bool 
     const QString time = toQDateTime(now).toTimeZone(calendar.zone()).toString(u"HH:mm:ss"_s);
     const QString text = oneLine(detail(event));
     return u"%1  %2  %3  %4"_s.arg(time)
-               .arg(word(event.kind), -12)
+               .arg(word(event.kind), -13)
                .arg(shortID(event.record.id), oneLine(event.record.slotName)) +
            (text.isEmpty() ? QString() : u"  "_s + text) + u'\n';
 }
