@@ -82,7 +82,9 @@ void SchedulerEngine::shutdown()
         const bool mayHaveResult =
             run->slot.kind != SlotKind::System && record.resolvedProvider() == AgentProvider::Claude;
         const auto left = mayHaveResult ? result(record, m_services.store) : std::nullopt;
-        record.outcome = run->completionSeen || left ? RunOutcome::completed() : RunOutcome::cancelled();
+        // What a stop or the time limit decided stands.
+        if (!record.outcome)
+            record.outcome = run->completionSeen || left ? RunOutcome::completed() : RunOutcome::cancelled();
         if (left) {
             const auto summary = journal ? journal->finish(record) : std::nullopt;
             record.summary = summary ? summary : left->summary;

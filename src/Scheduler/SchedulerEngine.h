@@ -46,7 +46,18 @@ struct EngineServices
 /// Something that happened to a run, for whoever follows along. `text` is a detail for a person.
 struct EngineEvent
 {
-    enum class Kind { Fired, Queued, Held, SessionOpened, PromptTaken, Launched, PromptResent, Waiting, Progress, Finished };
+    enum class Kind {
+        Fired,
+        Queued,
+        Held,
+        SessionOpened,
+        PromptTaken,
+        Launched,
+        PromptResent,
+        Waiting,
+        Progress,
+        Finished
+    };
     Kind kind;
     RunRecord record;
     QString text;
@@ -206,7 +217,7 @@ private:
     QCoro::Task<> launchSteps(QueuedRun queuedRun);
     QCoro::Task<std::optional<RunOutcome>> gate(QueuedRun queuedRun);
     [[nodiscard]] RunLaunchRequest launchRequest(QueuedRun &queuedRun) const;
-    void launched(const QueuedRun &queuedRun, const LaunchedRun &session, const QString &workspaceLabel);
+    void launched(const QueuedRun &queuedRun, const LaunchedRun &session, const RunLaunchRequest &request);
     void closeUnlaunched(RunRecord record, const RunOutcome &outcome);
     void fail(RunRecord record, const QString &reason, const std::optional<QString> &screen = {});
     [[nodiscard]] std::optional<QString> ensureWorkspace(const SchedulerSlot &slot,

@@ -157,22 +157,23 @@ QCoro::Task<> SchedulerEngine::launchSteps(QueuedRun queuedRun)
     if (!self)
         co_return;
     if (session)
-        launched(queuedRun, *session, request.workspaceLabel);
+        launched(queuedRun, *session, request);
     else
         fail(queuedRun.record, session.error().message(),
              m_services.launcher.takeFailedLaunchScreen(queuedRun.record.id));
 }
 
 void SchedulerEngine::launched(const QueuedRun &queuedRun, const LaunchedRun &session,
-                               const QString &workspaceLabel)
+                               const RunLaunchRequest &request)
 {
     const RunRecord &record = queuedRun.record;
     m_active.append(std::make_shared<ActiveRun>(record, queuedRun.slot, session));
-    if (session.runDir && journal)
+    if (request.runDir && journal)
         journal->begin(record, journalPath(record), false);
     if (notificationsOn())
-        m_services.notifications.postRun(u"▶ Started %1 in %2"_s.arg(queuedRun.slot.name, workspaceLabel),
-                                         QString(), record.id, false);
+        m_services.notifications.postRun(
+            u"▶ Started %1 in %2"_s.arg(queuedRun.slot.name, request.workspaceLabel), QString(), record.id,
+            false);
     report(EngineEvent::Kind::Launched, record);
     resetTimers();
     if (queuedRun.handoff)

@@ -127,7 +127,7 @@ QCoro::Task<> SchedulerEngine::superviseRun(ActiveRunPtr run, Date now)
     }
     if (run->completionSeen && !run->takenOver) {
         const bool closed = co_await windDown(run, probe, now);
-        if (closed || !self)
+        if (closed || !self || !isActive(run))
             co_return;
     }
     const bool isClaude = run->record.resolvedProvider() == AgentProvider::Claude;
