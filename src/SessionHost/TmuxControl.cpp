@@ -80,7 +80,7 @@ QCoro::Task<HostResult<void>> TmuxControl::open()
         const OneShot<bool> turn;
         m_waiters.push_back(turn);
         [[maybe_unused]] const bool waited = co_await turn;
-        co_return m_lastOpen;
+        co_return HostResult<void>(m_lastOpen);
     }
     m_isConnecting = true;
     auto outcome = co_await connectNow();
