@@ -6,7 +6,16 @@ regular expression engine. It never fails a session: whatever goes wrong, it exi
 """
 import os
 import sys
+from errno import ENOSPC
 from time import monotonic, sleep, time
+
+try:
+    from _json import encode_basestring as quote
+except ImportError:
+    from functools import partial
+    from json import dumps
+
+    quote = partial(dumps, ensure_ascii=False)
 
 MAX_FILE_BYTES = 64 * 1024 * 1024
 MAX_MESSAGE_CHARACTERS = 64 * 1024
@@ -26,7 +35,7 @@ COPIED_KEYS = (
 
 
 def parse(text):
-    """The JSON value in `text`. Raises on anything that is not JSON."""
+    """The JSON value in `text`. Raises ValueError, or RecursionError, on anything that is not JSON."""
     try:
         from _json import make_scanner
     except ImportError:
@@ -41,22 +50,35 @@ def parse(text):
         parse_int = int
         parse_constant = float
 
-    return make_scanner(Rules)(text.strip(), 0)[0]
+    text = text.strip()
+    try:
+        value, end = make_scanner(Rules)(text, 0)
+    except (StopIteration, SystemError):  # the error it wants to raise is in the json module, which nobody loaded
+        raise ValueError("no JSON") from None
+    if end < len(text):
+        raise ValueError("something follows the value")
+    return value
+
+
+def json_text(value):
+    """`value` (of texts, finite numbers, True, False, None, lists and objects) as JSON on one line."""
+    if isinstance(value, str):
+        return quote(value)
+    if isinstance(value, dict):
+        return "{" + ", ".join([quote(key) + ": " + json_text(member) for key, member in value.items()]) + "}"
+    if isinstance(value, list):
+        return "[" + ", ".join([json_text(element) for element in value]) + "]"
+    if value is None:
+        return "null"
+    if isinstance(value, bool):
+        return "true" if value else "false"
+    return repr(value)
 
 
 def encode(record):
-    """`record` as one line of UTF-8. Its values are texts and one number."""
-    try:
-        from _json import encode_basestring as quote
-    except ImportError:
-        import json
-
-        def quote(text):
-            return json.dumps(text, ensure_ascii=False)
-
-    members = (quote(key) + ": " + (quote(value) if isinstance(value, str) else repr(value)) for key, value in record.items())
+    """`record` as one line of UTF-8."""
     # A half surrogate pair (text cut by the CLI) has no UTF-8 and would cost the reader the whole line.
-    return ("{" + ", ".join(members) + "}\n").encode("utf-8", "replace")
+    return (json_text(record) + "\n").encode("utf-8", "replace")
 
 
 def is_recorded(payload):
@@ -87,11 +109,11 @@ def event_record(payload, now, environment):
     return record
 
 
-def take_lock(descriptor):
-    """True when the lock is held. A holder that is stopped costs patience, not the event."""
+def take_lock(descriptor, patience=None):
+    """True when the lock is held. A holder that is stopped costs patience (in seconds), not the event."""
     from fcntl import LOCK_EX, LOCK_NB, flock
 
-    deadline = monotonic() + LOCK_PATIENCE_SECONDS
+    deadline = monotonic() + (LOCK_PATIENCE_SECONDS if patience is None else patience)
     while True:
         try:
             flock(descriptor, LOCK_EX | LOCK_NB)
@@ -122,20 +144,36 @@ def append_locked(folder, line, max_bytes, is_alone):
     path = folder + "/events.jsonl"
     log = open_log(path)
     try:
-        status = os.fstat(log)
-        if is_alone and status.st_size and status.st_size + len(line) + 1 > max_bytes:
+        size = os.fstat(log).st_size
+        if is_alone and size and size + len(line) + 1 > max_bytes:
             os.close(log)
             os.rename(path, folder + "/events.1.jsonl")
             log = open_log(path)
-            status = os.fstat(log)
-        if status.st_mode & 0o077:
-            os.fchmod(log, 0o600)
-        if status.st_size and os.pread(log, 1, status.st_size - 1) != b"\n":
-            line = b"\n" + line  # a writer died in the middle of its line: do not glue this one to the rest
-        if os.write(log, line) < len(line) and is_alone:
-            os.ftruncate(log, status.st_size)  # the disk is full: no line is better than half of one
+        write_line(log, line, is_alone)
     finally:
         os.close(log)
+
+
+def append_whole(path, line, patience=None):
+    """Adds `line` to the file at `path` with a single write. The file is its own lock: its reader follows all of it
+    from the first line on, so it never rotates."""
+    log = open_log(path)
+    try:
+        write_line(log, line, take_lock(log, patience))
+    finally:
+        os.close(log)
+
+
+def write_line(log, line, is_alone):
+    status = os.fstat(log)
+    if status.st_mode & 0o077:
+        os.fchmod(log, 0o600)
+    if status.st_size and os.pread(log, 1, status.st_size - 1) != b"\n":
+        line = b"\n" + line  # a writer died in the middle of its line: do not glue this one to the rest
+    if os.write(log, line) < len(line):
+        if is_alone:
+            os.ftruncate(log, status.st_size)  # no line is better than half of one
+        raise OSError(ENOSPC, os.strerror(ENOSPC))
 
 
 def main():

@@ -208,6 +208,18 @@ class ScriptedAgentTest(unittest.TestCase):
                 self.assertEqual(session.wait_for_exit(), 129)
         self.assertEqual([payload["reason"] for payload in self.home.lines("hook.jsonl")], ["other", "other"])
 
+    def test_question_and_asset_go_into_the_journal(self):
+        session = self.start_idle(ASK="Red or blue?", ASSET="out.txt")
+        for count in (1, 2):
+            session.type("go\r")
+            session.wait_for("stop", count)
+            session.wait_for_rest()
+        journal = [line for line in self.home.lines("run/journal.jsonl") if line["type"] in ("question", "asset")]
+        asset = ("asset", None, str(self.home.work / "out.txt"))
+        told = [(line["type"], line.get("question"), line.get("path")) for line in journal]
+        self.assertEqual(told, [("question", "Red or blue?", None), asset, asset])
+        self.assertTrue((self.home.work / "out.txt").read_text())
+
     def test_hook_that_denies_the_write_stops_the_result(self):
         result = self.home.run / "result.json"
         session = self.start_idle("--settings", self.recording("PreToolUse", "Bash|Write", "echo no >&2; exit 2"))

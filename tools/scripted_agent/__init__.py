@@ -20,6 +20,8 @@ environment wins). A pane's environment comes from the login shell, which is wha
   SCRIPTED_PERMISSION=1       asks for permission in the middle of every turn
   SCRIPTED_SUBAGENT=KIND      starts a sub-agent in every turn: background (the turn stops, a further one follows) or
                               foreground (the order of older releases)
+  SCRIPTED_ASK=TEXT           asks that question through the run's journal, in the first turn of the session
+  SCRIPTED_ASSET=PATH         hands that file over through the run's journal in every turn; makes a small one if there is none
   SCRIPTED_GO_ON=1            begins a second turn by itself after the first one
   SCRIPTED_API_ERROR=1        every turn ends in an API error: StopFailure, no Stop, no files
   SCRIPTED_RESTLESS=1         the idle screen never stands still
@@ -34,7 +36,8 @@ environment wins). A pane's environment comes from the login shell, which is wha
                               exit (reason, status)
 
 In a turn it reads the brief file that the prompt points at, appends `progress` and `summary` lines to
-$KEELHAVEN_RUN_DIR/journal.jsonl, and writes the result file when prompt or brief ask for one.
+$KEELHAVEN_RUN_DIR/journal.jsonl, and writes the result file when prompt or brief ask for one. It starts no MCP servers: what
+their tools would do it does itself.
 """
 
 VERSION = "2.1.330"

@@ -35,7 +35,8 @@ class Turn:
     def run(self) -> Steps:
         agent, script = self._agent, self._agent.script
         self._read_brief()
-        self._journal("progress", f"Working on: {self._headline()}")
+        self._journal("progress", text=f"Working on: {self._headline()}")
+        self._ask_question()
         yield self._seconds / 2
         agent.view.say("● Working on it.", "")
         yield from self._flood()
@@ -53,9 +54,10 @@ class Turn:
             return
         if kind == "background":
             yield from self._wait_for_subagent(agent_id)
+        self._hand_over()
         self._write_result()
         message = f"Done: {self._headline()}"
-        self._journal("summary", message)
+        self._journal("summary", text=message)
         self._stop(message, [])
 
     def _headline(self) -> str:
@@ -137,26 +139,32 @@ class Turn:
         agent.view.phase = "working"
         yield self._seconds / 2
 
+    def _ask_question(self) -> None:
+        question = self._agent.script.text("ASK")
+        if question and not any(role == "assistant" for role, _ in self._agent.transcript.conversation()):
+            self._journal("question", question=question)
+
+    def _hand_over(self) -> None:
+        if not (name := self._agent.script.text("ASSET")):
+            return
+        path, content = self._agent.folder / Path(name).expanduser(), "Made by the scripted agent.\n"
+        tool = {"file_path": str(path), "content": content}, {"type": "create", "filePath": str(path)}
+        if path.is_file() or self._use_tool("Write", *tool, lambda: write_text(path, content)):
+            self._journal("asset", path=str(path))
+
     def _write_result(self) -> None:
         match = RESULT.search(self._task)
         if not match:
             return
         path = Path(match.group(1))
         result = json.dumps({"summary": f"The scripted agent worked on: {self._headline()}", "artifacts": [], "links": []})
+        tool = {"file_path": str(path), "content": result}, {"type": "create", "filePath": str(path)}
+        self._use_tool("Write", *tool, lambda: write_text(path, result))
 
-        def write() -> bool:
-            try:
-                path.write_text(result)
-            except OSError:
-                return False
-            return True
-
-        self._use_tool("Write", {"file_path": str(path), "content": result}, {"type": "create", "filePath": str(path)}, write)
-
-    def _journal(self, kind: str, text: str) -> None:
+    def _journal(self, kind: str, **members: str) -> None:
         if not self._run_dir:
             return
-        line = {"type": kind, "ts": time.time(), "text": text}
+        line = {"type": kind, "ts": time.time()} | members
         if run_id := os.environ.get("KEELHAVEN_RUN_ID"):
             line["run_id"] = run_id
         try:
@@ -186,6 +194,14 @@ class Turn:
             "background_tasks": background_tasks,
             "session_crons": [],
         }
+
+
+def write_text(path: Path, text: str) -> bool:
+    try:
+        path.write_text(text)
+    except OSError:
+        return False
+    return True
 
 
 def tool_use_id() -> str:
