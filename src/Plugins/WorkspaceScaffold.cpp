@@ -4,6 +4,8 @@
 #include "Platform/Files.h"
 #include "Platform/Shell.h"
 
+#include <QTextBoundaryFinder>
+
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
@@ -13,7 +15,7 @@ namespace {
 
 /// An install fetches the plugin over the network.
 constexpr auto installTimeout = 5min;
-constexpr qsizetype loggedOutput = 300;
+constexpr int loggedOutput = 300;
 
 constexpr QStringView explanation =
     u"This folder is a Keelhaven task workspace. Your persistent archive is\n"
@@ -80,6 +82,18 @@ QStringList pluginsNotIn(const QStringList &plugins, const std::optional<JSONObj
             fresh.append(plugin);
     }
     return fresh;
+}
+
+/// The last `count` characters, none of them cut.
+QString lastCharacters(const QString &text, int count)
+{
+    if (text.size() <= count)
+        return text;
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    finder.toEnd();
+    for (int taken = 0; taken < count && finder.position() > 0; ++taken)
+        finder.toPreviousBoundary();
+    return text.sliced(finder.position());
 }
 
 std::optional<WorkspaceError> write(const QString &path, const QByteArray &bytes)
@@ -204,7 +218,7 @@ QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir
                                                    shellQuoted(plugin) + u" --scope project 2>&1"_s};
         spec.timeout = installTimeout;
         const ProcessResult result = co_await processes.run(spec);
-        const QString output = QString::fromUtf8(result.output).trimmed().right(loggedOutput);
+        const QString output = lastCharacters(QString::fromUtf8(result.output).trimmed(), loggedOutput);
         if (log)
             log(u"workspace %1: install %2 → "_s.arg(folder, plugin) +
                 (output.isEmpty() ? u"(no output)"_s : output));

@@ -61,11 +61,11 @@ public:
     [[nodiscard]] Keelhaven::Result<Result, WorkspaceError> ensure(const Plan &plan) const;
 
     /// Deletes a workspace folder with all it holds, the agent's archive too. Only below `root`, symbolic
-    /// links and
-    /// ".." resolved; the root itself stays.
+    /// links and ".." resolved; the root itself stays.
     [[nodiscard]] Keelhaven::Result<void, WorkspaceError> remove(const QString &dir) const;
 
-    /// Installs plugins at project scope, one after another; a failure only shows in `log`.
+    /// Installs plugins at project scope, one after another, by the `claude` that the user's login shell
+    /// finds. A failure, also that there is none, only shows in `log`.
     [[nodiscard]] QCoro::Task<> installPlugins(QStringList plugins, QString dir,
                                                std::function<void(const QString &line)> log) const;
 

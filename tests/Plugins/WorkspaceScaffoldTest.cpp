@@ -1,10 +1,12 @@
 #include "Plugins/WorkspaceScaffold.h"
 
+#include "Platform/QtProcessRunner.h"
 #include "Platform/Shell.h"
 #include "Support/FakeProcessRunner.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
+#include <QScopeGuard>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
@@ -148,7 +150,7 @@ TEST_F(WorkspaceScaffoldTest, RemovesOnlyBelowItsRoot)
 
 TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
 {
-    QStringList outputs{QString(400, u'x') + u"end"_s, QString()};
+    QStringList outputs{u"🚢"_s.repeated(400) + u"end"_s, QString()};
     processes.answer = [&](const ProcessSpec &) {
         return FakeProcessRunner::exited(1, outputs.takeFirst().toUtf8());
     };
@@ -156,11 +158,41 @@ TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
     await(scaffold.installPlugins({u"a@m"_s, u"b"_s}, u"/w/it's"_s,
                                   [&](const QString &line) { lines.append(line); }));
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(lines[0], u"workspace it's: install a@m → "_s + QString(297, u'x') + u"end"_s);
+    EXPECT_EQ(lines[0], u"workspace it's: install a@m → "_s + u"🚢"_s.repeated(297) + u"end"_s);
     EXPECT_EQ(lines[1], u"workspace it's: install b → (no output)"_s);
     EXPECT_EQ(processes.runs[0].program, userShell());
     EXPECT_EQ(processes.runs[0].arguments.last(),
               u"cd '/w/it'\\''s' && claude plugin install 'a@m' --scope project 2>&1"_s);
+}
+
+TEST_F(WorkspaceScaffoldTest, InstallsByTheCommandOfTheUsersShell)
+{
+    const auto oldHome = qgetenv("HOME");
+    const auto oldShell = qgetenv("SHELL");
+    const auto restore = qScopeGuard([&] {
+        qputenv("HOME", oldHome);
+        qputenv("SHELL", oldShell);
+    });
+    qputenv("HOME", home.path().toUtf8());
+    qputenv("SHELL", "/bin/sh");
+    QtProcessRunner real;
+    const WorkspaceScaffold installer(clock, real, home.path());
+    const QString dir = home.path(u"Keel Haven's"_s);
+    QDir().mkpath(dir);
+    QString line;
+    const auto install = [&] {
+        await(installer.installPlugins({u"a@m"_s}, dir, [&](const QString &text) { line = text; }));
+    };
+    home.write(u".profile"_s, "PATH=/usr/bin:/bin\n");
+    install();
+    EXPECT_TRUE(line.contains(u"not found"_s)) << "no claude: " << line.toStdString();
+
+    home.write(u".profile"_s, "PATH=$HOME/tools:$PATH\n");
+    const QString claude = home.write(u"tools/claude"_s, "#!/bin/sh\npwd; echo \"$@\" >&2; exit 1\n");
+    QFile::setPermissions(claude, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    install();
+    EXPECT_EQ(line,
+              u"workspace Keel Haven's: install a@m → %1\nplugin install a@m --scope project"_s.arg(dir));
 }
 
 } // namespace
