@@ -10,6 +10,9 @@ TEXT = {"type": "string"}
 # What a client may tell its user before it lets a call through.
 ANNOTATIONS = {"readOnlyHint": False, "destructiveHint": False, "openWorldHint": False}
 
+# Claude Code keeps tools out of the model's sight until it searches for them. A run is told to use these by name.
+IN_SIGHT = {"_meta": {"anthropic/alwaysLoad": True}}
+
 
 class Refusal(Exception):
     """Why a call had no effect, as one sentence for the model."""
@@ -82,8 +85,9 @@ TOOLS = {
 
 
 def listing():
+    more = {"annotations": ANNOTATIONS} | (IN_SIGHT if os.environ.get("KEELHAVEN_RUN_DIR") else {})
     return [
-        {"name": name, "description": description, "inputSchema": arguments, "annotations": ANNOTATIONS}
+        {"name": name, "description": description, "inputSchema": arguments} | more
         for name, (description, arguments, _) in TOOLS.items()
     ]
 

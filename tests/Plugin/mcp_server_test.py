@@ -157,6 +157,11 @@ class McpServerTest(unittest.TestCase):
                 self.assertRegex(text, r"^[A-Z][^\n]*\.$")
         self.assertFalse((self.folder / "journal.jsonl").exists())
 
+    def test_tools_are_put_before_the_model_in_a_run_only(self):
+        for folder, count in [(str(self.folder), 3), ("", 0)]:
+            tools = self.start(KEELHAVEN_RUN_DIR=folder).ask("tools/list")["result"]["tools"]
+            self.assertEqual(sum(tool.get("_meta") == {"anthropic/alwaysLoad": True} for tool in tools), count)
+
     def test_without_a_run_or_its_folder_the_call_says_so(self):
         for folder, words in [("", "no run of Keelhaven"), (str(self.folder / "gone"), "cannot be written: No such file")]:
             text, is_error = self.start(KEELHAVEN_RUN_DIR=folder).call("report_progress", text="x")
