@@ -436,12 +436,12 @@ QCoro::Task<HostResult<Herdr::AgentInfo>> AgentRegistry::prompt(Herdr::AgentProm
     if (!row)
         co_return failure(row.error());
     auto info = infoFor(*row);
+    if (info && info->isPending())
+        co_return failure(
+            HerdrFailure{u"agent_not_ready"_s, u"%1 is still coming up"_s.arg(params.target.left(80))});
     if (!info || !info->agent)
         co_return failure(
             HerdrFailure{u"no_such_agent"_s, u"no agent named %1 is running"_s.arg(params.target.left(80))});
-    if (info->isPending())
-        co_return failure(
-            HerdrFailure{u"agent_not_ready"_s, u"%1 is still coming up"_s.arg(params.target.left(80))});
     if (info->agentStatus == Herdr::Status::Blocked)
         co_return failure(HerdrFailure{u"agent_blocked"_s,
                                        u"%1 waits for an answer to a dialog"_s.arg(params.target.left(80))});

@@ -137,6 +137,10 @@ QString hostStatusText(const HostPaths &paths)
 
 Result<QString, QString> stopHost(const HostPaths &paths, bool closePanes)
 {
+    // Panes that outlived their server are closed by a server that finds them.
+    const bool hasPanesOnly = closePanes && QFile::exists(paths.tmuxSocket) && !pingHost(paths.socket);
+    if (auto started = hasPanesOnly ? ensureHost(paths) : Result<void, QString>(); !started)
+        return failure(started.error());
     if (!pingHost(paths.socket))
         return u"no server is running at %1"_s.arg(paths.socket);
     ServerStopParams params;

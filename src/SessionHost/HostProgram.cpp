@@ -88,10 +88,12 @@ int runHost(const HostPaths &paths, mode_t paneMask)
         if (deadline != distantPast)
             return;
         server.stopListening();
-        deadline = clock.now() + 1s;
-        // Answers under way, the one to the stop among them, still go out.
+        deadline = clock.now() + 3s;
+        // Answers under way, the one to the stop among them, still go out, and what is asked to end gets its
+        // grace.
         lastLook = clock.every(10ms, [&] {
-            if (server.connectionCount() == 0 || clock.now() >= deadline)
+            const bool isDone = server.connectionCount() == 0 && reaper.isDone();
+            if (isDone || clock.now() >= deadline)
                 QCoreApplication::quit();
         });
     };

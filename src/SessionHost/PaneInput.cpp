@@ -154,7 +154,12 @@ QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QString 
         if (!waited)
             co_return failure(terminalUnavailable(u"the host is going down"_s));
     }
-    const auto entered = co_await write(pane, "\r"_ba, Brackets::Never);
+    auto entered = co_await write(pane, "\r"_ba, Brackets::Never);
+    // What the next one types must not be read together with this Enter, either.
+    const auto queue = m_queues.constFind(pane);
+    if (queue != m_queues.constEnd() && !queue->empty()) {
+        [[maybe_unused]] const bool waited = co_await m_clock.sleep(pauseBeforeEnter);
+    }
     co_return entered;
 }
 

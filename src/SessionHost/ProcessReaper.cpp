@@ -74,6 +74,13 @@ void ProcessReaper::end(const PaneMark &pane, const QList<ProcessID> &processes)
     m_sentences.insert(number, std::move(sentence));
 }
 
+bool ProcessReaper::isDone() const
+{
+    return std::none_of(m_sentences.begin(), m_sentences.end(), [](const auto &sentence) {
+        return std::any_of(sentence->processes.begin(), sentence->processes.end(), isAlive);
+    });
+}
+
 void ProcessReaper::kill(const Sentence &sentence)
 {
     // The pane is closed and its number is never used again, so whoever carries its mark now was started by

@@ -32,6 +32,9 @@ public:
     /// Asks the processes to end. What they start meanwhile inside the pane falls under the same sentence.
     void end(const PaneMark &pane, const QList<ProcessID> &processes);
 
+    /// Whether nothing that was asked to end still runs.
+    [[nodiscard]] bool isDone() const;
+
 private:
     struct Sentence
     {

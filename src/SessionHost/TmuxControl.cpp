@@ -6,7 +6,9 @@
 
 #include <QProcess>
 #include <QStandardPaths>
+#include <linux/close_range.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 
@@ -159,7 +161,11 @@ QCoro::Task<HostResult<void>> TmuxControl::startServer()
     process->setWorkingDirectory(QDir::homePath());
     process->setProcessChannelMode(QProcess::MergedChannels);
     process->setStandardInputFile(QProcess::nullDevice());
-    process->setChildProcessModifier([mask = m_setup.paneMask] { ::umask(mask); });
+    process->setChildProcessModifier([mask = m_setup.paneMask] {
+        ::umask(mask);
+        // The server stays for ever; files that whoever started the host had open must not stay with it.
+        ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    });
     connect(process.get(), &QProcess::finished, this, [ended] { ended.resolve(true); });
     connect(process.get(), &QProcess::errorOccurred, this, [ended] { ended.resolve(true); });
     // The history limit and the shell count for windows made after them, so the home session comes last.

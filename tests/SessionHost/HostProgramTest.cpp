@@ -100,6 +100,14 @@ TEST_F(HostProgramTest, ServesUntilItIsToldToStopAndLeavesThePanes)
     EXPECT_TRUE(next.waitForFinished(5000));
     EXPECT_EQ(next.exitStatus(), QProcess::NormalExit);
     EXPECT_FALSE(QFile::exists(paths.socket));
+
+    // The panes are closed, also when no server is there to ask.
+    EXPECT_EQ(run({u"server"_s, u"stop"_s, u"--panes"_s}).status, 0);
+    QProcess last;
+    startServer(last);
+    EXPECT_FALSE(ask("workspace.list").contains("kept"));
+    last.terminate();
+    EXPECT_TRUE(last.waitForFinished(5000));
 }
 
 TEST_F(HostProgramTest, AKilledServersPlaceIsTaken)
