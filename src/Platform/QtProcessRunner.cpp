@@ -39,12 +39,14 @@ QString executablePath(const ProcessSpec &spec)
     return QStandardPaths::findExecutable(spec.program, path.split(u':', Qt::SkipEmptyParts));
 }
 
-/// One child with its output and its race between end and time-out. Deletes itself when the process is gone.
+/// One child with its output and its race between end and time-out. Deletes itself when the process is gone;
+/// the runner's end takes the process with it.
 class Child : public QObject
 {
 public:
-    Child(const ProcessSpec &spec, const QString &program)
-        : m_limit(spec.outputLimit)
+    Child(const ProcessSpec &spec, const QString &program, QObject *runner)
+        : QObject(runner)
+        , m_limit(spec.outputLimit)
     {
         m_process.setProcessEnvironment(environmentOf(spec));
         if (!spec.workingDirectory.isEmpty())
@@ -83,6 +85,13 @@ public:
             m_process.write(spec.input);
             m_process.closeWriteChannel();
         }
+    }
+
+    ~Child() override
+    {
+        m_process.disconnect(this);
+        if (m_process.state() != QProcess::NotRunning)
+            signalGroup(SIGKILL);
     }
 
     OneShot<ProcessResult> done;
@@ -155,7 +164,7 @@ QCoro::Task<ProcessResult> QtProcessRunner::run(ProcessSpec spec)
         missing.error = u"cannot start %1: no such program"_s.arg(spec.program);
         co_return missing;
     }
-    const auto done = (new Child(spec, program))->done;
+    const auto done = (new Child(spec, program, &m_children))->done;
     auto result = co_await done;
     co_return result;
 }
