@@ -3,20 +3,35 @@
 #include "Journal/TranscriptUsageReader.h"
 #include "Platform/Files.h"
 
+#include <QDir>
 #include <QPointer>
+#include <algorithm>
 
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// Whether the item has this question of this run already: a journal that was replaced is read again.
+bool wasAsked(const HumanQuestion &question, const std::optional<WorkItem> &item)
+{
+    return item && std::ranges::any_of(item->humanQA, [&](const HumanQuestion &asked) {
+               return asked.runID == question.runID && asked.askedAt == question.askedAt &&
+                      asked.question == question.question;
+           });
+}
+
+} // namespace
+
 JournalIngestor::JournalIngestor(KeelhavenDatabase &database, Clock &clock, Tasks &tasks, QString home,
-                                 JournalAssets *assets, JournalQuestions *questions)
+                                 AssetStore *assets, WorkItemStore *workItems)
     : m_database(database)
     , m_clock(clock)
     , m_tasks(tasks)
     , m_home(std::move(home))
     , m_assets(assets)
-    , m_questions(questions)
+    , m_workItems(workItems)
 {}
 
 void JournalIngestor::begin(const RunRecord &run, const QString &journalPath, bool skipExisting)
@@ -95,7 +110,7 @@ void JournalIngestor::handle(const JournalEvent &event, const RunRecord &run)
         break;
     case JournalEvent::Kind::Asset:
         if (const auto path = event.path())
-            addAsset(run, *path, event.assetKind(), event.caption(), JournalAssets::Source::Journal);
+            addAsset(run, *path, event.assetKind(), event.caption(), Asset::Source::MCP);
         break;
     case JournalEvent::Kind::Note:
         break;
@@ -105,28 +120,63 @@ void JournalIngestor::handle(const JournalEvent &event, const RunRecord &run)
 void JournalIngestor::handleQuestion(const JournalEvent &event, const RunRecord &run)
 {
     const auto words = event.question();
-    // A question needs a work item to hang on, and only a ship's run can get one.
-    if (!words || !m_questions || (!run.workItemID && !run.shipID))
+    if (!words || !m_workItems)
         return;
-    const JournalQuestion question{.id = event.questionID().value_or(newShortID()),
-                                   .question = *words,
-                                   .options = event.options(),
-                                   .askedAt = event.date()};
-    if (m_questions->append(run, question) && onQuestion)
+    const auto item = autoItem(run);
+    if (!item)
+        return;
+    const HumanQuestion question{.id = event.questionID().value_or(newShortID()),
+                                 .question = *words,
+                                 .options = event.options(),
+                                 .answer = {},
+                                 .askedAt = event.date(),
+                                 .answeredAt = {},
+                                 .dismissedAt = {},
+                                 .runID = run.id};
+    if (wasAsked(question, m_workItems->item(*item)))
+        return;
+    m_workItems->appendQuestion(question, *item);
+    if (onQuestion)
         onQuestion(run, question);
 }
 
-void JournalIngestor::addAsset(const RunRecord &run, const QString &path, const std::optional<QString> &kind,
-                               const std::optional<QString> &caption, JournalAssets::Source source)
+std::optional<QString> JournalIngestor::autoItem(const RunRecord &run)
 {
-    if (m_assets)
-        m_assets->add(run, expandTilde(path, m_home), kind, caption, source);
+    if (run.workItemID)
+        return run.workItemID;
+    if (!run.shipID || !m_workItems)
+        return std::nullopt;
+    // The run's record does not learn of the item, so its second question finds it by the run.
+    if (const auto known = m_workItems->itemForRun(run.id))
+        return known->id;
+    WorkItem item = WorkItem::make(*run.shipID, run.slotName, WorkItem::Origin::User, m_clock.now());
+    item.status = WorkItem::Status::Running;
+    item.runIDs = {run.id};
+    // An item that cannot be stored takes no question, and yet the user is told.
+    static_cast<void>(m_workItems->upsert(item));
+    return item.id;
+}
+
+void JournalIngestor::addAsset(const RunRecord &run, const QString &path, const std::optional<QString> &kind,
+                               const std::optional<QString> &caption, Asset::Source source)
+{
+    if (!m_assets || path.isEmpty())
+        return;
+    // An agent names files as it sees them, from the folder it works in.
+    const QString absolute = QDir(run.cwd).absoluteFilePath(expandTilde(path, m_home));
+    static_cast<void>(m_assets->register_({.runID = run.id,
+                                           .shipID = run.shipID,
+                                           .workItemID = run.workItemID,
+                                           .path = absolute,
+                                           .kindHint = kind,
+                                           .caption = caption,
+                                           .source = source}));
 }
 
 void JournalIngestor::ingest(const TaskResult &result, const RunRecord &run)
 {
     for (const auto &artifact : result.artifacts)
-        addAsset(run, artifact.path, artifact.kind, artifact.caption, JournalAssets::Source::ResultFile);
+        addAsset(run, artifact.path, artifact.kind, artifact.caption, Asset::Source::ResultJSON);
 }
 
 std::optional<QString> JournalIngestor::summary(const QUuid &runID) const

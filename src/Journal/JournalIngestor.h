@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Journal/JournalCollaborators.h"
+#include "Assets/AssetStore.h"
 #include "Journal/JournalEvent.h"
 #include "Journal/RunJournalTailer.h"
-#include "Platform/Clock.h"
-#include "Platform/Tasks.h"
+#include "Scheduler/Model/RunRecord.h"
 #include "Scheduler/Model/TaskResult.h"
+#include "Ships/WorkItemStore.h"
 #include "Store/SQLite/KeelhavenDatabase.h"
 
 #include <QObject>
@@ -22,12 +22,12 @@ class JournalIngestor : public QObject
 
 public:
     /// All outlive the ingestor. `home` is where ~ points and ~/.claude lies. Without `assets` files, without
-    /// `questions` questions go no further than the journal table.
+    /// `workItems` questions go no further than the journal table.
     JournalIngestor(KeelhavenDatabase &database, Clock &clock, Tasks &tasks, QString home,
-                    JournalAssets *assets = nullptr, JournalQuestions *questions = nullptr);
+                    AssetStore *assets = nullptr, WorkItemStore *workItems = nullptr);
 
-    /// A question that `questions` took.
-    std::function<void(const RunRecord &run, const JournalQuestion &question)> onQuestion;
+    /// A run asks its human. By now the question hangs on a work item.
+    std::function<void(const RunRecord &run, const HumanQuestion &question)> onQuestion;
     /// New progress of a run, by the run's own id.
     std::function<void(const QUuid &runID, const QString &text)> onProgress;
 
@@ -47,6 +47,10 @@ public:
     /// Takes the artifacts of a result file as if the journal had named them.
     void ingest(const TaskResult &result, const RunRecord &run);
 
+    /// The work item for the run's questions: its own, the one made for it before, or a new one of its ship.
+    /// Nothing for a run that has neither item nor ship.
+    [[nodiscard]] std::optional<QString> autoItem(const RunRecord &run);
+
     /// The stored events of a run, oldest first.
     [[nodiscard]] QList<JournalEvent> events(const QUuid &runID) const;
 
@@ -64,7 +68,7 @@ private:
     void handle(const JournalEvent &event, const RunRecord &run);
     void handleQuestion(const JournalEvent &event, const RunRecord &run);
     void addAsset(const RunRecord &run, const QString &path, const std::optional<QString> &kind,
-                  const std::optional<QString> &caption, JournalAssets::Source source);
+                  const std::optional<QString> &caption, Asset::Source source);
     QCoro::Task<> readUsage(RunRecord run, QString transcript, std::function<void(const RunUsage &)> then);
     void storeSample(const RunRecord &run, const RunUsage &usage);
 
@@ -72,8 +76,8 @@ private:
     Clock &m_clock;
     Tasks &m_tasks;
     QString m_home;
-    JournalAssets *m_assets;
-    JournalQuestions *m_questions;
+    AssetStore *m_assets;
+    WorkItemStore *m_workItems;
     std::map<QUuid, RunJournalTailer> m_tailers; ///< by run id, as the maps below
     QHash<QUuid, QString> m_summaries;
     QHash<QUuid, QString> m_progress;

@@ -1,40 +1,18 @@
 #include "Journal/JournalIngestor.h"
 
 #include "Journal/TranscriptUsageReader.h"
+#include "Support/FakeProcessRunner.h"
+#include "Support/MemorySettings.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-/// Writes down what it is given.
-class FakeAssets : public JournalAssets
-{
-public:
-    void add(const RunRecord &, const QString &path, const std::optional<QString> &kind,
-             const std::optional<QString> &caption, Source source) override
-    {
-        added.append(path + u'|' + kind.value_or(u"-"_s) + u'|' + caption.value_or(u"-"_s) +
-                     (source == Source::Journal ? u"|journal"_s : u"|result"_s));
-    }
-    QStringList added;
-};
-
-class FakeQuestions : public JournalQuestions
-{
-public:
-    bool append(const RunRecord &, const JournalQuestion &question) override
-    {
-        asked.append(question);
-        return takes;
-    }
-    bool takes = true;
-    QList<JournalQuestion> asked;
-};
 
 class JournalIngestorTest : public ::testing::Test
 {
@@ -45,8 +23,11 @@ protected:
         run.cwd = u"/work/my.project"_s;
         run.shipID = QUuid::createUuid();
         run.sessionID = u"0a1b-2c"_s;
-        journal.onQuestion = [this](const RunRecord &, const JournalQuestion &question) {
+        journal.onQuestion = [this](const RunRecord &, const HumanQuestion &question) {
             told.append(question.question);
+            const auto open = workItems.openQuestions({});
+            hungBefore = std::ranges::any_of(
+                open, [&](const OpenQuestion &entry) { return entry.question.id == question.id; });
         };
         journal.onProgress = [this](const QUuid &id, const QString &text) {
             EXPECT_EQ(id, run.id);
@@ -54,6 +35,10 @@ protected:
         };
     }
 
+    void TearDown() override
+    {
+        EXPECT_TRUE(waitUntil([this] { return tasks.running() == 0; }));
+    }
     void append(const QByteArray &bytes)
     {
         QFile out(path);
@@ -72,6 +57,19 @@ protected:
             .value()
             .size();
     }
+    /// "path|kind|caption|source" of each of the run's files.
+    QStringList files() const
+    {
+        QStringList list;
+        for (const Asset &asset : assets.assetsForRun(run.id)) {
+            EXPECT_EQ(asset.shipID, run.shipID);
+            EXPECT_EQ(asset.workItemID, run.workItemID);
+            list.append(QStringList{asset.path, enumText(asset.kind), asset.caption.value_or(u"-"_s),
+                                    enumText(asset.source)}
+                            .join(u'|'));
+        }
+        return list;
+    }
     QStringList lines(const QUuid &id)
     {
         QStringList list;
@@ -84,13 +82,21 @@ protected:
     VirtualClock clock;
     Tasks tasks;
     std::unique_ptr<KeelhavenDatabase> database = KeelhavenDatabase::open(home.paths()).value();
-    FakeAssets assets;
-    FakeQuestions questions;
-    JournalIngestor journal{*database, clock, tasks, home.path(), &assets, &questions};
+    MemorySettings settings;
+    FakeProcessRunner processes;
+    AssetStore assets{{.database = *database,
+                       .clock = clock,
+                       .settings = settings,
+                       .tasks = tasks,
+                       .thumbnailer = {&processes, {}},
+                       .assetsDir = home.paths().assetsDir()}};
+    WorkItemStore workItems{*database, clock};
+    JournalIngestor journal{*database, clock, tasks, home.path(), &assets, &workItems};
     RunRecord run;
     QString path = home.path(u"journal.jsonl"_s);
     QStringList told;
     QStringList progress;
+    bool hungBefore = false; ///< whether the question hung on an item when it was told
 };
 
 TEST_F(JournalIngestorTest, EachKindGoesItsWay)
@@ -115,12 +121,25 @@ TEST_F(JournalIngestorTest, EachKindGoesItsWay)
     EXPECT_EQ(progress, QStringList{u"half"_s});
     EXPECT_EQ(journal.progress(run.id), u"half"_s);
     EXPECT_EQ(journal.summary(run.id), u"all"_s);
-    EXPECT_EQ(assets.added, (QStringList{home.path(u"a/report.pdf"_s) + u"|document|The report|journal"_s,
-                                         u"/b.png|-|-|journal"_s}));
-    ASSERT_EQ(questions.asked.size(), 2);
-    EXPECT_EQ(questions.asked[0],
-              (JournalQuestion{u"q1"_s, u"Which?"_s, {u"a"_s, u"b"_s}, Date(std::chrono::seconds(7))}));
-    EXPECT_EQ(questions.asked[1].id.size(), 8);
+    EXPECT_EQ(files(), (QStringList{home.path(u"a/report.pdf"_s) + u"|document|The report|mcp"_s,
+                                    u"/b.png|image|-|mcp"_s}));
+    ASSERT_EQ(workItems.items().size(), 1);
+    const WorkItem item = workItems.items().first();
+    EXPECT_EQ(item.title, u"agent"_s);
+    EXPECT_EQ(item.origin, WorkItemOrigin::User);
+    EXPECT_EQ(item.status, WorkItemStatus::Blocked);
+    EXPECT_EQ(item.shipID, run.shipID);
+    EXPECT_EQ(item.runIDs, QList<QUuid>{run.id});
+    ASSERT_EQ(item.humanQA.size(), 2);
+    EXPECT_EQ(item.humanQA[0], (HumanQuestion{.id = u"q1"_s,
+                                              .question = u"Which?"_s,
+                                              .options = {u"a"_s, u"b"_s},
+                                              .answer = {},
+                                              .askedAt = Date(std::chrono::seconds(7)),
+                                              .answeredAt = {},
+                                              .dismissedAt = {},
+                                              .runID = run.id}));
+    EXPECT_EQ(item.humanQA[1].id.size(), 8);
     EXPECT_EQ(told, (QStringList{u"Which?"_s, u"Or that?"_s}));
     EXPECT_EQ(lines(run.id),
               (QStringList{u"half"_s, u"all"_s, u"aside"_s, u"report.pdf — The report"_s, u"b.png"_s, u""_s,
@@ -143,39 +162,64 @@ TEST_F(JournalIngestorTest, EachKindGoesItsWay)
     EXPECT_EQ(journal.finish(makeOther()), std::nullopt);
 }
 
-TEST_F(JournalIngestorTest, QuestionsThatNobodyKeepsEndInTheTable)
+TEST_F(JournalIngestorTest, QuestionJoinsTheItemOfItsRun)
 {
+    WorkItem own = WorkItem::make(*run.shipID, u"own"_s, WorkItemOrigin::Dispatch, clock.now());
+    ASSERT_TRUE(workItems.upsert(own));
     const struct
     {
         const char *name;
-        bool hasShip;
-        bool hasItem;
-        bool takes;
-        qsizetype asked;
-        qsizetype told;
-    } cases[] = {{"ship", true, false, true, 1, 1},
-                 {"item", false, true, true, 1, 1},
-                 {"neither", false, false, true, 0, 0},
-                 {"refused", true, false, false, 1, 0}};
+        std::optional<QUuid> ship;
+        std::optional<QString> item;
+        const char *itemsAfter; ///< titles with the number of questions
+        bool isTold;
+        bool hangs;
+    } cases[] = {{"neither", {}, {}, "own0", false, false},
+                 {"item", {}, own.id, "own1", true, true},
+                 {"unknown item", run.shipID, u"gone"_s, "own1", true, false},
+                 {"ship", run.shipID, {}, "agent1 own1", true, true}};
     append("{\"type\": \"question\", \"ts\": 1, \"question\": \"?\"}\n");
     for (const auto &row : cases) {
         SCOPED_TRACE(row.name);
-        questions.asked.clear();
         told.clear();
-        questions.takes = row.takes;
+        hungBefore = false;
         auto asking = makeOther();
-        asking.shipID = row.hasShip ? run.shipID : std::nullopt;
-        asking.workItemID = row.hasItem ? std::optional(u"w"_s) : std::nullopt;
+        asking.shipID = row.ship;
+        asking.workItemID = row.item;
         journal.begin(asking, path, false);
         journal.poll(asking);
-        EXPECT_EQ(questions.asked.size(), row.asked);
-        EXPECT_EQ(told.size(), row.told);
+        QStringList items;
+        for (const WorkItem &item : workItems.items())
+            items.append(item.title + QString::number(item.humanQA.size()));
+        EXPECT_EQ(items.join(u' '), QString::fromUtf8(row.itemsAfter));
+        EXPECT_EQ(told.size(), row.isTold ? 1 : 0);
+        EXPECT_EQ(hungBefore, row.hangs);
         EXPECT_EQ(journal.events(asking.id).size(), 1);
     }
     JournalIngestor alone(*database, clock, tasks, home.path());
     alone.begin(run, path, false);
     EXPECT_EQ(alone.finish(run), std::nullopt);
     EXPECT_EQ(alone.events(run.id).size(), 1);
+}
+
+TEST_F(JournalIngestorTest, JournalThatIsReadAgainRepeatsNothing)
+{
+    const QByteArray content = "{\"type\": \"question\", \"ts\": 1, \"text\": \"?\"}\n"
+                               "{\"type\": \"asset\", \"ts\": 2, \"path\": \"out/a.md\"}\n";
+    append(content + "{\"type\": \"asset\", \"ts\": 3, \"path\": \"/work/my.project/out/a.md\"}\n"
+                     "{\"type\": \"asset\", \"ts\": 4, \"path\": \"\"}\n");
+    journal.begin(run, path, false);
+    journal.poll(run);
+    ASSERT_TRUE(QFile::resize(path, 0));
+    append(content);
+    journal.poll(run);
+    EXPECT_EQ(files(), QStringList{u"/work/my.project/out/a.md|markdown|-|mcp"_s});
+    EXPECT_EQ(told.size(), 1);
+    EXPECT_EQ(workItems.openQuestions({}).size(), 1);
+    // The same words asked later are another question.
+    append("{\"type\": \"question\", \"ts\": 5, \"text\": \"?\"}\n");
+    journal.poll(run);
+    EXPECT_EQ(workItems.openQuestions({}).size(), 2);
 }
 
 TEST_F(JournalIngestorTest, LinesAreHandledOnceAndWhole)
@@ -232,8 +276,8 @@ TEST_F(JournalIngestorTest, ResultFileBringsItsArtifacts)
                               .artifacts = {{u"~/x.md"_s, u"markdown"_s, {}}, {u"/y"_s, {}, u"Y"_s}},
                               .links = {}},
                    run);
-    EXPECT_EQ(assets.added,
-              (QStringList{home.path(u"x.md"_s) + u"|markdown|-|result"_s, u"/y|-|Y|result"_s}));
+    EXPECT_EQ(files(), (QStringList{home.path(u"x.md"_s) + u"|markdown|-|result_json"_s,
+                                    u"/y|other|Y|result_json"_s}));
 }
 
 TEST_F(JournalIngestorTest, UsageIsTheSumOfTheTranscript)
