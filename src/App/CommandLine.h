@@ -56,7 +56,8 @@ struct CommandContext;
 enum class CommandKind {
     Plain,  ///< one function of arguments and state
     Doctor, ///< looks at the machine; works without a running instance
-    Watch   ///< goes on until the caller leaves
+    Watch,  ///< goes on until the caller leaves
+    Script  ///< a program of the plugin, run in the caller's own terminal; never reaches the instance
 };
 
 /// One row of the command table.

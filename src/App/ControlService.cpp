@@ -63,6 +63,11 @@ void ControlService::answer(ControlConnection *connection, const ControlCaller &
     case CommandKind::Doctor:
         m_model.tasks().spawn(examine(call), "doctor");
         break;
+    case CommandKind::Script:
+        send(*connection,
+             CommandReply::refused(
+                 u"this command runs in a terminal of your own, not through the running instance."_s));
+        break;
     }
 }
 

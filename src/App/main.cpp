@@ -100,6 +100,27 @@ int runDoctor(bool asJSON)
     return QCoreApplication::exec();
 }
 
+/// Becomes the plugin's program for Codex's hooks: it asks on the caller's terminal.
+int becomeCodexHooks(const ParsedCommand &command)
+{
+    const auto plugin = KeelhavenPaths::fromEnvironment().bundledPluginRoot();
+    if (!plugin)
+        return print(CommandReply::refused(u"this installation carries no plugin."_s));
+    qputenv("PYTHONPATH", QFile::encodeName(*plugin));
+    QList<QByteArray> words{"python3", "-B", "-m", "keelhaven.codex_hooks",
+                            command.command->path.endsWith(u"install") ? "install" : "remove"};
+    if (command.arguments.isSet(u"yes"))
+        words.append("--yes");
+    if (command.arguments.wantsJSON())
+        words.append("--json");
+    std::vector<char *> argv;
+    for (QByteArray &word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    ::execvp(argv[0], argv.data());
+    return print(CommandReply::refused(u"cannot start python3."_s));
+}
+
 /// What can be answered while no instance runs.
 int runWithoutInstance(const QStringList &words)
 {
@@ -111,6 +132,8 @@ int runWithoutInstance(const QStringList &words)
     const auto &command = std::get<ParsedCommand>(parsed);
     if (command.command->kind == CommandKind::Doctor)
         return runDoctor(command.arguments.wantsJSON());
+    if (command.command->kind == CommandKind::Script)
+        return becomeCodexHooks(command);
     return print(
         {.exit = ExitStatus::NoInstance,
          .error =

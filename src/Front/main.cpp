@@ -243,6 +243,11 @@ int main(int argc, char **argv)
     }
     // The desktop hands a clicked link over as the only word.
     const bool isLink = arguments.size() == 1 && arguments[0].starts_with("keelhaven:");
+    // It asks before it changes a file of another program, so it needs this terminal.
+    if (arguments[0] == "codex-hooks") {
+        arguments.insert(arguments.begin(), "--cli");
+        return become("keelhaven-headless", std::move(arguments));
+    }
     if (const auto status = askInstance(isLink ? std::vector<std::string>{"open", arguments[0]} : arguments))
         return *status;
     if (isLink)
