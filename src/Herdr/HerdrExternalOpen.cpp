@@ -3,6 +3,7 @@
 #include "Herdr/DoubleQuoted.h"
 #include "Herdr/HerdrLocator.h"
 #include "Platform/Files.h"
+#include "Platform/Shell.h"
 
 #include <QFileInfo>
 #include <sys/stat.h>
@@ -48,16 +49,25 @@ std::optional<QString> writeAttachScript(const KeelhavenPaths &paths, const QStr
     return file;
 }
 
-QCoro::Task<> open(HerdrLocator *locator, ProcessRunner *processes, KeelhavenPaths paths, Terminal terminal)
+QString attachCommand(const QString &binary)
+{
+    return shellQuoted(binary) + u" --session keelhaven"_s;
+}
+
+QCoro::Task<Outcome> open(HerdrLocator *locator, ProcessRunner *processes, KeelhavenPaths paths,
+                          Desktop *desktop)
 {
     const auto binary = co_await locator->resolveBinaryWithSource();
     if (!binary)
-        co_return;
+        co_return Outcome::NoBinary;
     const bool attached = co_await hasAttachedClient(processes, binary->path);
     if (attached)
-        terminal.raise();
-    else if (const auto script = writeAttachScript(paths, binary->path))
-        terminal.run(*script);
+        co_return Outcome::AlreadyAttached;
+    const auto script = writeAttachScript(paths, binary->path);
+    if (!script)
+        co_return Outcome::NoScript;
+    const bool opened = desktop->openTerminal(QStringList{*script});
+    co_return opened ? Outcome::Opened : Outcome::NoTerminal;
 }
 
 } // namespace Keelhaven::HerdrExternalOpen

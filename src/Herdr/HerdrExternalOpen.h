@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Contract/KeelhavenPaths.h"
+#include "Platform/Desktop.h"
 #include "Platform/ProcessRunner.h"
 
-#include <functional>
 #include <optional>
 
 namespace Keelhaven {
@@ -25,16 +25,16 @@ namespace HerdrExternalOpen {
 /// Writes the script anew, executable; nothing when it cannot be written.
 [[nodiscard]] std::optional<QString> writeAttachScript(const KeelhavenPaths &paths, const QString &binary);
 
-/// The desktop's part: `raise` brings a running terminal forward, `run` opens the script in one.
-struct Terminal
-{
-    std::function<void()> raise;
-    std::function<void(const QString &script)> run;
-};
+/// What came of opening. Where no terminal can be opened, the user can run attachCommand() in one.
+enum class Outcome { Opened, AlreadyAttached, NoBinary, NoScript, NoTerminal };
 
-/// Raises the terminal when a client is attached, else attaches one. Does nothing without a binary.
-[[nodiscard]] QCoro::Task<> open(HerdrLocator *locator, ProcessRunner *processes, KeelhavenPaths paths,
-                                 Terminal terminal);
+/// Attaches a terminal to the session, unless one is attached already: that one shows whatever the host
+/// brings forward. No desktop lets a program raise another one's window.
+[[nodiscard]] QCoro::Task<Outcome> open(HerdrLocator *locator, ProcessRunner *processes, KeelhavenPaths paths,
+                                        Desktop *desktop);
+
+/// The shell line that attaches, for a person to copy.
+[[nodiscard]] QString attachCommand(const QString &binary);
 
 } // namespace HerdrExternalOpen
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Contract/KeelhavenPaths.h"
 #include "Herdr/HerdrUserService.h"
 #include "Platform/ProcessRunner.h"
 
@@ -14,13 +15,17 @@ class SystemdHerdrService : public HerdrUserService
 public:
     static constexpr QStringView unitName = u"com.keelhaven.herdr.service";
 
-    /// `unitDir` is $XDG_CONFIG_HOME/systemd/user. `processes` outlives it.
-    SystemdHerdrService(ProcessRunner &processes, QString unitDir);
+    /// The unit lies in $XDG_CONFIG_HOME/systemd/user. `processes` outlives it.
+    SystemdHerdrService(ProcessRunner &processes, const KeelhavenPaths &paths);
+
+    /// False where no user manager runs, and where the running one reads its units elsewhere: a program with
+    /// a home of its own must not touch the user's service of the same name.
 
     [[nodiscard]] QCoro::Task<bool> start(QString binary, QMap<QString, QString> environment) override;
+    /// Does nothing to a unit of another home.
     [[nodiscard]] QCoro::Task<> stop() override;
 
-    /// The unit file.
+    /// The unit file. systemd allows no quote, backslash or control character in the program's path.
     [[nodiscard]] static QString unitText(const QString &binary, const QMap<QString, QString> &environment);
     /// The program line of a unit file, to be compared with another one's.
     [[nodiscard]] static QString programLine(const QString &unitText);

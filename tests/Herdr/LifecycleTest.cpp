@@ -1,5 +1,4 @@
 #include "Herdr/HerdrManager.h"
-#include "Herdr/SystemdHerdrService.h"
 #include "HerdrFixture.h"
 
 #include <QDir>
@@ -117,34 +116,6 @@ TEST_F(HerdrLocatorTest, StopsAServerAndWaitsUntilItIsGone)
     pongs({22});
     finish(locator.stopServer(u"/b/herdr"_s));
     EXPECT_EQ(transport->calls.size(), 13);
-}
-
-TEST_F(HerdrLocatorTest, AUserServiceStartsTheServerWhereAManagerRuns)
-{
-    const QString folder = home.path(u"units"_s);
-    SystemdHerdrService systemd(processes, folder);
-    const auto started = [&](const QString &binary) {
-        processes.runs.clear();
-        const bool done = finish(systemd.start(binary, {{u"PATH"_s, u"/a b:/50%"_s}}));
-        QStringList verbs;
-        for (const ProcessSpec &spec : processes.runs)
-            verbs.append(spec.arguments.value(1));
-        return std::pair(done, verbs.join(u' '));
-    };
-    EXPECT_EQ(started(u"/b/herdr"_s), std::pair(false, u"show-environment"_s));
-    EXPECT_FALSE(QFileInfo::exists(folder));
-
-    processes.output = [](const ProcessSpec &) { return QByteArray("ok"); };
-    EXPECT_EQ(started(u"/b/her\"d$r"_s), std::pair(true, u"show-environment daemon-reload start"_s));
-    const QByteArray unit = home.read(u"units/com.keelhaven.herdr.service"_s);
-    EXPECT_TRUE(unit.contains("\nExecStart=\"/b/her\\\"d$$r\" server\nEnvironment=\"PATH=/a b:/50%%\"\n"))
-        << unit.toStdString();
-    EXPECT_EQ(started(u"/b/her\"d$r"_s).second, u"show-environment daemon-reload start");
-    EXPECT_EQ(started(u"/c/herdr"_s).second, u"show-environment stop daemon-reload start");
-    processes.output = [](const ProcessSpec &spec) {
-        return spec.arguments.contains(u"start"_s) ? QByteArray() : QByteArray("ok");
-    };
-    EXPECT_FALSE(started(u"/c/herdr"_s).first) << "the caller starts a child instead";
 }
 
 TEST(HerdrProbeTest, JudgesByTheProtocolAlone)

@@ -2,7 +2,8 @@
 #include "Herdr/HerdrPlacement.h"
 #include "Herdr/PromptDelivery.h"
 #include "Herdr/ProtectedFolders.h"
-#include "Support/TestHome.h"
+#include "HerdrFixture.h"
+#include "Support/FakeDesktop.h"
 
 #include <QFileInfo>
 #include <gtest/gtest.h>
@@ -108,6 +109,39 @@ TEST(HerdrExternalOpenTest, WritesAnExecutableScript)
     EXPECT_EQ(home.read(u".local/share/keelhaven/attach-herdr.command"_s),
               "#!/bin/sh\nunset HERDR_ENV HERDR_SOCKET_PATH HERDR_CLIENT_SOCKET_PATH HERDR_PANE_ID\n"
               "exec \"/a \\\"\\$b\\`/herdr\" --session keelhaven\n");
+}
+
+struct ExternalOpenTest : HerdrFixture
+{};
+
+TEST_F(ExternalOpenTest, AttachesATerminalUnlessOneIs)
+{
+    using HerdrExternalOpen::Outcome;
+    FakeDesktop desktop;
+    QByteArray running = "init\n";
+    processes.output = [&](const ProcessSpec &spec) {
+        return spec.program == u"/bin/ps" ? running : QByteArray();
+    };
+    const auto opened = [&] {
+        return finish(HerdrExternalOpen::open(&locator, &processes, home.paths(), &desktop));
+    };
+    EXPECT_EQ(opened(), Outcome::NoBinary);
+    const QString binary = executable(u"b'in/herdr"_s);
+    settings.set(u"herdrPathOverride"_s, binary);
+    EXPECT_EQ(opened(), Outcome::Opened);
+    const QString script = home.path(u".local/share/keelhaven/attach-herdr.command"_s);
+    EXPECT_EQ(desktop.terminals, QList<QStringList>{QStringList{script}});
+    running = "init\n" + binary.toUtf8() + " --session keelhaven\n";
+    EXPECT_EQ(opened(), Outcome::AlreadyAttached);
+    EXPECT_EQ(desktop.terminals.size(), 1);
+    running.clear();
+    desktop.hasTerminal = false;
+    EXPECT_EQ(opened(), Outcome::NoTerminal) << "a failed ps counts as nobody attached";
+    QFile::remove(script);
+    home.write(u".local/share/keelhaven/attach-herdr.command/in-the-way"_s, {});
+    EXPECT_EQ(opened(), Outcome::NoScript);
+    EXPECT_EQ(desktop.terminals.size(), 2);
+    EXPECT_EQ(HerdrExternalOpen::attachCommand(u"/b'in/herdr"_s), u"'/b'\\''in/herdr' --session keelhaven");
 }
 
 } // namespace Keelhaven
