@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,9 @@ namespace Keelhaven {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// No file that is read whole comes near it; a sparse one made by mistake must not end the program.
+constexpr off_t largestFile = off_t(1) << 30;
 
 /// What a symbolic link says, relative or absolute; empty for anything else.
 QString linkTarget(const QString &path)
@@ -58,12 +62,27 @@ Result<void, FileError> writeFileAtomically(const QString &path, const QByteArra
 
 Result<QByteArray, FileError> readFile(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return failure(FileError{u"cannot read %1: %2"_s.arg(path, file.errorString())});
+    const auto failed = [&](const QString &reason) {
+        return failure(FileError{u"cannot read %1: %2"_s.arg(path, reason)});
+    };
+    // Sessions can put a pipe where a file is expected: opening one would wait for its writer.
+    const int descriptor =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0)
+        return failed(QString::fromLocal8Bit(std::strerror(errno)));
+    QFile file;
+    if (!file.open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, QFile::AutoCloseHandle)) {
+        ::close(descriptor);
+        return failed(file.errorString());
+    }
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return failed(u"it is no regular file"_s);
+    if (status.st_size > largestFile)
+        return failed(u"it is larger than %1 MB"_s.arg(largestFile >> 20));
     const QByteArray bytes = file.readAll();
     if (file.error() != QFile::NoError)
-        return failure(FileError{u"cannot read %1: %2"_s.arg(path, file.errorString())});
+        return failed(file.errorString());
     return bytes;
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 
@@ -96,6 +97,19 @@ TEST_F(FileTree, FailuresNameThePath)
         ASSERT_FALSE(read) << unreadable.toStdString();
         EXPECT_TRUE(read.error().message().startsWith(u"cannot read "_s + path(unreadable)));
     }
+}
+
+TEST_F(FileTree, WhatIsNoFileOrTooBigToBeOneIsRefusedAtOnce)
+{
+    const QString pipe = path(u"pipe"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_EQ(readFile(pipe).error().message(), u"cannot read "_s + pipe + u": it is no regular file"_s);
+    const QString sparse = m_home.write(u"sparse"_s, "x");
+    ASSERT_EQ(::truncate(QFile::encodeName(sparse).constData(), off_t(100) << 30), 0);
+    EXPECT_EQ(readFile(sparse).error().message(),
+              u"cannot read "_s + sparse + u": it is larger than 1024 MB"_s);
+    EXPECT_TRUE(readFile(u"/proc/self/status"_s)->startsWith("Name:"))
+        << "a file that does not know its size";
 }
 
 TEST(Files, TildeIsTheHome)
