@@ -6,6 +6,14 @@
 
 namespace Keelhaven {
 
+namespace {
+
+/// The years that ISO text can name; no two moments in them are further apart than a span can hold.
+constexpr Date earliest = std::chrono::sys_days(std::chrono::year(1) / 1 / 1);
+constexpr Date latest = Date(std::chrono::sys_days(std::chrono::year(10000) / 1 / 1)) - Span(1);
+
+} // namespace
+
 double secondsSince1970(Date date)
 {
     return static_cast<double>(date.time_since_epoch().count()) / 1e6;
@@ -13,7 +21,7 @@ double secondsSince1970(Date date)
 
 Date dateFromSeconds(double value)
 {
-    return Date(seconds(value));
+    return std::clamp(Date(seconds(value)), earliest, latest);
 }
 
 Span seconds(double value)
@@ -25,7 +33,8 @@ Span seconds(double value)
 
 QDateTime toQDateTime(Date date)
 {
-    return QDateTime::fromMSecsSinceEpoch(std::chrono::floor<std::chrono::milliseconds>(date).time_since_epoch().count());
+    return QDateTime::fromMSecsSinceEpoch(
+        std::chrono::floor<std::chrono::milliseconds>(date).time_since_epoch().count());
 }
 
 Date fromQDateTime(const QDateTime &date)
@@ -35,7 +44,7 @@ Date fromQDateTime(const QDateTime &date)
 
 QString isoText(Date date)
 {
-    return toQDateTime(date).toUTC().toString(Qt::ISODateWithMs);
+    return toQDateTime(std::clamp(date, earliest, latest)).toUTC().toString(Qt::ISODateWithMs);
 }
 
 namespace {
@@ -111,7 +120,8 @@ std::optional<Date> parse(QStringView text, Fraction rule)
     const auto minute = number(text, at, 2);
     const bool colon2 = literal(text, at, u':');
     const auto second = number(text, at, 2);
-    if (!year || !month || !day || !hour || !minute || !second || !dash1 || !dash2 || !t || !colon1 || !colon2)
+    if (!year || !month || !day || !hour || !minute || !second || !dash1 || !dash2 || !t || !colon1 ||
+        !colon2)
         return std::nullopt;
     std::optional<int> micros = 0;
     if (literal(text, at, u'.'))
@@ -121,12 +131,13 @@ std::optional<Date> parse(QStringView text, Fraction rule)
     const auto offset = zoneOffset(text, at);
     if (!micros || !offset || at != text.size())
         return std::nullopt;
-    const std::chrono::year_month_day date{std::chrono::year(*year), std::chrono::month(static_cast<unsigned>(*month)),
+    const std::chrono::year_month_day date{std::chrono::year(*year),
+                                           std::chrono::month(static_cast<unsigned>(*month)),
                                            std::chrono::day(static_cast<unsigned>(*day))};
     if (!date.ok() || *hour > 23 || *minute > 59 || *second > 59)
         return std::nullopt;
-    return Date(std::chrono::sys_days(date)) + std::chrono::hours(*hour) + std::chrono::minutes(*minute)
-        + std::chrono::seconds(*second - *offset) + std::chrono::microseconds(*micros);
+    return Date(std::chrono::sys_days(date)) + std::chrono::hours(*hour) + std::chrono::minutes(*minute) +
+           std::chrono::seconds(*second - *offset) + std::chrono::microseconds(*micros);
 }
 
 } // namespace

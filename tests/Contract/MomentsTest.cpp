@@ -67,4 +67,13 @@ TEST(Moments, SecondsKeepMicrosecondsAndClamp)
     EXPECT_EQ(fromQDateTime(toQDateTime(noon + 890ms)), noon + 890ms);
 }
 
+TEST(Moments, EveryMomentHasATextThatIsReadAgain)
+{
+    for (const Date date : {dateFromSeconds(1e300), dateFromSeconds(-1e300), dateFromSeconds(4e12),
+                            distantPast, Date::max(), dateFromSeconds(0)})
+        EXPECT_TRUE(dateFromISOText(isoText(date))) << isoText(date).toStdString();
+    EXPECT_EQ(isoText(dateFromSeconds(1e300)), u"9999-12-31T23:59:59.999Z");
+    EXPECT_EQ(isoText(dateFromSeconds(-1e300)), u"0001-01-01T00:00:00.000Z");
+}
+
 } // namespace Keelhaven
