@@ -92,15 +92,15 @@ std::optional<Date> SettingsStore::date(const QString &key) const
 
 FileSettingsStore::FileSettingsStore(QString path)
     : m_path(std::move(path))
-{
-}
+{}
 
 FileSettingsStore::Stamp FileSettingsStore::stampOnDisk() const
 {
     struct stat info = {};
     if (::stat(QFile::encodeName(m_path).constData(), &info) != 0)
         return {};
-    return {qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec, qint64(info.st_size), quint64(info.st_ino)};
+    return {qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec, qint64(info.st_size),
+            quint64(info.st_ino)};
 }
 
 void FileSettingsStore::refresh() const
@@ -108,14 +108,16 @@ void FileSettingsStore::refresh() const
     const Stamp stamp = stampOnDisk();
     if (stamp == m_stamp)
         return;
+    const bool isThere = stamp != Stamp();
+    const auto bytes = isThere ? readFile(m_path) : QByteArray();
+    // Neither a file that cannot be read now nor a torn one may switch every setting to its default.
+    if (!bytes)
+        return;
     m_stamp = stamp;
-    const auto bytes = readFile(m_path);
-    const auto document = bytes ? QJsonDocument::fromJson(*bytes) : QJsonDocument();
-    // A torn or foreign file must not switch every setting to its default while the program runs.
-    if (document.isObject())
+    const auto document = QJsonDocument::fromJson(*bytes);
+    m_torn = document.isObject() ? QByteArray() : *bytes;
+    if (document.isObject() || !isThere)
         m_values = document.object();
-    else if (!bytes)
-        m_values = {};
 }
 
 std::optional<SettingValue> FileSettingsStore::value(const QString &key) const
@@ -146,6 +148,13 @@ void FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
     if (values == m_values)
         return;
     m_values = values;
+    if (m_stamp != stampOnDisk()) {
+        systemLog(u"Keelhaven: settings not saved: cannot read %1 first"_s.arg(m_path));
+        return;
+    }
+    // What a slip of the editor made unreadable is still the user's.
+    if (!m_torn.isEmpty())
+        static_cast<void>(writeFileAtomically(m_path + u".bak"_s, std::exchange(m_torn, {})));
     if (const auto written = writeFileAtomically(m_path, QJsonDocument(values).toJson()); !written)
         systemLog(u"Keelhaven: settings not saved: %1"_s.arg(written.error().message()));
     m_stamp = stampOnDisk();

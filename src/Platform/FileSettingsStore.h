@@ -7,8 +7,9 @@
 
 namespace Keelhaven {
 
-/// SettingsStore in one JSON file, 0600, written atomically. Read again only when the file changed. Keys that this
-/// version does not know survive a rewrite. A date is stored as {"date": "ISO-8601"}.
+/// SettingsStore in one JSON file, 0600, written atomically. Read again only when the file changed. Keys that
+/// this version does not know survive a rewrite; a file that is no JSON object is kept beside it as ".bak". A
+/// date is stored as {"date": "ISO-8601"}.
 class FileSettingsStore : public SettingsStore
 {
 public:
@@ -36,6 +37,7 @@ private:
     mutable QMutex m_mutex;
     mutable Stamp m_stamp;
     mutable QJsonObject m_values;
+    mutable QByteArray m_torn; ///< the file's content when it is no JSON object
 };
 
 } // namespace Keelhaven

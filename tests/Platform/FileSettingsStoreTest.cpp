@@ -2,6 +2,7 @@
 #include "Support/TestHome.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <thread>
 
 namespace Keelhaven {
@@ -72,8 +73,25 @@ TEST_F(SettingsFile, TornFileKeepsTheValuesAndADeletedOneClearsThem)
     EXPECT_EQ(m_store.text(u"name"_s), u"kept");
     m_store.set(u"more"_s, true);
     EXPECT_EQ(FileSettingsStore(file()).text(u"name"_s), u"kept");
+    EXPECT_EQ(m_home.read(u"config/settings.json.bak"_s), R"({"name": "to)");
     QFile::remove(file());
     EXPECT_EQ(m_store.keys(), QStringList());
+}
+
+TEST_F(SettingsFile, FileThatCannotBeReadNowIsNotReplaced)
+{
+    m_store.set(u"name"_s, u"kept"_s);
+    QFile::rename(file(), file() + u".aside"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(file()).constData(), 0600), 0);
+    testing::internal::CaptureStderr();
+    m_store.set(u"more"_s, true);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("settings not saved"), std::string::npos);
+    EXPECT_EQ(m_store.text(u"name"_s), u"kept");
+    QFile::remove(file());
+    QFile::rename(file() + u".aside"_s, file());
+    EXPECT_EQ(FileSettingsStore(file()).keys(), QStringList{u"name"_s});
+    m_store.set(u"next"_s, true);
+    EXPECT_EQ(FileSettingsStore(file()).keys().size(), 3) << "the next save carries what could not be saved";
 }
 
 TEST_F(SettingsFile, TwoWritersLoseNothing)
