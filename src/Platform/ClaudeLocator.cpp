@@ -28,8 +28,7 @@ ClaudeLocator::ClaudeLocator(ProcessRunner &processes, SettingsStore &settings, 
     : m_processes(processes)
     , m_settings(settings)
     , m_home(std::move(home))
-{
-}
+{}
 
 QCoro::Task<std::optional<QString>> ClaudeLocator::loginShell(QString command) const
 {
@@ -50,7 +49,8 @@ QCoro::Task<std::optional<QString>> ClaudeLocator::loginShellPATH(bool forceRefr
         if (const auto cached = cachedPATH())
             co_return cached;
     }
-    const auto answer = co_await loginShell(u"echo $PATH"_s);
+    // Quoted, because fish prints the list with blanks otherwise.
+    const auto answer = co_await loginShell(u"echo \"$PATH\""_s);
     if (!answer || answer->isEmpty())
         co_return std::nullopt;
     m_settings.set(u"loginShellPATH"_s, *answer);
