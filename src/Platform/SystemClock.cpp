@@ -1,13 +1,24 @@
 #include "Platform/SystemClock.h"
 
 #include <QTimer>
+#include <ctime>
 
 namespace Keelhaven {
 
 namespace {
 
-/// QTimer counts in int milliseconds (24.8 days), so longer waits are cut into laps of half a day.
-constexpr auto longestLap = std::chrono::hours(12);
+/// QTimer stands still while the machine sleeps, and counts in int milliseconds (24.8 days). So longer waits
+/// are cut into laps, and a wait that ended during a sleep is noticed at most this long after it.
+constexpr auto longestLap = std::chrono::minutes(1);
+
+/// Time since the machine was started, its sleeps included.
+Span sinceBoot()
+{
+    timespec time = {};
+    ::clock_gettime(CLOCK_BOOTTIME, &time);
+    return std::chrono::seconds(time.tv_sec) +
+           std::chrono::floor<Span>(std::chrono::nanoseconds(time.tv_nsec));
+}
 
 class QtTimer : public Timer::Impl
 {
@@ -15,7 +26,7 @@ public:
     QtTimer(Span delay, bool repeats, std::function<void()> callback)
         : m_timer(new QTimer)
         , m_interval(repeats ? delay : Span::zero())
-        , m_left(delay)
+        , m_end(sinceBoot() + delay)
         , m_callback(std::move(callback))
     {
         m_timer->setTimerType(Qt::PreciseTimer);
@@ -35,19 +46,18 @@ public:
 private:
     void startLap()
     {
-        const Span lap = std::clamp(m_left, Span::zero(), Span(longestLap));
-        m_left -= lap;
+        const Span lap = std::clamp(m_end - sinceBoot(), Span::zero(), Span(longestLap));
         m_timer->start(std::chrono::ceil<std::chrono::milliseconds>(lap));
     }
 
     void fire()
     {
-        if (m_timer->isSingleShot() && m_left > Span::zero()) {
+        if (m_timer->isSingleShot() && m_end > sinceBoot()) {
             startLap();
             return;
         }
         if (m_timer->isSingleShot() && m_interval > Span::zero()) {
-            m_left = m_interval;
+            m_end = sinceBoot() + m_interval;
             startLap();
         }
         const auto callback = m_callback;
@@ -56,7 +66,7 @@ private:
 
     QTimer *m_timer;
     Span m_interval; ///< zero for a one-shot
-    Span m_left;     ///< after the lap under way
+    Span m_end;      ///< of a wait in laps, since boot
     std::function<void()> m_callback;
 };
 
