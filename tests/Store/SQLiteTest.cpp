@@ -214,6 +214,14 @@ TEST_F(SQLiteTest, MigrationThatFailsHalfWayIsTriedAgainFromTheStart)
     EXPECT_TRUE(tables(*raw).contains(u"usage_samples"_s));
 }
 
+TEST_F(SQLiteTest, VersionBelowNoneCountsAsNone)
+{
+    const QString path = home.path(u"odd.sqlite"_s);
+    ASSERT_TRUE(SQLiteConnection::open(path).value()->setUserVersion(-3));
+    EXPECT_EQ(openOrFail(path)->meta(u"k"_s), std::nullopt);
+    EXPECT_EQ(SQLiteConnection::open(path).value()->userVersion().value(), 1);
+}
+
 /// Points the temporary folder of this process elsewhere for one test.
 class TemporaryFolder
 {

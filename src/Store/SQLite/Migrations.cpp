@@ -1,5 +1,6 @@
 #include "Store/SQLite/Migrations.h"
 
+#include <algorithm>
 #include <array>
 
 namespace Keelhaven::Migrations {
@@ -156,7 +157,7 @@ Result<void, SQLiteError> apply(SQLiteConnection &connection)
     const auto version = connection.userVersion();
     if (!version)
         return failure(version.error());
-    for (int step = *version; step < schemaVersion; ++step) {
+    for (int step = std::max(*version, 0); step < schemaVersion; ++step) {
         const auto migrate = [&]() -> Result<void, SQLiteError> {
             if (auto migrated = migrations[static_cast<size_t>(step)](connection); !migrated)
                 return migrated;

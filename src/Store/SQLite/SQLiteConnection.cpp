@@ -7,6 +7,10 @@ namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+constexpr int busyTimeoutMilliseconds = 5000;
+}
+
 /// A prepared statement for the length of one call.
 class SQLiteConnection::Statement
 {
@@ -107,6 +111,8 @@ Result<std::unique_ptr<SQLiteConnection>, SQLiteError> SQLiteConnection::open(co
         sqlite3_close_v2(handle);
         return failure(SQLiteError{code, text, std::nullopt});
     }
+    // From the first statement on: switching to the log or recovering it may meet another program's lock.
+    sqlite3_busy_timeout(handle, busyTimeoutMilliseconds);
     return std::unique_ptr<SQLiteConnection>(new SQLiteConnection(handle));
 }
 

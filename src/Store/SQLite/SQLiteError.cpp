@@ -1,24 +1,10 @@
 #include "Store/SQLite/SQLiteError.h"
 
-#include <QTextBoundaryFinder>
+#include "Platform/Text.h"
 
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QString firstCharacters(const QString &text, int count)
-{
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    for (int i = 0; i < count; ++i) {
-        if (finder.toNextBoundary() < 0)
-            return text;
-    }
-    return text.first(finder.position());
-}
-
-} // namespace
 
 QString SQLiteError::message() const
 {
