@@ -5,15 +5,32 @@ namespace Keelhaven {
 void LineBuffer::add(QByteArrayView bytes, const std::function<void(QByteArrayView)> &line)
 {
     for (qsizetype end; (end = bytes.indexOf('\n')) >= 0; bytes = bytes.sliced(end + 1)) {
-        if (m_partial.isEmpty()) {
+        const bool isWhole = m_partial.isEmpty() && !m_isDropping && end <= m_longestLine;
+        if (isWhole) {
             line(bytes.first(end));
             continue;
         }
-        m_partial.append(bytes.first(end));
+        keep(bytes.first(end));
         const QByteArray whole = std::exchange(m_partial, {});
-        line(whole);
+        if (!std::exchange(m_isDropping, false))
+            line(whole);
     }
-    m_partial.append(bytes);
+    keep(bytes);
+}
+
+void LineBuffer::clear()
+{
+    m_partial.clear();
+    m_isDropping = false;
+}
+
+void LineBuffer::keep(QByteArrayView bytes)
+{
+    m_isDropping = m_isDropping || m_partial.size() + bytes.size() > m_longestLine;
+    if (m_isDropping)
+        m_partial = QByteArray();
+    else
+        m_partial.append(bytes);
 }
 
 } // namespace Keelhaven

@@ -51,6 +51,20 @@ protected:
     JSONLTailer tailer;
 };
 
+TEST(LineBufferTest, LineBeyondTheLimitIsDroppedWholeInWhateverPiecesItComes)
+{
+    const QByteArray text = "abcd\nefghi\n\njklmnopq\nrst\nuvwxyz";
+    for (qsizetype piece = 1; piece <= text.size(); ++piece) {
+        LineBuffer lines(4);
+        QByteArray seen;
+        for (qsizetype at = 0; at < text.size(); at += piece)
+            lines.add(QByteArrayView(text).sliced(at, std::min(piece, text.size() - at)),
+                      [&](QByteArrayView line) { seen.append(line).append('|'); });
+        EXPECT_EQ(seen, "abcd||rst|") << piece;
+        EXPECT_TRUE(lines.partial().isEmpty()) << piece;
+    }
+}
+
 TEST_F(JSONLTailerTest, GivesEachWholeLineOnce)
 {
     EXPECT_EQ(read(), u"/"_s);
