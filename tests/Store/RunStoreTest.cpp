@@ -65,6 +65,27 @@ TEST_F(RunStoreTest, RunsAreFilesNewestFirst)
     EXPECT_EQ(store.loadScrollback(middle.id), std::nullopt);
 }
 
+TEST_F(RunStoreTest, IDsThatAreNoUUIDsNeverBecomePaths)
+{
+    const auto agent = makeSlot(u"A"_s);
+    ASSERT_TRUE(store.saveSlots({agent}));
+    QByteArray agents = readFile(paths.slotsFile()).value();
+    agents.replace(uuidText(agent.id).toUtf8(), "../../A");
+    ASSERT_TRUE(writeFileAtomically(paths.slotsFile(), agents));
+    EXPECT_TRUE(store.loadSlots().isEmpty());
+    EXPECT_EQ(readFile(paths.slotsFile() + u".bak"_s), agents);
+
+    const auto run = makeRun(now);
+    ASSERT_TRUE(store.saveRecord(run));
+    QByteArray record = readFile(file(run, u".json"_s)).value();
+    const QString moved = u".local/share/keelhaven/scheduler/runs/run.json"_s;
+    home.write(moved, record);
+    EXPECT_EQ(store.loadHistory(), (QList{run, run})) << "the name of a file says nothing";
+    record.replace(uuidText(run.id).toUtf8(), "../slots");
+    home.write(moved, record);
+    EXPECT_EQ(store.loadHistory(), QList{run});
+}
+
 TEST_F(RunStoreTest, PrunePast200TakesRecordAndScrollback)
 {
     QList<RunRecord> records;

@@ -49,6 +49,20 @@ TEST_F(SQLiteRunStoreTest, AgentsKeepTheirFirstOrderAndLoseWhatIsNotListed)
     EXPECT_EQ(row.string(u"model"), u"opus"_s);
 }
 
+TEST_F(SQLiteRunStoreTest, RowsUnderForeignIDsAreReplacedByTheirAgents)
+{
+    const auto agent = makeSlot(u"A"_s);
+    ASSERT_TRUE(store.saveSlots({agent}));
+    rows(u"UPDATE agents SET id = lower(id)"_s);
+    rows(u"INSERT INTO agents SELECT '../x', ship_id, kind, name, enabled, provider, model, last_fired_at, "
+         "replace(payload, upper(id), '../x'), created_at, updated_at FROM agents"_s);
+    EXPECT_EQ(store.loadSlots(), QList{agent});
+    ASSERT_TRUE(store.saveSlots(store.loadSlots()));
+    EXPECT_EQ(count(u"agents"_s), 1);
+    EXPECT_EQ(store.loadSlots(), QList{agent});
+    EXPECT_EQ(rows(u"SELECT id FROM agents"_s).first().string(u"id"), uuidText(agent.id));
+}
+
 TEST_F(SQLiteRunStoreTest, SavingAgentsIsAllOrNothing)
 {
     const auto a = makeSlot(u"A"_s);
