@@ -1,6 +1,7 @@
 #include "Scheduler/Model/RunRecord.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace Keelhaven {
 namespace {
@@ -77,6 +78,8 @@ TEST(RunRecord, SurvivesItsJSONAndLeavesOutWhatIsNotSet)
     EXPECT_EQ(encodeRecord(record).size(), 29);
     EXPECT_EQ(record.minutes(), 1.5);
     EXPECT_EQ(record.usage->workTokens(), 6);
+    constexpr qint64 most = std::numeric_limits<qint64>::max();
+    EXPECT_EQ((RunUsage{1, most, most, 0}.workTokens()), most);
 }
 
 TEST(RunRecord, UnknownTriggersReadAsManual)

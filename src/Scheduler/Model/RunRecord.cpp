@@ -1,5 +1,7 @@
 #include "Scheduler/Model/RunRecord.h"
 
+#include <limits>
+
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
@@ -33,6 +35,16 @@ const OutcomeTexts &textsOf(RunOutcome::Kind kind)
 }
 
 } // namespace
+
+qint64 RunUsage::workTokens() const
+{
+    qint64 sum = 0;
+    for (const qint64 part : {input, output, cacheCreation}) {
+        if (__builtin_add_overflow(sum, part, &sum))
+            return std::numeric_limits<qint64>::max();
+    }
+    return sum;
+}
 
 QString RunOutcome::key() const
 {

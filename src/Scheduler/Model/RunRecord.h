@@ -14,8 +14,8 @@ struct RunUsage
 
     bool operator==(const RunUsage &) const = default;
 
-    /// What counts as work: everything but cache reads.
-    [[nodiscard]] qint64 workTokens() const { return input + output + cacheCreation; }
+    /// What counts as work: everything but cache reads. The largest number where the sum would pass it.
+    [[nodiscard]] qint64 workTokens() const;
 };
 
 template <>
