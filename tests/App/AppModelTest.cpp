@@ -1,0 +1,131 @@
+#include "App/AppModel.h"
+
+#include "Platform/InotifyDirectoryWatch.h"
+#include "Platform/JobManager.h"
+#include "Platform/NotificationSink.h"
+#include "Platform/PowerBackend.h"
+#include "Store/DatabaseOpening.h"
+#include "Store/RunStore.h"
+#include "Support/FakeProcessRunner.h"
+#include "Support/MemorySettings.h"
+#include "Support/TestHome.h"
+#include "Support/VirtualClock.h"
+
+#include <gtest/gtest.h>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+/// The application on a home of its own, without a terminal host: no outside program can be started.
+class AppModelTest : public testing::Test
+{
+protected:
+    AppModelTest()
+    {
+        home.enter();
+        m_temporary = qgetenv("TMPDIR");
+        qputenv("TMPDIR", home.path().toUtf8());
+    }
+    ~AppModelTest() override
+    {
+        clock.close();
+        settle();
+        m_temporary.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", m_temporary);
+    }
+
+    std::unique_ptr<AppModel> open()
+    {
+        auto model =
+            AppModel::create({paths, clock, processes, settings, watches, jobs, power, notifications, {}});
+        EXPECT_TRUE(model);
+        return model ? *std::move(model) : nullptr;
+    }
+    static QStringList agents(AppModel &model)
+    {
+        model.scheduler().start();
+        QStringList names;
+        for (const auto &slot : model.scheduler().slotList())
+            names.append(slot.name);
+        return names;
+    }
+    static SchedulerSlot agent(const QString &name)
+    {
+        SchedulerSlot slot;
+        slot.name = name;
+        slot.command = u"go"_s;
+        slot.schedule.rule = ScheduleSpec::Daily{};
+        return slot;
+    }
+
+    const TestHome home;
+    const KeelhavenPaths paths = home.paths();
+    VirtualClock clock;
+    FakeProcessRunner processes;
+    MemorySettings settings;
+    InotifyDirectoryWatchFactory watches;
+    NoJobManager jobs;
+    NoPowerBackend power;
+    NoNotificationSink notifications;
+
+private:
+    QByteArray m_temporary;
+};
+
+TEST_F(AppModelTest, WithoutItsDatabaseAgentsAndHistoryAreThoseOfThePlainFiles)
+{
+    RunStore plainFiles(paths);
+    ASSERT_TRUE(plainFiles.saveSlots({agent(u"old"_s)}));
+    RunRecord run;
+    run.endedAt = run.startedAt = clock.now();
+    ASSERT_TRUE(plainFiles.saveRecord(run));
+    home.write(u".local/share/keelhaven/keelhaven.sqlite"_s, QByteArray(5000, 'x'));
+
+    testing::internal::CaptureStderr();
+    const auto model = open();
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+    ASSERT_TRUE(model);
+    EXPECT_TRUE(model->databaseError().value_or(QString()).startsWith(u"sqlite 26: "_s));
+    EXPECT_EQ(agents(*model), QStringList{u"old"_s});
+    EXPECT_EQ(model->scheduler().history(), QList{run});
+    model->scheduler().upsert(agent(u"new"_s));
+    EXPECT_EQ(plainFiles.loadSlots().size(), 2) << "what is saved now is there after the next start";
+}
+
+TEST_F(AppModelTest, PlainFilesComeIntoTheDatabaseOnceAndAgentsStayInIt)
+{
+    RunStore plainFiles(paths);
+    ASSERT_TRUE(plainFiles.saveSlots({agent(u"a"_s), agent(u"b"_s)}));
+    {
+        const auto model = open();
+        EXPECT_EQ(model->databaseError(), std::nullopt);
+        EXPECT_EQ(agents(*model), (QStringList{u"a"_s, u"b"_s}));
+        model->scheduler().deleteSlot(model->scheduler().slotList().first().id);
+    }
+    EXPECT_EQ(agents(*open()), QStringList{u"b"_s});
+}
+
+TEST_F(AppModelTest, SecondStartAddsNothingAndTheLogIsEmptyAfterTheQuit)
+{
+    const auto model = open();
+    EXPECT_EQ(clock.timerCount(), 0U) << "building starts nothing";
+    int snapshots = 0;
+    QObject::connect(model.get(), &AppModel::snapshotApplied, model.get(), [&] { ++snapshots; });
+    model->start();
+    settle();
+    const auto timers = clock.timerCount();
+    model->start();
+    settle();
+    EXPECT_EQ(snapshots, 1);
+    EXPECT_EQ(clock.timerCount(), timers);
+    model->scheduler().upsert(agent(u"a"_s));
+    const QFileInfo log(paths.databaseFile() + u"-wal"_s);
+    EXPECT_GT(log.size(), 0);
+    model->shutdown();
+    EXPECT_EQ(QFileInfo(log.filePath()).size(), 0);
+}
+
+} // namespace
+} // namespace Keelhaven
