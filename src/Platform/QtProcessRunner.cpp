@@ -90,8 +90,10 @@ public:
     ~Child() override
     {
         m_process.disconnect(this);
-        if (m_process.state() != QProcess::NotRunning)
-            signalGroup(SIGKILL);
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        signalGroup(SIGKILL);
+        m_process.waitForFinished(1000);
     }
 
     OneShot<ProcessResult> done;
