@@ -131,6 +131,11 @@ public:
 
     // Take-over and follow-ups
 
+    /// Opens a run's conversation for the user: the live session where there is one, else a new one. Gives
+    /// the reason when that is impossible, and nothing when it was done or is on its way.
+    [[nodiscard]] std::optional<QString> resume(const QUuid &runID);
+    /// Brings the terminal host to the user, at this run's session when it is live.
+    void openHerdr(const std::optional<QUuid> &runID = std::nullopt);
     /// Hands a live session to the user; it is neither nudged nor wound down from then on.
     void takeOver(const QUuid &runID);
     [[nodiscard]] std::optional<ParkedSession> parkedSession(const QUuid &slotID) const;
@@ -244,7 +249,6 @@ private:
     // Parking (SchedulerParking.cpp)
     void park(const ActiveRunPtr &run);
     void resetParkedTimer();
-    QCoro::Task<> focusRun(LaunchedRun run);
     QCoro::Task<> endParked(LaunchedRun run);
 
     // History (SchedulerHistory.cpp)

@@ -168,6 +168,9 @@ void SchedulerEngine::launched(const QueuedRun &queuedRun, const LaunchedRun &se
 {
     const RunRecord &record = queuedRun.record;
     m_active.append(std::make_shared<ActiveRun>(record, queuedRun.slot, session));
+    // A resumed session keeps its id, and the log still holds the end of its earlier turn.
+    if (record.resumeSessionID)
+        m_active.last()->eventFloor = record.startedAt;
     if (request.runDir && journal)
         journal->begin(record, journalPath(record), false);
     if (notificationsOn())

@@ -1,11 +1,12 @@
 #include "Journal/JournalIngestor.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/Text.h"
+#include "Scheduler/RunResume.h"
 #include "Scheduler/SchedulerEngine.h"
 
 #include <algorithm>
 
-// Taking sessions over, keeping finished ones open, and sending further prompts to them.
+// Taking sessions over, resuming finished ones, keeping them open, and sending further prompts to them.
 namespace Keelhaven {
 
 using namespace std::chrono_literals;
@@ -21,6 +22,43 @@ constexpr qint64 defaultMaxOpen = 5;
 constexpr qsizetype bodyLimit = 120;
 
 } // namespace
+
+std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
+{
+    if (activeRun(runID)) {
+        takeOver(runID);
+        return std::nullopt;
+    }
+    const auto found = std::ranges::find(m_history, runID, &RunRecord::id);
+    if (found == m_history.end())
+        return u"That run is no longer in history."_s;
+    const RunRecord record = *found;
+    if (auto reason = RunResume::blockedReason(record))
+        return reason;
+    const auto continues = [&](const RunRecord &other) { return other.resumeSessionID == record.sessionID; };
+    // A resumed session that has just opened has not told its own id yet.
+    const auto live = std::ranges::find_if(m_active, [&](const ActiveRunPtr &run) {
+        return run->record.sessionID == record.sessionID || continues(run->record);
+    });
+    if (live != m_active.end()) {
+        takeOver((*live)->record.id);
+        return std::nullopt;
+    }
+    // A run that was admitted has left the queue, and its session does not live yet.
+    if (std::ranges::any_of(m_queued, continues, &QueuedRun::record) ||
+        std::ranges::any_of(m_launching, continues))
+        return std::nullopt;
+    const SchedulerSlot resumed = RunResume::slot(record, slot(record.slotID), m_services.clock.now());
+    enqueue(resumed, RunTrigger::Manual, {.resumeSessionID = record.sessionID, .handoff = true});
+    return std::nullopt;
+}
+
+void SchedulerEngine::openHerdr(const std::optional<QUuid> &runID)
+{
+    if (const auto run = runID ? activeRun(*runID) : nullptr)
+        m_tasks.spawn(m_services.launcher.focus(run->launched), "focus");
+    openExternal();
+}
 
 void SchedulerEngine::takeOver(const QUuid &runID)
 {
@@ -47,9 +85,8 @@ void SchedulerEngine::park(const ActiveRunPtr &run)
 
 void SchedulerEngine::resetParkedTimer()
 {
-    if (m_parked.isEmpty())
-        m_parkedTimer.reset();
-    else if (!m_parkedTimer)
+    m_parkedTimer.reset();
+    if (!m_parked.isEmpty())
         m_parkedTimer = m_services.clock.every(
             sweepInterval, [this] { m_tasks.spawn(sweepParked(m_services.clock.now()), "parked sweep"); });
 }

@@ -97,6 +97,7 @@ public:
 
     QMap<QString, Pane> panes;
     QStringList launchOrder; ///< agent names
+    QStringList focused;     ///< panes
     std::optional<LaunchError> launchFails;
     std::optional<QString> blocked;
     std::optional<QString> failedScreen;
@@ -160,7 +161,11 @@ public:
         panes[run.paneID].probe = {AgentState::Done, false};
         co_return;
     }
-    QCoro::Task<> focus(LaunchedRun) override { co_return; }
+    QCoro::Task<> focus(LaunchedRun run) override
+    {
+        focused.append(run.paneID);
+        co_return;
+    }
     QCoro::Task<> sendText(LaunchedRun run, QString text) override
     {
         panes[run.paneID].typed.append(text);

@@ -1,0 +1,305 @@
+#include "Scheduler/RunResume.h"
+
+#include "EngineFixture.h"
+
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+RunRecord finished(const QString &folder)
+{
+    RunRecord record;
+    record.slotName = u"Night Watch"_s;
+    record.cwd = folder;
+    record.sessionID = u"s1"_s;
+    return record;
+}
+
+class ResumeTest : public EngineTest
+{
+protected:
+    ResumeTest()
+    {
+        engine->openExternal = [this] { ++opened; };
+        engine->start();
+    }
+
+    ActiveRunPtr begin(const QString &name, const std::function<void(SchedulerSlot &)> &change = {})
+    {
+        auto agent = slot(name);
+        if (change)
+            change(agent);
+        engine->enqueue(agent);
+        settleAll();
+        return engine->active().last();
+    }
+    ScriptedLauncher::Pane &paneOf(const LaunchedRun &run) { return launcher.panes[run.paneID]; }
+
+    /// A run that went through its turn and closed.
+    RunRecord complete(const ActiveRunPtr &run)
+    {
+        deliver(event(u"SessionStart"_s, run->record));
+        deliver(event(u"Stop"_s, run->record));
+        paneOf(run->launched).probe.state = AgentState::Idle;
+        paneOf(run->launched).endsOnExitRequest = true;
+        clock.advance(10s);
+        return engine->history().first();
+    }
+
+    /// The session of a run that ended and was kept open.
+    ParkedSession parkOne(const QString &name)
+    {
+        const auto run = begin(name, [](SchedulerSlot &agent) { agent.keepSessionOpen = true; });
+        deliver(event(u"Stop"_s, run->record));
+        paneOf(run->launched).probe.state = AgentState::Idle;
+        clock.advance(5s);
+        return engine->parked().value(run->record.id);
+    }
+    [[nodiscard]] QStringList parkedNames() const
+    {
+        QStringList names;
+        for (const auto &session : engine->parked())
+            names.append(session.record.slotName);
+        names.sort();
+        return names;
+    }
+
+    int opened = 0;
+};
+
+} // namespace
+
+TEST(RunResumeTest, WhatStandsInTheWay)
+{
+    const TestHome home;
+    struct Case
+    {
+        std::optional<AgentProvider> provider;
+        std::optional<QString> sessionID;
+        QString cwd;
+        std::optional<QString> reason;
+    };
+    const QString codex =
+        u"Only Claude sessions can be resumed here — continue a Codex session in Herdr itself."_s;
+    const QString noSession =
+        u"This run didn't record a session id, so there is no conversation to pick up."_s;
+    const QString file = home.write(u"file"_s, {});
+    const Case cases[] = {
+        {AgentProvider::Codex, std::nullopt, u"/gone"_s, codex},
+        {AgentProvider::Claude, std::nullopt, u"/gone"_s, noSession},
+        {std::nullopt, u""_s, home.path(), noSession},
+        {std::nullopt, u"s"_s, u"/gone"_s, u"The folder the run worked in is gone: /gone"_s},
+        {std::nullopt, u"s"_s, file, u"The folder the run worked in is gone: "_s + file},
+        {AgentProvider::Claude, u"s"_s, home.path(), std::nullopt},
+    };
+    for (const auto &c : cases) {
+        RunRecord record = finished(c.cwd);
+        record.provider = c.provider;
+        record.sessionID = c.sessionID;
+        EXPECT_EQ(RunResume::blockedReason(record), c.reason);
+    }
+    RunRecord record;
+    EXPECT_FALSE(RunResume::isResumed(record));
+    record.resumeSessionID = u""_s;
+    EXPECT_FALSE(RunResume::isResumed(record));
+    record.resumeSessionID = u"s"_s;
+    EXPECT_TRUE(RunResume::isResumed(record));
+}
+
+TEST(RunResumeTest, ThePersonGetsAnAgentOfTheirOwn)
+{
+    const Date now(1772600707s);
+    RunRecord record = finished(u"/w/app"_s);
+    record.projectDir = u"/p/app"_s;
+    record.model = u"opus"_s;
+    record.shipID = QUuid::createUuid();
+
+    SchedulerSlot expected;
+    SchedulerSlot made = RunResume::slot(record, std::nullopt, now);
+    EXPECT_NE(made.id, record.slotID);
+    expected.id = made.id;
+    expected.name = u"Night Watch · resumed"_s;
+    expected.model = u"opus"_s;
+    expected.cwds = QStringList{u"/w/app"_s};
+    expected.command =
+        u"I'm back to continue this session in person. In a few sentences remind me where you left off "
+        "— what you did and what is still open — then wait for my instructions."_s;
+    expected.schedule.rule = ScheduleSpec::Once{now};
+    expected.timeoutMinutes = 240;
+    expected.keepAwake = false;
+    expected.closeFinishedTab = false;
+    expected.herdrWorkspace = u"app"_s;
+    expected.keepSessionOpen = true;
+    expected.addDirs = QStringList{u"/p/app"_s};
+    expected.shipID = record.shipID;
+    expected.kind = SlotKind::Oneoff;
+    EXPECT_EQ(made, expected);
+
+    SchedulerSlot original;
+    original.plugins = QStringList{u"a@m"_s};
+    original.herdrWorkspace = u"Harbour"_s;
+    original.addDirs = QStringList{u"/extra"_s, u"/p/app"_s};
+    original.preflight = u"false"_s;
+    original.priority = 5;
+    original.captainDecides = original.runOnlyIfChanged = true;
+    original.workspaceMode = WorkspaceMode::Shared;
+    original.lastFiredAt = now;
+    made = RunResume::slot(record, original, now);
+    expected.id = made.id;
+    expected.plugins = original.plugins;
+    expected.herdrWorkspace = original.herdrWorkspace;
+    expected.addDirs = original.addDirs;
+    EXPECT_EQ(made, expected) << "nothing else comes over";
+}
+
+TEST_F(ResumeTest, AFinishedRunIsResumedOnceHoweverOftenAsked)
+{
+    EXPECT_EQ(engine->resume(QUuid::createUuid()), u"That run is no longer in history."_s);
+    const RunRecord old = complete(begin(u"agent"_s));
+    ASSERT_TRUE(engine->active().isEmpty());
+
+    settings.set(u"schedulerMaxConcurrent"_s, qint64(1));
+    begin(u"in the way"_s);
+    launcher.holdLaunches = true;
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    ASSERT_EQ(engine->queued().size() + engine->launching().size(), 1) << "waiting for its turn";
+    engine->stop(live()->record.id);
+    clock.advance(15s);
+    ASSERT_EQ(engine->launching().size(), 1);
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    EXPECT_EQ(opened, 0);
+    launcher.releaseLaunches();
+    settleAll();
+
+    ASSERT_EQ(engine->active().size(), 1);
+    EXPECT_TRUE(engine->queued().isEmpty());
+    const auto resumed = live();
+    EXPECT_EQ(resumed->record.resumeSessionID, old.sessionID);
+    EXPECT_NE(resumed->record.slotID, old.slotID);
+    EXPECT_TRUE(resumed->takenOver);
+    EXPECT_EQ(pane().request.prompt, resumed->slot.command) << "no contract in a person's session";
+    EXPECT_EQ(opened, 1);
+    EXPECT_EQ(engine->resume(old.id), std::nullopt) << "before the session has told its id";
+    EXPECT_EQ(engine->resume(resumed->record.id), std::nullopt);
+    EXPECT_EQ(opened, 3);
+    EXPECT_EQ(engine->active().size(), 1);
+    EXPECT_EQ(launcher.focused.count(resumed->launched.paneID), 3);
+
+    deliver(event(u"Stop"_s, resumed->record));
+    EXPECT_EQ(engine->history().first().id, resumed->record.id)
+        << "a taken-over run's turn closes its record";
+    EXPECT_EQ(paneOf(resumed->launched).closes, 0);
+}
+
+TEST_F(ResumeTest, ASessionThatIsLiveIsShownInsteadOfResumed)
+{
+    const RunRecord old = complete(begin(u"agent"_s));
+    engine->enqueue(slot(u"other"_s), RunTrigger::Manual, {.resumeSessionID = old.sessionID});
+    settleAll();
+    const auto other = live();
+    deliver(event(u"SessionStart"_s, other->record,
+                  [&](JSONObject &object) { object.set(u"session_id"_s, *old.sessionID); }));
+    ASSERT_EQ(other->record.sessionID, old.sessionID);
+    EXPECT_FALSE(other->completionSeen) << "the end of the session's first life is not its second's";
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    EXPECT_TRUE(other->takenOver);
+    EXPECT_EQ(engine->active().size() + engine->queued().size() + engine->launching().size(), 1);
+
+    engine->openHerdr();
+    engine->openHerdr(QUuid::createUuid());
+    EXPECT_EQ(launcher.focused.size(), 1);
+    engine->openHerdr(other->record.id);
+    EXPECT_EQ(launcher.focused.size(), 2);
+    EXPECT_EQ(opened, 4);
+}
+
+TEST_F(ResumeTest, ParkedSessionsEndByAgeAndNumber)
+{
+    settings.set(u"dispatchMaxOpenSessions"_s, qint64(2));
+    const auto first = parkOne(u"first"_s);
+    parkOne(u"second"_s);
+    const auto third = parkOne(u"third"_s);
+    await(engine->sweepParked(clock.now()));
+    EXPECT_EQ(parkedNames(), (QStringList{u"second"_s, u"third"_s}));
+    EXPECT_EQ(paneOf(first.launched).exitRequests, 1);
+    EXPECT_EQ(paneOf(first.launched).closes, 0);
+    clock.advance(10s);
+    EXPECT_EQ(paneOf(first.launched).closes, 1);
+
+    await(engine->sweepParked(third.since + 12h));
+    EXPECT_EQ(parkedNames(), QStringList{u"third"_s});
+    settings.set(u"dispatchKeepOpenHours"_s, qint64(13));
+    await(engine->sweepParked(third.since + 12h + 1s));
+    EXPECT_EQ(parkedNames(), QStringList{u"third"_s});
+    settings.set(u"dispatchKeepOpenHours"_s, qint64(12));
+    await(engine->sweepParked(third.since + 12h + 1s));
+    EXPECT_TRUE(engine->parked().isEmpty());
+    clock.advance(10s);
+    EXPECT_EQ(clock.timerCount(), 0U) << "nothing open, nothing to sweep";
+}
+
+TEST_F(ResumeTest, TheSweepRunsByItselfAndForgetsPanesThatWent)
+{
+    const auto gone = parkOne(u"gone"_s);
+    parkOne(u"here"_s);
+    paneOf(gone.launched).probe.exists = false;
+    clock.advance(299s);
+    EXPECT_EQ(engine->parked().size(), 2);
+    clock.advance(1s);
+    EXPECT_EQ(parkedNames(), QStringList{u"here"_s});
+    EXPECT_EQ(paneOf(gone.launched).exitRequests, 0);
+    clock.advance(12h);
+    EXPECT_TRUE(engine->parked().isEmpty());
+}
+
+TEST_F(ResumeTest, AFollowUpGoesOnlyToASessionThatRests)
+{
+    settings.set(u"schedulerNotificationsEnabled"_s, true);
+    const auto session = parkOne(u"agent"_s);
+    auto &shown = paneOf(session.launched);
+    const auto follow = [&] {
+        std::optional<std::optional<QUuid>> id;
+        auto watch = [](QCoro::Task<std::optional<QUuid>> task,
+                        std::optional<std::optional<QUuid>> &out) -> QCoro::Task<> { out = co_await task; };
+        const auto running = watch(engine->continueRun(session.record.slotID, u"x"_s.repeated(200)), id);
+        if (!id)
+            clock.advance(500ms);
+        return id.value();
+    };
+    EXPECT_EQ(await(engine->continueRun(QUuid::createUuid(), u"x"_s)), std::nullopt);
+    for (const AgentState state : {AgentState::Working, AgentState::Blocked, AgentState::Unknown}) {
+        shown.probe.state = state;
+        EXPECT_EQ(follow(), std::nullopt);
+        EXPECT_EQ(engine->parked().size(), 1);
+    }
+    shown.probe.state = AgentState::Done;
+    launcher.promptFails = true;
+    EXPECT_EQ(follow(), std::nullopt);
+    EXPECT_EQ(engine->parked().size(), 1);
+    EXPECT_EQ(powerBackend.held, 0) << "the hold went with the failed prompt";
+    launcher.promptFails = false;
+
+    const auto id = follow();
+    ASSERT_TRUE(id);
+    EXPECT_EQ(live()->record.id, *id);
+    EXPECT_EQ(shown.prompts, QStringList{u"x"_s.repeated(200)}) << "as it is, without a contract";
+    EXPECT_EQ(engine->journalPath(live()->record), engine->journalPath(session.record));
+    EXPECT_GT(powerBackend.held, 0);
+    EXPECT_EQ(sink.titles.last(), u"↩︎ Continued agent"_s);
+    EXPECT_EQ(sink.bodies.last(), u"x"_s.repeated(120));
+
+    clock.advance(1s);
+    deliver(event(u"Stop"_s, session.record));
+    shown.probe.state = AgentState::Idle;
+    clock.advance(5s);
+    ASSERT_EQ(engine->parked().keys(), QList<QUuid>{*id}) << "open again for the next one";
+    shown.probe.exists = false;
+    EXPECT_EQ(follow(), std::nullopt);
+    EXPECT_TRUE(engine->parked().isEmpty());
+}
+
+} // namespace Keelhaven
