@@ -24,6 +24,7 @@ TEST(EventListTest, BehavesLikeAPlainListWhateverIsAppendedDroppedAndSliced)
     std::mt19937 random(seed);
     EventList list;
     QList<EventRecord> plain;
+    const QList<QUuid> runs{QUuid::createUuid(), QUuid::createUuid(), QUuid::createUuid()};
     double clock = 0;
     for (int round = 0; round < 200; ++round) {
         const EventList before = list;
@@ -31,7 +32,11 @@ TEST(EventListTest, BehavesLikeAPlainListWhateverIsAppendedDroppedAndSliced)
         for (auto left = random() % 60; left > 0; --left) {
             clock += 1;
             // Now and then an event comes late.
-            const auto event = at(random() % 10 == 0 ? clock - random() % 500 : clock);
+            auto event = at(random() % 10 == 0 ? clock - random() % 500 : clock);
+            if (random() % 50 == 0)
+                event.runID = runs[random() % 3];
+            if (random() % 2 == 0)
+                event.sessionId = u"s%1"_s.arg(random() % 2 == 0 ? round : random() % 200);
             list.append(event);
             plain.append(event);
         }
@@ -44,6 +49,17 @@ TEST(EventListTest, BehavesLikeAPlainListWhateverIsAppendedDroppedAndSliced)
         }
         ASSERT_EQ(list.toList(), plain);
         ASSERT_EQ(list.size(), plain.size());
+        const EventList::Wanted wanted{u"s%1"_s.arg(random() % 200), runs[random() % 3],
+                                       dateFromSeconds(clock - random() % 300)};
+        const auto isWanted = [&](const EventRecord &event) {
+            return event.sessionId == wanted.sessionId || event.runID == wanted.runID ||
+                   event.date() >= *wanted.since;
+        };
+        const auto found = list.around(wanted).toList();
+        QList<EventRecord> fromPart, fromAll;
+        std::ranges::copy_if(found, std::back_inserter(fromPart), isWanted);
+        std::ranges::copy_if(plain, std::back_inserter(fromAll), isWanted);
+        ASSERT_EQ(fromPart, fromAll);
         ASSERT_EQ(before.toList(), plainBefore) << "a copy taken earlier stands";
     }
 }
@@ -57,6 +73,19 @@ TEST(EventListTest, CopiesShareAndGrowApart)
     list.append(at(4));
     EXPECT_EQ(copy, (EventList{at(1), at(2), at(3)}));
     EXPECT_EQ(list, (EventList{at(1), at(2), at(4)}));
+}
+
+TEST(EventListTest, ASearchLooksAtFewEventsOfAMonth)
+{
+    EventList month;
+    for (int i = 0; i < 100'000; ++i) {
+        auto event = at(i);
+        event.sessionId = u"s%1"_s.arg(i / 1000);
+        month.append(event);
+    }
+    EXPECT_LT(month.around({.sessionId = u"s50"_s}).size(), 4000);
+    EXPECT_LT(month.around({.since = dateFromSeconds(99'000)}).size(), 4000);
+    EXPECT_EQ(month.around({.runID = QUuid::createUuid()}).size(), 0);
 }
 
 TEST(EventRecordTest, LinesGiveWhatTheyHold)

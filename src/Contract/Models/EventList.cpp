@@ -73,10 +73,16 @@ void EventList::add(Piece &piece, EventRecord event)
 {
     if (piece.count == 0) {
         piece.oldest = event.ts;
+        piece.newest = event.ts;
     } else {
         piece.isSorted = piece.isSorted && piece.block->data[piece.first + piece.count - 1].ts <= event.ts;
         piece.oldest = std::min(piece.oldest, event.ts);
+        piece.newest = std::max(piece.newest, event.ts);
     }
+    if (event.sessionId)
+        piece.sessions.insert(*event.sessionId);
+    if (event.runID)
+        piece.runs.insert(*event.runID);
     piece.block->events.push_back(std::move(event));
     ++piece.count;
 }
@@ -97,6 +103,23 @@ EventList EventList::last(qsizetype count) const
         tail.m_pieces.removeFirst();
     }
     return tail;
+}
+
+EventList EventList::around(const Wanted &wanted) const
+{
+    const auto mayHold = [&](const Piece &piece) {
+        return (wanted.sessionId && piece.sessions.contains(*wanted.sessionId)) ||
+               (wanted.runID && piece.runs.contains(*wanted.runID)) ||
+               (wanted.since && dateFromSeconds(piece.newest) >= *wanted.since);
+    };
+    EventList part;
+    for (const Piece &piece : m_pieces) {
+        if (!mayHold(piece))
+            continue;
+        part.m_pieces.append(piece);
+        part.m_size += piece.count;
+    }
+    return part;
 }
 
 QList<EventRecord> EventList::toList() const

@@ -3,6 +3,7 @@
 #include "Contract/Models/EventRecord.h"
 
 #include <QList>
+#include <QSet>
 #include <iterator>
 #include <memory>
 
@@ -21,8 +22,11 @@ class EventList
         std::shared_ptr<Block> block;
         qsizetype first = 0;
         qsizetype count = 0;
-        double oldest = 0;    ///< no element is older
-        bool isSorted = true; ///< by ts, ascending
+        double oldest = 0;           ///< no element is older
+        double newest = 0;           ///< no element is newer
+        bool isSorted = true;        ///< by ts, ascending
+        QSet<QString> sessions = {}; ///< of all elements; dropped ones may still be named here
+        QSet<QUuid> runs = {};
     };
 
 public:
@@ -70,6 +74,18 @@ public:
 
     /// The last `count` events, or all of them when there are fewer. Shares the elements.
     [[nodiscard]] EventList last(qsizetype count) const;
+
+    /// What a walk looks for: events of this session, of this run, or dated at or after this moment.
+    struct Wanted
+    {
+        std::optional<QString> sessionId = {};
+        std::optional<QUuid> runID = {};
+        std::optional<Date> since = {};
+    };
+    /// A part of this list, in its order, that holds at least every event for which one of the three is true.
+    /// It is found without looking at the events, so that a walk costs what it looks for and not a month.
+    /// Shares the elements.
+    [[nodiscard]] EventList around(const Wanted &wanted) const;
 
     [[nodiscard]] QList<EventRecord> toList() const;
 

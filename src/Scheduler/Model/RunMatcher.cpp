@@ -13,25 +13,48 @@ bool isClaude(const EventRecord &event)
     return !event.provider || *event.provider == u"claude";
 }
 
-std::optional<QString> findSession(const RunKey &key, const EventList &events,
-                                   const QSet<QString> &claimed)
+/// Compares folders with one folder. Each distinct path is resolved once, however many events name it.
+class SameFolder
+{
+public:
+    explicit SameFolder(const QString &folder)
+        : m_folder(folder)
+    {}
+
+    bool operator()(const QString &path)
+    {
+        if (path == m_folder)
+            return true;
+        if (!m_normalized)
+            m_normalized = normalize(m_folder);
+        const auto known = m_known.constFind(path);
+        return known != m_known.cend() ? *known : *m_known.insert(path, normalize(path) == *m_normalized);
+    }
+
+private:
+    QString m_folder;
+    std::optional<QString> m_normalized;
+    QHash<QString, bool> m_known;
+};
+
+std::optional<QString> findSession(const RunKey &key, const EventList &events, const QSet<QString> &claimed,
+                                   SameFolder &isSameFolder)
 {
     if (key.sessionID)
         return key.sessionID;
     if (key.launchRunID) {
-        for (const auto &event : events) {
+        for (const auto &event : events.around({.runID = key.launchRunID})) {
             if (isClaude(event) && event.runID == key.launchRunID && event.sessionId)
                 return event.sessionId;
         }
     }
-    const QString folder = normalize(key.cwd);
-    for (const auto &event : events) {
+    for (const auto &event : events.around({.since = key.startedAt - matchBefore})) {
         if (!isClaude(event) || event.type != u"SessionStart" || !event.sessionId ||
             claimed.contains(*event.sessionId))
             continue;
         const Date at = event.date();
         if (at >= key.startedAt - matchBefore && at <= key.startedAt + matchAfter && event.cwd &&
-            normalize(*event.cwd) == folder)
+            isSameFolder(*event.cwd))
             return event.sessionId;
     }
     return std::nullopt;
@@ -41,10 +64,17 @@ std::optional<QString> findSession(const RunKey &key, const EventList &events,
 class Ownership
 {
 public:
-    Ownership(const RunKey &key, std::optional<QString> session)
+    Ownership(const RunKey &key, std::optional<QString> session, SameFolder &isSameFolder)
         : m_key(key)
         , m_session(std::move(session))
+        , m_isSameFolder(isSameFolder)
     {}
+
+    /// Where to look for the run's own events.
+    [[nodiscard]] EventList::Wanted wanted() const
+    {
+        return {m_session, m_key.launchRunID, m_session ? std::nullopt : std::optional(m_key.startedAt)};
+    }
 
     bool operator()(const EventRecord &event)
     {
@@ -52,11 +82,7 @@ public:
             return atOrAfterFloor(event);
         if (m_session)
             return event.sessionId == m_session && atOrAfterFloor(event);
-        if (!event.cwd || event.date() < m_key.startedAt)
-            return false;
-        if (!m_folder)
-            m_folder = normalize(m_key.cwd);
-        return normalize(*event.cwd) == *m_folder;
+        return event.cwd && event.date() >= m_key.startedAt && m_isSameFolder(*event.cwd);
     }
 
 private:
@@ -67,7 +93,7 @@ private:
 
     const RunKey &m_key;
     std::optional<QString> m_session;
-    std::optional<QString> m_folder;
+    SameFolder &m_isSameFolder;
 };
 
 /// Follows one session's turns: a Stop ends the turn unless sub-agents it started are still out.
@@ -110,10 +136,12 @@ struct TurnState
 
 Assessment assess(const RunKey &key, const EventList &events, const QSet<QString> &claimed)
 {
-    const auto session = findSession(key, events, claimed);
-    Ownership belongs(key, session);
+    SameFolder isSameFolder(key.cwd);
+    const auto session = findSession(key, events, claimed, isSameFolder);
+    Ownership belongs(key, session, isSameFolder);
     TurnState turn;
-    for (const auto &event : events) {
+    const EventList near = events.around(belongs.wanted());
+    for (const auto &event : near) {
         if (isClaude(event) && belongs(event))
             turn.take(event);
     }
