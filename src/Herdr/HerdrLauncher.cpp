@@ -153,13 +153,15 @@ QCoro::Task<std::optional<QString>> HerdrLauncher::blockedReason()
 
 void HerdrLauncher::terminateAllBlocking(const QList<LaunchedRun> &runs, std::chrono::milliseconds limit)
 {
+    QStringList panes(m_context->openingPanes.cbegin(), m_context->openingPanes.cend());
+    for (const LaunchedRun &run : runs)
+        panes.append(run.paneID);
     const auto closed = std::make_shared<QSemaphore>();
-    for (const LaunchedRun &run : runs) {
-        const QString line =
-            HerdrClient::requestLine(Herdr::Method::paneClose, Herdr::PaneTarget{run.paneID});
+    for (const QString &pane : std::as_const(panes)) {
+        const QString line = HerdrClient::requestLine(Herdr::Method::paneClose, Herdr::PaneTarget{pane});
         m_context->client.transport->post(line, m_context->client.timeout, [closed] { closed->release(); });
     }
-    static_cast<void>(closed->tryAcquire(static_cast<int>(runs.size()), static_cast<int>(limit.count())));
+    static_cast<void>(closed->tryAcquire(static_cast<int>(panes.size()), static_cast<int>(limit.count())));
 }
 
 } // namespace Keelhaven

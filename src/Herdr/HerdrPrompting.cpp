@@ -83,14 +83,14 @@ QCoro::Task<> ensurePromptSubmitted(Context context, QString paneID, QString typ
 {
     for (int press = 0; press < 2; ++press) {
         const bool left = co_await leftIdle(context, paneID, resting);
-        if (left)
+        if (left || context->clock.isClosed())
             co_return;
         const bool sent = co_await sendText(context, paneID, enter);
         if (!sent)
             co_return;
     }
     const bool leftAfterEnter = co_await leftIdle(context, paneID, resting);
-    if (leftAfterEnter)
+    if (leftAfterEnter || context->clock.isClosed())
         co_return;
     // Two presses did nothing: the text itself was lost.
     const bool retyped = co_await sendText(context, paneID, typed);
@@ -104,7 +104,7 @@ QCoro::Task<> ensurePromptSubmitted(Context context, QString paneID, QString typ
         if (!sent)
             co_return;
         const bool left = co_await leftIdle(context, paneID, resting);
-        if (left)
+        if (left || context->clock.isClosed())
             co_return;
     }
 }

@@ -7,6 +7,7 @@
 #include "Scheduler/Model/RunLauncher.h"
 
 #include <QHash>
+#include <QSet>
 
 namespace Keelhaven {
 
@@ -30,6 +31,8 @@ struct HerdrContext
     Span settleDwell = std::chrono::seconds(2);      ///< how long the screen must stand still
 
     QHash<QString, QString> workspaceIDs; ///< by label; checked against the server on every use
+    QSet<QString> workspacesInMaking;     ///< labels that a launch has asked the server to create
+    QSet<QString> openingPanes;           ///< panes of launches under way, for quit
     QHash<QUuid, QString> failedLaunchScreens;
 };
 

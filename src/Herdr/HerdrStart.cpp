@@ -36,21 +36,40 @@ QCoro::Task<Result<Herdr::AgentStarted, HerdrError>> startAgent(Context context,
     }
 }
 
-/// Closes a half-started session's pane while the program quits: no answer is waited for.
-void abandonPane(const HerdrContext &context, const QString &paneID)
+/// Closes the pane of a launch that failed and keeps its last screen. While the program quits no answer is
+/// waited for.
+QCoro::Task<> closeFailedPane(Context context, QString paneID, QUuid runID)
 {
-    const QString line = HerdrClient::requestLine(Herdr::Method::paneClose, Herdr::PaneTarget{paneID});
-    context.client.transport->post(line, context.client.timeout, [] {});
+    const Herdr::PaneTarget target{paneID};
+    if (context->clock.isClosed()) {
+        const QString line = HerdrClient::requestLine(Herdr::Method::paneClose, target);
+        context->client.transport->post(line, context->client.timeout, [] {});
+    } else {
+        const auto screen = co_await transcript(context, paneID, failedScreenLines);
+        if (screen)
+            context->failedLaunchScreens.insert(runID, *screen);
+        [[maybe_unused]] const auto closed =
+            co_await context->client.call<Herdr::Ack>(Herdr::Method::paneClose, target);
+    }
+    context->openingPanes.remove(paneID);
 }
 
-QCoro::Task<> closeFailedPane(Context context, LaunchedRun run, QUuid runID)
+/// A new workspace with this run's pane in its first tab.
+QCoro::Task<Result<Herdr::PaneInfo, HerdrError>> openWorkspace(Context context, RunLaunchRequest request,
+                                                               QMap<QString, QString> environment)
 {
-    const auto screen = co_await transcript(context, run.paneID, failedScreenLines);
-    if (screen)
-        context->failedLaunchScreens.insert(runID, *screen);
-    const Herdr::PaneTarget target{run.paneID};
-    [[maybe_unused]] const auto closed =
-        co_await context->client.call<Herdr::Ack>(Herdr::Method::paneClose, target);
+    const Herdr::WorkspaceCreateParams params{request.workspaceLabel, request.cwd, environment, false};
+    context->workspacesInMaking.insert(request.workspaceLabel);
+    const auto created =
+        co_await context->client.call<Herdr::WorkspaceCreated>(Herdr::Method::workspaceCreate, params);
+    context->workspacesInMaking.remove(request.workspaceLabel);
+    if (!created)
+        co_return failure(created.error());
+    context->workspaceIDs.insert(request.workspaceLabel, created->workspace.workspaceId);
+    const Herdr::TabRenameParams rename{created->tab.tabId, request.name};
+    [[maybe_unused]] const auto renamed =
+        co_await context->client.call<Herdr::Ack>(Herdr::Method::tabRename, rename);
+    co_return created->rootPane;
 }
 
 } // namespace
@@ -81,26 +100,27 @@ QCoro::Task<Result<Herdr::PaneInfo, HerdrError>> openPane(Context context, RunLa
                                                           QStringList deniedRoots)
 {
     const auto environment = HerdrLaunchArguments::environment(request, deniedRoots);
-    const auto workspace = co_await workspaceID(context, request.workspaceLabel);
-    if (!workspace)
-        co_return failure(workspace.error());
-    if (*workspace) {
-        const Herdr::TabCreateParams params{**workspace, request.name, request.cwd, environment, false};
-        const auto tab = co_await context->client.call<Herdr::TabCreated>(Herdr::Method::tabCreate, params);
-        if (!tab)
-            co_return failure(tab.error());
-        co_return tab->rootPane;
+    while (true) {
+        const auto workspace = co_await workspaceID(context, request.workspaceLabel);
+        if (!workspace)
+            co_return failure(workspace.error());
+        if (*workspace) {
+            const Herdr::TabCreateParams params{**workspace, request.name, request.cwd, environment, false};
+            const auto tab =
+                co_await context->client.call<Herdr::TabCreated>(Herdr::Method::tabCreate, params);
+            if (!tab)
+                co_return failure(tab.error());
+            co_return tab->rootPane;
+        }
+        if (!context->workspacesInMaking.contains(request.workspaceLabel))
+            break;
+        // Another launch of the same project is making it; two of one name would stay for good.
+        const bool slept = co_await context->clock.sleep(pollInterval);
+        if (!slept)
+            co_return failure(HerdrError::transport(quitting));
     }
-    const Herdr::WorkspaceCreateParams params{request.workspaceLabel, request.cwd, environment, false};
-    const auto created =
-        co_await context->client.call<Herdr::WorkspaceCreated>(Herdr::Method::workspaceCreate, params);
-    if (!created)
-        co_return failure(created.error());
-    context->workspaceIDs.insert(request.workspaceLabel, created->workspace.workspaceId);
-    const Herdr::TabRenameParams rename{created->tab.tabId, request.name};
-    [[maybe_unused]] const auto renamed =
-        co_await context->client.call<Herdr::Ack>(Herdr::Method::tabRename, rename);
-    co_return created->rootPane;
+    const auto pane = co_await openWorkspace(context, request, environment);
+    co_return pane;
 }
 
 QCoro::Task<Result<LaunchedRun, HerdrError>> startSession(Context context, RunLaunchRequest request,
@@ -109,6 +129,7 @@ QCoro::Task<Result<LaunchedRun, HerdrError>> startSession(Context context, RunLa
     const auto pane = co_await openPane(context, request, deniedRoots);
     if (!pane)
         co_return failure(pane.error());
+    context->openingPanes.insert(pane->paneId);
     const QStringList args = HerdrLaunchArguments::sessionArgs(request, context->paths, deniedRoots);
     Herdr::AgentStartParams params;
     params.name = HerdrLaunchArguments::agentName(request.name);
@@ -117,8 +138,10 @@ QCoro::Task<Result<LaunchedRun, HerdrError>> startSession(Context context, RunLa
     params.args = HerdrLaunchArguments::shortened(args, request.runID, context->paths, context->clock.now());
     params.timeoutMs = startTimeoutMs;
     const auto started = co_await startAgent(context, params);
-    if (!started)
+    if (!started) {
+        co_await closeFailedPane(context, pane->paneId, request.runID);
         co_return failure(started.error());
+    }
     LaunchedRun run;
     run.paneID = started->agent.paneId;
     run.tabID = started->agent.tabId;
@@ -128,6 +151,8 @@ QCoro::Task<Result<LaunchedRun, HerdrError>> startSession(Context context, RunLa
     run.runID = request.runID;
     run.workspaceLabel = request.workspaceLabel;
     run.runDir = request.runDir;
+    context->openingPanes.remove(pane->paneId);
+    context->openingPanes.insert(run.paneID);
     co_return run;
 }
 
@@ -165,13 +190,12 @@ QCoro::Task<Result<LaunchedRun, HerdrError>> startAndPrompt(Context context, Run
         const auto submitted = co_await submitFirstPrompt(context, *run, request);
         if (submitted) {
             context->failedLaunchScreens.remove(request.runID);
+            context->openingPanes.remove(run->paneID);
             co_return run;
         }
-        if (context->clock.isClosed()) {
-            abandonPane(*context, run->paneID);
+        co_await closeFailedPane(context, run->paneID, request.runID);
+        if (context->clock.isClosed())
             co_return failure(HerdrError::transport(quitting));
-        }
-        co_await closeFailedPane(context, *run, request.runID);
         if (request.provider != AgentProvider::Claude || submitted.error() != HerdrError::transport(timedOut))
             co_return failure(submitted.error());
         if (attempt == 2)

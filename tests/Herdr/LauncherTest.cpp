@@ -175,6 +175,46 @@ TEST_F(HerdrLauncherTest, ABusyPaneIsTriedForEightSeconds)
     EXPECT_EQ(transport->callsOf(Method::agentStart).size(), tries + 1);
 }
 
+TEST_F(HerdrLauncherTest, APaneWhoseAgentDoesNotStartIsClosed)
+{
+    transport->answers(Method::agentStart, {HerdrError::api(u"bad_kind"_s, u"No such agent"_s)});
+    transport->answers(Method::paneRead, {screen(u"last words"_s)});
+    EXPECT_EQ(launchError(), u"No such agent (bad_kind)");
+    EXPECT_EQ(transport->callsOf(Method::paneClose).value(0).text(u"pane_id"), u"p1");
+    EXPECT_EQ(launcher.takeFailedLaunchScreen(request.runID), u"last words");
+}
+
+TEST_F(HerdrLauncherTest, LaunchesOfOneProjectAtOnceMakeOneWorkspace)
+{
+    const auto list = [this](const QList<WorkspaceInfo> &known) {
+        transport->answers(Method::workspaceList, {workspaces(known)});
+    };
+    list({});
+    transport->holds = Method::workspaceCreate.toString();
+    auto first = launcher.launch(request);
+    auto second = launcher.launch(request);
+    clock.advance(1s);
+    list({{u"w1"_s, u"web"_s, {}}});
+    transport->release();
+    EXPECT_TRUE(finish(std::move(first)));
+    EXPECT_TRUE(finish(std::move(second)));
+    EXPECT_EQ(transport->callsOf(Method::workspaceCreate).size(), 1);
+    EXPECT_EQ(transport->callsOf(Method::tabCreate).size(), 1);
+}
+
+TEST_F(HerdrLauncherTest, QuitClosesThePanesOfLaunchesUnderWay)
+{
+    transport->holds = Method::agentStart.toString();
+    auto starting = launcher.launch(request);
+    launcher.terminateAllBlocking({}, 1ms);
+    ASSERT_EQ(transport->posted.size(), 1);
+    EXPECT_TRUE(transport->posted[0].contains(u"p1"));
+    transport->release();
+    EXPECT_TRUE(finish(std::move(starting)));
+    launcher.terminateAllBlocking({}, 1ms);
+    EXPECT_EQ(transport->posted.size(), 1) << "a live session is no launch any more";
+}
+
 TEST_F(HerdrLauncherTest, AnAgentThatIsNeverReadySaysWhy)
 {
     AgentInfo pending = agent(Status::Working);

@@ -2,6 +2,7 @@
 
 #include "Herdr/HerdrClient.h"
 #include "Platform/Clock.h"
+#include "Platform/OneShot.h"
 
 #include <QHash>
 
@@ -50,6 +51,11 @@ public:
         const auto request = decodeRecordBytes<HerdrRequest<JSONValue>>(line.toUtf8()).value();
         calls.append({request.method, request.params,
                       std::chrono::duration<double>(m_clock.now() - m_start).count(), timeout});
+        if (request.method == holds) {
+            OneShot<bool> gate;
+            m_held.append(gate);
+            static_cast<void>(co_await gate);
+        }
         auto &queue = m_answers[request.method];
         if (queue.isEmpty())
             co_return failure(
@@ -68,6 +74,14 @@ public:
             finished();
     }
 
+    /// Answers the exchanges that were held back, and holds no more.
+    void release()
+    {
+        holds.clear();
+        for (const auto &gate : std::exchange(m_held, {}))
+            gate.resolve(true);
+    }
+
     [[nodiscard]] QList<Call> callsOf(QStringView method) const
     {
         QList<Call> found;
@@ -79,6 +93,7 @@ public:
     QList<Call> calls;
     QStringList posted;
     bool answersPosts = true;
+    QString holds; ///< exchanges of this method wait for release()
 
 private:
     static Result<QString, HerdrError> failed(const HerdrError &error)
@@ -92,6 +107,7 @@ private:
     Clock &m_clock;
     Date m_start;
     QHash<QString, QList<Answer>> m_answers;
+    QList<OneShot<bool>> m_held;
 };
 
 } // namespace Keelhaven

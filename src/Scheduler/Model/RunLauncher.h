@@ -103,7 +103,8 @@ public:
     /// when it first has to start its server.
     [[nodiscard]] virtual QCoro::Task<std::optional<QString>> blockedReason() = 0;
 
-    /// Closes the panes without the main loop and waits at most `limit` for the closing calls; for quit only.
+    /// Closes the panes of these runs and of launches under way, without the main loop, and waits at most
+    /// `limit` for the closing calls; for quit only.
     virtual void terminateAllBlocking(const QList<LaunchedRun> &runs, std::chrono::milliseconds limit) = 0;
 };
 
