@@ -44,6 +44,7 @@ struct ActiveRun
     bool promptRetyped = false;
     std::optional<Date> exitDeadline; ///< end of the grace after asking the session to exit
     std::optional<Date> eventFloor;   ///< events before this belong to an earlier turn
+    bool closesPane = false;          ///< its record is being closed, and its pane is to go with it
 };
 
 using ActiveRunPtr = std::shared_ptr<ActiveRun>;

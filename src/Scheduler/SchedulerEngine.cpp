@@ -64,6 +64,12 @@ void SchedulerEngine::start()
 
 void SchedulerEngine::shutdown()
 {
+    m_isShutDown = true;
+    for (const auto &run : std::exchange(m_queued, {}))
+        releaseAwake(run.record.id);
+    const auto launches = std::exchange(m_launching, {});
+    for (const auto &record : launches)
+        releaseAwake(record.id);
     QList<LaunchedRun> sessions;
     for (const auto &run : std::as_const(m_active))
         sessions.append(run->launched);
@@ -72,6 +78,8 @@ void SchedulerEngine::shutdown()
     const auto runs = std::exchange(m_active, {});
     m_parked.clear();
     for (const auto &run : std::exchange(m_closing, {})) {
+        if (run->closesPane)
+            sessions.append(run->launched);
         releaseAwake(run->record.id);
         commit(run->record, false, run->completionMessage, false);
     }
@@ -94,7 +102,7 @@ void SchedulerEngine::shutdown()
         record.endedAt = m_services.clock.now();
         commit(record, false, run->completionMessage, false);
     }
-    if (!sessions.isEmpty())
+    if (!sessions.isEmpty() || !launches.isEmpty())
         m_services.launcher.terminateAllBlocking(sessions, quitLimit);
     m_evaluationTimer.reset();
     m_runTimer.reset();
@@ -168,6 +176,8 @@ void SchedulerEngine::deleteSlot(const QUuid &id)
 
 void SchedulerEngine::evaluateDueSlots(Date now)
 {
+    if (m_isShutDown)
+        return;
     const auto calendar = m_services.calendar();
     if (const auto earliest = m_due.earliest(m_slots, calendar); earliest && earliest->second <= now) {
         // Hooks of what is enqueued may change the agents, so the due ones are picked out first.
@@ -230,6 +240,8 @@ void SchedulerEngine::recordSkipped(const SchedulerSlot &slot, Date scheduledFor
 
 void SchedulerEngine::resetTimers()
 {
+    if (m_isShutDown)
+        return;
     std::optional<Date> next;
     if (const auto earliest = m_due.earliest(m_slots, m_services.calendar()))
         next = earliest->second;

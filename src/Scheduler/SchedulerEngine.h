@@ -90,7 +90,8 @@ public:
 
     /// Loads agents and history and aims the timers. A second call does nothing.
     void start();
-    /// Orderly quit, synchronous: records live runs, ends their sessions, waits at most 2 s for that.
+    /// Orderly quit, synchronous: records live runs, ends their sessions, waits at most 2 s for that. From
+    /// then on nothing is queued, started or timed.
     void shutdown();
 
     // Agents
@@ -107,7 +108,7 @@ public:
 
     /// The entry point of all callers: one run for each project folder. Gives the ids of the runs that were
     /// queued.
-    QList<QUuid> enqueue(const SchedulerSlot &slot, RunTrigger trigger = RunTrigger::Manual,
+    QList<QUuid> enqueue(SchedulerSlot slot, RunTrigger trigger = RunTrigger::Manual,
                          const EnqueueOptions &options = {});
     /// Takes a waiting run out of the queue as cancelled.
     void dequeue(const QUuid &runID);
@@ -237,6 +238,7 @@ private:
     QCoro::Task<> handleRunEnded(ActiveRunPtr run);
     QCoro::Task<> finalize(ActiveRunPtr run, RunOutcome outcome, bool notify, bool closePane);
     QCoro::Task<> stopSteps(ActiveRunPtr run);
+    QCoro::Task<> closeWithScreen(ActiveRunPtr run);
     QCoro::Task<> rememberHead(QUuid slotID, QString folder);
     QCoro::Task<> tickNow();
     void completeRun(const ActiveRunPtr &run);
@@ -271,6 +273,7 @@ private:
     Timer m_parkedTimer;
     bool m_polling = false;
     bool m_started = false;
+    bool m_isShutDown = false;
     bool m_evaluating = false; ///< agents marked as fired are saved once, at the end of the evaluation
     QList<RunRecord> m_launching;
     std::optional<QString> m_lastWorkspaceError;

@@ -30,7 +30,7 @@ QCoro::Task<> SchedulerEngine::beginRun(QueuedRun queuedRun)
     const QPointer<SchedulerEngine> self(this);
     const QUuid id = queuedRun.record.id;
     co_await launchSteps(std::move(queuedRun));
-    if (!self)
+    if (!self || m_isShutDown)
         co_return;
     m_launching.removeIf([&](const RunRecord &record) { return record.id == id; });
     pump();
@@ -75,7 +75,7 @@ QCoro::Task<std::optional<RunOutcome>> SchedulerEngine::gate(QueuedRun queuedRun
     if (slot.runOnlyIfChanged && record.trigger == RunTrigger::Scheduled) {
         const GitProbe git(m_services.processes, m_services.locator);
         const auto head = co_await git.head(record.folder());
-        if (!self)
+        if (!self || m_isShutDown)
             co_return std::nullopt;
         const auto lastHead = slot.lastRunHeads && slot.lastRunHeads->contains(record.folder())
                                   ? std::optional(slot.lastRunHeads->value(record.folder()))
@@ -86,7 +86,7 @@ QCoro::Task<std::optional<RunOutcome>> SchedulerEngine::gate(QueuedRun queuedRun
     if (slot.preflight && !slot.preflight->isEmpty()) {
         const Preflight preflight(m_services.processes, m_services.locator);
         const auto result = co_await preflight.run(*slot.preflight);
-        if (!self)
+        if (!self || m_isShutDown)
             co_return std::nullopt;
         if (!result.passed())
             co_return RunOutcome::preflightFailed(firstCharacters(result.output, preflightOutputKept));
@@ -94,7 +94,7 @@ QCoro::Task<std::optional<RunOutcome>> SchedulerEngine::gate(QueuedRun queuedRun
     if (!QFileInfo::exists(record.folder()))
         co_return RunOutcome::launchFailed(u"project folder is missing: "_s + record.folder());
     const auto blocked = co_await m_services.launcher.blockedReason();
-    if (!self)
+    if (!self || m_isShutDown)
         co_return std::nullopt;
     if (blocked)
         co_return RunOutcome::launchFailed(*blocked);
@@ -145,22 +145,32 @@ RunLaunchRequest SchedulerEngine::launchRequest(QueuedRun &queuedRun) const
 QCoro::Task<> SchedulerEngine::launchSteps(QueuedRun queuedRun)
 {
     const QPointer<SchedulerEngine> self(this);
+    auto &launcher = m_services.launcher;
+    // The turn of the loop that lies between admission and this may have been the last.
+    if (m_isShutDown)
+        co_return;
     const auto stopped = co_await gate(queuedRun);
-    if (!self)
+    if (!self || m_isShutDown)
         co_return;
     if (stopped) {
         closeUnlaunched(queuedRun.record, *stopped);
         co_return;
     }
     const RunLaunchRequest request = launchRequest(queuedRun);
-    const auto session = co_await m_services.launcher.launch(request);
+    const auto session = co_await launcher.launch(request);
     if (!self)
         co_return;
+    if (m_isShutDown) {
+        // A session that came up too late has no run that would look after it.
+        if (session)
+            co_await launcher.terminate(*session);
+        co_return;
+    }
     if (session)
         launched(queuedRun, *session, request);
     else
         fail(queuedRun.record, session.error().message(),
-             m_services.launcher.takeFailedLaunchScreen(queuedRun.record.id));
+             launcher.takeFailedLaunchScreen(queuedRun.record.id));
 }
 
 void SchedulerEngine::launched(const QueuedRun &queuedRun, const LaunchedRun &session,
@@ -185,8 +195,10 @@ void SchedulerEngine::launched(const QueuedRun &queuedRun, const LaunchedRun &se
 
 std::optional<QString> SchedulerEngine::ensureWorkspace(const SchedulerSlot &slot, const QString &projectDir)
 {
+    const QString home = m_services.paths.home;
     for (const auto &target : WorkspaceLayout::targets(slot, m_services.workspaces.root())) {
-        if (target.projectDir != projectDir)
+        // A record names the folder without the tilde that the agent may have it with.
+        if (expandTilde(target.projectDir, home) != expandTilde(projectDir, home))
             continue;
         WorkspaceScaffold::Plan plan;
         plan.dir = target.workspaceDir;

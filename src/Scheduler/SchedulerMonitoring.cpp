@@ -4,6 +4,7 @@
 #include "Scheduler/Model/CodexEvents.h"
 #include "Scheduler/SchedulerEngine.h"
 
+#include <QScopeGuard>
 #include <algorithm>
 
 // Supervision: what hook events and the session host tell of a live run, and how its record is closed.
@@ -34,7 +35,8 @@ void SchedulerEngine::processSnapshot(const EventList &events, bool codexOnly)
     const auto runs = m_active;
     for (const auto &run : runs) {
         const bool isCodex = run->record.resolvedProvider() == AgentProvider::Codex;
-        if (codexOnly && !isCodex)
+        // A run before this one may have set off a round that closed it.
+        if ((codexOnly && !isCodex) || !isActive(run))
             continue;
         QSet<QString> claimed;
         for (const auto &other : std::as_const(m_active)) {
@@ -83,6 +85,11 @@ QCoro::Task<> SchedulerEngine::tick(Date now)
         co_return;
     const QPointer<SchedulerEngine> self(this);
     m_polling = true;
+    // Also when something throws: a round that never ended would be the last one.
+    const auto ended = qScopeGuard([self] {
+        if (self)
+            self->m_polling = false;
+    });
     processSnapshot({}, true);
     const auto runs = m_active;
     for (const auto &run : runs) {
@@ -90,7 +97,6 @@ QCoro::Task<> SchedulerEngine::tick(Date now)
         if (!self)
             co_return;
     }
-    m_polling = false;
 }
 
 QCoro::Task<> SchedulerEngine::superviseRun(ActiveRunPtr run, Date now)
@@ -103,15 +109,12 @@ QCoro::Task<> SchedulerEngine::superviseRun(ActiveRunPtr run, Date now)
     if (journal)
         journal->poll(run->record);
     if (now - run->record.startedAt > std::chrono::minutes(run->slot.timeoutMinutes)) {
-        run->record.outcome = RunOutcome::timeout();
-        const auto screen = co_await launcher.transcript(run->launched, transcriptLines);
-        if (!self)
-            co_return;
-        run->finalTranscript = screen;
-        co_await launcher.terminate(run->launched);
-        if (!self)
-            co_return;
-        co_await finalize(run, RunOutcome::timeout(), true, true);
+        // What the user's stop decided stands.
+        if (!run->record.outcome)
+            run->record.outcome = RunOutcome::timeout();
+        co_await closeWithScreen(run);
+        if (self)
+            co_await finalize(run, RunOutcome::timeout(), true, true);
         co_return;
     }
     const RunProbe probe = co_await launcher.probe(run->launched);
@@ -158,7 +161,7 @@ QCoro::Task<> SchedulerEngine::answerTrustPrompt(ActiveRunPtr run)
 {
     const QPointer<SchedulerEngine> self(this);
     const auto text = co_await m_services.launcher.transcript(run->launched, trustPromptLines);
-    if (!self || !text)
+    if (!self || !isActive(run) || !text)
         co_return;
     const auto answer = RunMatcher::trustPromptResponse(*text);
     if (!answer || answer == run->lastTrustResponse)
@@ -184,7 +187,7 @@ QCoro::Task<> SchedulerEngine::recoverIdle(ActiveRunPtr run, Date now)
     run->promptRetyped = true;
     run->lastIdleNudgeAt = now;
     const auto taken = co_await m_services.launcher.prompt(run->launched, run->record.command);
-    if (!self || !taken)
+    if (!self || !isActive(run) || !taken)
         co_return;
     if (notificationsOn())
         m_services.notifications.postRun(u"↻ Re-sent the prompt to %1"_s.arg(run->slot.name),
@@ -219,27 +222,37 @@ QCoro::Task<bool> SchedulerEngine::windDown(ActiveRunPtr run, RunProbe probe, Da
         run->exitDeadline.reset();
         co_return false;
     }
-    if (run->slot.keepSessionOpen) {
+    // A run that is being stopped already has its outcome, and its session is about to be closed.
+    if (run->slot.keepSessionOpen && !run->record.outcome) {
         park(run);
         co_await finalize(run, RunOutcome::completed(), true, false);
         co_return true;
     }
     if (!run->exitDeadline) {
+        // Set before the request: an event that comes in meanwhile must not take the completion back, for the
+        // session ends all the same.
+        run->exitDeadline = now + exitGrace;
         co_await m_services.launcher.requestExit(run->launched);
-        if (self && isActive(run))
-            run->exitDeadline = now + exitGrace;
         co_return false;
     }
     if (now < *run->exitDeadline)
         co_return false;
-    const auto screen = co_await m_services.launcher.transcript(run->launched, transcriptLines);
-    if (!self)
-        co_return true;
-    run->finalTranscript = screen;
-    co_await m_services.launcher.terminate(run->launched);
+    co_await closeWithScreen(run);
     if (self)
         co_await handleRunEnded(run);
     co_return true;
+}
+
+QCoro::Task<> SchedulerEngine::closeWithScreen(ActiveRunPtr run)
+{
+    const QPointer<SchedulerEngine> self(this);
+    const auto screen = co_await m_services.launcher.transcript(run->launched, transcriptLines);
+    if (!self)
+        co_return;
+    // Another step may have closed the pane since and have kept its screen.
+    if (screen)
+        run->finalTranscript = screen;
+    co_await m_services.launcher.terminate(run->launched);
 }
 
 QCoro::Task<> SchedulerEngine::handleRunEnded(ActiveRunPtr run)
@@ -270,6 +283,7 @@ QCoro::Task<> SchedulerEngine::finalize(ActiveRunPtr run, RunOutcome outcome, bo
         record.outcome = outcome;
     record.endedAt = m_services.clock.now();
     const bool isClaude = record.resolvedProvider() == AgentProvider::Claude;
+    run->closesPane = closePane && !record.outcome->isFailure() && run->slot.closeFinishedTab && isClaude;
     if (run->slot.kind != SlotKind::System && isClaude)
         takeResult(record);
     if (*record.outcome == RunOutcome::completed() && run->slot.runOnlyIfChanged)
@@ -286,7 +300,7 @@ QCoro::Task<> SchedulerEngine::finalize(ActiveRunPtr run, RunOutcome outcome, bo
         static_cast<void>(m_services.store.saveScrollback(*screen, record.id));
         record.scrollbackFile = u"runs/%1.txt"_s.arg(uuidText(record.id));
     }
-    if (closePane && !record.outcome->isFailure() && run->slot.closeFinishedTab && isClaude) {
+    if (run->closesPane) {
         co_await m_services.launcher.terminate(run->launched);
         if (!self || !m_closing.contains(run))
             co_return;
@@ -342,11 +356,7 @@ void SchedulerEngine::stop(const QUuid &runID)
 QCoro::Task<> SchedulerEngine::stopSteps(ActiveRunPtr run)
 {
     const QPointer<SchedulerEngine> self(this);
-    const auto screen = co_await m_services.launcher.transcript(run->launched, transcriptLines);
-    if (!self)
-        co_return;
-    run->finalTranscript = screen;
-    co_await m_services.launcher.terminate(run->launched);
+    co_await closeWithScreen(run);
     if (self)
         co_await finalize(run, RunOutcome::cancelled(), false, true);
 }

@@ -56,9 +56,10 @@ void SchedulerEngine::report(EngineEvent::Kind kind, const RunRecord &record, co
     Q_EMIT changed();
 }
 
-QList<QUuid> SchedulerEngine::enqueue(const SchedulerSlot &slot, RunTrigger trigger,
-                                      const EnqueueOptions &options)
+QList<QUuid> SchedulerEngine::enqueue(SchedulerSlot slot, RunTrigger trigger, const EnqueueOptions &options)
 {
+    if (m_isShutDown)
+        return {};
     if (trigger == RunTrigger::Scheduled) {
         const bool isLive =
             std::ranges::any_of(m_active, [&](const auto &run) { return run->record.slotID == slot.id; });
@@ -142,6 +143,8 @@ QCoro::Task<> SchedulerEngine::refreshUsage()
 
 void SchedulerEngine::pump()
 {
+    if (m_isShutDown)
+        return;
     m_tasks.spawn(refreshUsage(), "usage meters");
     if (!m_queued.isEmpty()) {
         const qint64 cap = m_services.settings.integerOr(u"schedulerConcurrencyCap"_s, defaultConcurrencyCap);

@@ -83,7 +83,7 @@ std::optional<Admission> UsageGatedAdmission::paceGuard(const AdmissionContext &
                                   : u"week "_s + meter.kind.displayName;
         return Admission::defer(
             clamped(until, context.now),
-            u"%1 %2% is ahead of pace (%3%)"_s.arg(label).arg(meter.percent).arg(static_cast<int>(expected)));
+            label + u" %1% is ahead of pace (%2%)"_s.arg(meter.percent).arg(static_cast<int>(expected)));
     }
     return std::nullopt;
 }

@@ -93,6 +93,7 @@ public:
         int exitRequests = 0;
         int closes = 0;
         bool endsOnExitRequest = false;
+        std::function<void()> onExitRequest; ///< while the engine waits for the answer
     };
 
     QMap<QString, Pane> panes;
@@ -104,6 +105,8 @@ public:
     bool promptFails = false;
     /// While true, launches wait until releaseLaunches().
     bool holdLaunches = false;
+    /// While true, reading a screen waits until releaseScreens().
+    bool holdScreens = false;
     int terminatedAtQuit = 0;
 
     QCoro::Task<Result<LaunchedRun, LaunchError>> launch(RunLaunchRequest request) override
@@ -135,6 +138,12 @@ public:
         for (const auto &gate : std::exchange(m_gates, {}))
             gate.resolve(true);
     }
+    void releaseScreens()
+    {
+        holdScreens = false;
+        for (const auto &gate : std::exchange(m_screenGates, {}))
+            gate.resolve(true);
+    }
     QCoro::Task<Result<void, LaunchError>> prompt(LaunchedRun run, QString text) override
     {
         if (promptFails)
@@ -145,12 +154,19 @@ public:
     QCoro::Task<RunProbe> probe(LaunchedRun run) override { co_return panes[run.paneID].probe; }
     QCoro::Task<std::optional<QString>> transcript(LaunchedRun run, int) override
     {
+        if (holdScreens) {
+            OneShot<bool> gate;
+            m_screenGates.append(gate);
+            static_cast<void>(co_await gate);
+        }
         co_return std::optional(panes[run.paneID].screen);
     }
     QCoro::Task<> requestExit(LaunchedRun run) override
     {
         auto &pane = panes[run.paneID];
         ++pane.exitRequests;
+        if (pane.onExitRequest)
+            pane.onExitRequest();
         if (pane.endsOnExitRequest)
             pane.probe = {AgentState::Done, false};
         co_return;
@@ -185,6 +201,7 @@ public:
 private:
     int m_count = 0;
     QList<OneShot<bool>> m_gates;
+    QList<OneShot<bool>> m_screenGates;
 };
 
 class CountingPower : public PowerBackend

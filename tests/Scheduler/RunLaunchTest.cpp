@@ -212,6 +212,15 @@ TEST_F(EngineTest, AWorkspaceRunsInItsOwnFolderWithTheProjectBeside)
     EXPECT_EQ(live()->record.projectDir, home.path());
     EXPECT_EQ(pane().request.addDirs.first(), home.path());
     EXPECT_TRUE(QFileInfo::exists(live()->record.cwd + u"/workspace.json"_s));
+
+    auto homely = slot(u"Homely"_s);
+    homely.workspaceMode = WorkspaceMode::Shared;
+    homely.cwds = QStringList{u"~"_s};
+    engine->enqueue(homely);
+    settleAll();
+    ASSERT_EQ(engine->active().size(), 2);
+    EXPECT_EQ(live(1)->record.projectDir, home.path());
+    EXPECT_TRUE(QFileInfo::exists(live(1)->record.cwd + u"/workspace.json"_s));
 }
 
 } // namespace Keelhaven

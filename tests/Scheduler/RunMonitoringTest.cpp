@@ -175,6 +175,59 @@ TEST_F(MonitoringTest, HowARunEndsDecidesItsOutcomeAndItsPane)
     }
 }
 
+TEST_F(MonitoringTest, WhateverEndsARunThatIsBeingStoppedItIsCancelled)
+{
+    settings.set(u"schedulerNotificationsEnabled"_s, true);
+    // Done leads to the end of a kept session, Working up to the time limit.
+    for (const auto state : {AgentState::Done, AgentState::Working}) {
+        const auto run = begin([](SchedulerSlot &agent) { agent.keepSessionOpen = true; });
+        sink.titles.clear();
+        launcher.holdScreens = true;
+        engine->stop(run->record.id);
+        deliver(event(u"Stop"_s, run->record));
+        paneOf(run).probe.state = state;
+        clock.advance(91min);
+        launcher.releaseScreens();
+        settleAll();
+        EXPECT_EQ(lastOutcome(), RunOutcome::cancelled());
+        EXPECT_TRUE(engine->parked().isEmpty());
+        EXPECT_TRUE(sink.titles.isEmpty());
+    }
+    EXPECT_EQ(engine->history().size(), 2);
+}
+
+TEST_F(MonitoringTest, OnceExitIsAskedForALateEventDoesNotTakeTheCompletionBack)
+{
+    const auto run = begin();
+    deliver(event(u"Stop"_s, run->record));
+    auto &shown = paneOf(run);
+    shown.probe.state = AgentState::Idle;
+    shown.endsOnExitRequest = true;
+    shown.onExitRequest = [&] {
+        deliver(event(u"PostToolUse"_s, run->record, with(u"tool_name"_s, u"Task"_s)));
+    };
+    clock.advance(10s);
+    EXPECT_EQ(lastOutcome(), RunOutcome::completed());
+}
+
+TEST_F(MonitoringTest, QuitWhileARecordIsBeingClosedAlsoClosesItsPane)
+{
+    const auto run = begin();
+    deliver(event(u"Stop"_s, run->record));
+    paneOf(run).probe.exists = false;
+    launcher.holdScreens = true;
+    clock.advance(5s);
+    ASSERT_EQ(engine->closing().size(), 1);
+    engine->stop(run->record.id);
+    engine->shutdown();
+    EXPECT_EQ(launcher.terminatedAtQuit, 1);
+    launcher.releaseScreens();
+    settleAll();
+    EXPECT_EQ(lastOutcome(), RunOutcome::completed());
+    EXPECT_EQ(engine->history().size(), 1);
+    EXPECT_EQ(store.records.size(), 1);
+}
+
 TEST_F(MonitoringTest, AnIdleSessionIsNudgedTwiceThenPromptedOnceMoreAndThenLeftAlone)
 {
     settings.set(u"schedulerNotificationsEnabled"_s, true);

@@ -307,6 +307,44 @@ TEST_F(EngineTest, QuitRecordsLiveRunsAndEndsTheirSessions)
     EXPECT_EQ(clock.timerCount(), 0U);
 }
 
+TEST_F(EngineTest, QuitDuringALaunchLeavesNothingBehind)
+{
+    settings.set(u"schedulerConcurrencyCap"_s, qint64(1));
+    settings.set(u"schedulerNotificationsEnabled"_s, true);
+    store.slotList = {slot(u"daily"_s)};
+    engine->start();
+    launcher.holdLaunches = true;
+    engine->enqueue(slot(u"coming up"_s));
+    engine->enqueue(slot(u"waiting"_s));
+    settleAll();
+    ASSERT_EQ(engine->launching().size(), 1);
+    engine->shutdown();
+    EXPECT_EQ(powerBackend.held, 0);
+    launcher.releaseLaunches();
+    engine->evaluateDueSlots(clock.now() + 2h);
+    EXPECT_TRUE(engine->enqueue(slot(u"too late"_s)).isEmpty());
+    settleAll();
+    EXPECT_EQ(launcher.launchOrder, QStringList{u"coming up"_s});
+    EXPECT_EQ(launcher.panes.first().closes, 1);
+    EXPECT_TRUE(engine->active().isEmpty() && engine->queued().isEmpty() && engine->history().isEmpty());
+    EXPECT_TRUE(sink.titles.isEmpty());
+    EXPECT_EQ(clock.timerCount(), 0U);
+}
+
+TEST_F(EngineTest, AnAgentDeletedByAHookOfItsOwnFiringIsQueuedAsItWas)
+{
+    auto agent = slot(u"agent"_s);
+    agent.cwds.append(home.path(u"second"_s));
+    store.slotList = {agent, slot(u"other"_s)};
+    engine->start();
+    engine->onEvent = [&](const EngineEvent &event) {
+        if (event.kind == EngineEvent::Kind::Queued)
+            engine->deleteSlot(agent.id);
+    };
+    EXPECT_EQ(engine->enqueue(engine->slotList().first()).size(), 2);
+    EXPECT_EQ(engine->slotList().size(), 1);
+}
+
 TEST_F(EngineTest, HooksThatChangeAgentsDuringAnEvaluationDoNotDisturbIt)
 {
     for (int i = 0; i < 5; ++i)
