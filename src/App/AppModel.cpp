@@ -1,17 +1,21 @@
 #include "App/AppModel.h"
 
 #include "App/DeepLinkRouter.h"
+#include "Assets/AssetStore.h"
 #include "Herdr/HerdrLauncher.h"
 #include "Herdr/HerdrLocator.h"
 #include "Herdr/HerdrManager.h"
 #include "Journal/JournalIngestor.h"
+#include "Notifications/DeepLink.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/ClaudeLocator.h"
+#include "Platform/Text.h"
 #include "Plugins/WorkspaceScaffold.h"
 #include "Scheduler/LaunchdManager.h"
 #include "Scheduler/PowerAssertionController.h"
 #include "Scheduler/SchedulerEngine.h"
 #include "Scheduler/Usage/UsageMonitor.h"
+#include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/LegacyImport.h"
 #include "Store/RunStore.h"
@@ -23,6 +27,9 @@ namespace Keelhaven {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// How much of a question a notification shows.
+constexpr qsizetype questionCharacters = 160;
 
 /// Work tokens of this program's runs between two moments.
 qint64 tokensBetween(KeelhavenDatabase &database, Date from, Date to)
@@ -61,7 +68,14 @@ struct AppModel::Services
         , herdrProbe(herdrLocator)
         , herdr({herdrLocator, herdrProbe, env.processes, env.clock, tasks, herdrLayout(env)})
         , database(std::move(openedDatabase))
-        , journal(*database, env.clock, tasks, env.paths.home)
+        , workItems(*database, env.clock)
+        , assets({*database,
+                  env.clock,
+                  env.settings,
+                  tasks,
+                  {&env.processes, env.thumbnailer},
+                  env.paths.assetsDir()})
+        , journal(*database, env.clock, tasks, env.paths.home, &assets, &workItems)
         , launchd(env.jobs)
         , launcher(herdrLocator.client(std::chrono::seconds(15)), herdrLocator, herdrProbe, env.clock,
                    env.paths)
@@ -81,6 +95,8 @@ struct AppModel::Services
     HerdrManager herdr;
     std::unique_ptr<KeelhavenDatabase> database;
     std::unique_ptr<RunPersistence> runStore;
+    WorkItemStore workItems;
+    AssetStore assets;
     JournalIngestor journal;
     LaunchdManager launchd;
     HerdrLauncher launcher;
@@ -150,8 +166,14 @@ void AppModel::wireHooks()
                 Q_EMIT happened({EngineEvent::Kind::Progress, run->record, text});
         }
     };
+    own.journal.onQuestion = [this](const RunRecord &run, const HumanQuestion &question) {
+        m_services->notifications.post(u"❓ %1 needs you"_s.arg(run.slotName),
+                                       firstCharacters(question.question, questionCharacters),
+                                       DeepLink::run(run.id));
+    };
     own.launcher.context().onSessionOpened = [this](const LaunchedRun &session) {
-        const QString text = u"workspace %1, tab %2, pane %3"_s.arg(session.workspaceLabel.value_or(session.workspaceID), session.tabID, session.paneID);
+        const QString text = u"workspace %1, tab %2, pane %3"_s.arg(
+            session.workspaceLabel.value_or(session.workspaceID), session.tabID, session.paneID);
         reportLaunching(session.runID, EngineEvent::Kind::SessionOpened, text);
     };
     own.notifications.onOpenURL = [this](const QString &link) { handleDeepLink(link); };
@@ -172,6 +194,7 @@ void AppModel::start()
         return tokensBetween(*m_services->database, from, to);
     };
     own.usage.start();
+    own.workItems.load(own.environment.clock.now());
     own.scheduler->start();
 }
 
@@ -218,6 +241,14 @@ SchedulerEngine &AppModel::scheduler()
 JournalIngestor &AppModel::journal()
 {
     return m_services->journal;
+}
+WorkItemStore &AppModel::workItems()
+{
+    return m_services->workItems;
+}
+AssetStore &AppModel::assets()
+{
+    return m_services->assets;
 }
 SharedFileHub &AppModel::hub()
 {

@@ -10,6 +10,7 @@
 
 namespace Keelhaven {
 
+class AssetStore;
 class Clock;
 class HerdrManager;
 class HerdrProbe;
@@ -20,6 +21,7 @@ class PowerAssertionController;
 class SettingsStore;
 class SharedFileHub;
 class UsageMonitor;
+class WorkItemStore;
 struct NoDatabaseError;
 
 /// The operating system as the application sees it. All of it outlives the model; tests hand in fakes.
@@ -35,6 +37,8 @@ struct AppEnvironment
     class NotificationSink &notifications;
     /// The bundled terminal host, as it lies in the installation; empty when this build carries none.
     QString bundledHost;
+    /// The program that makes thumbnails; empty when this build carries none.
+    QString thumbnailer;
 };
 
 /// The composition root: builds every service exactly once, owns them for the life of the process and wires
@@ -58,6 +62,8 @@ public:
 
     [[nodiscard]] SchedulerEngine &scheduler();
     [[nodiscard]] JournalIngestor &journal();
+    [[nodiscard]] WorkItemStore &workItems();
+    [[nodiscard]] AssetStore &assets();
     [[nodiscard]] SharedFileHub &hub();
     [[nodiscard]] HerdrManager &herdr();
     [[nodiscard]] HerdrProbe &herdrProbe();

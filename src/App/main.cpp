@@ -38,15 +38,16 @@ struct Machine
     NoPowerBackend power;
     NoNotificationSink notifications;
     ClaudeLocator locator{processes, settings, paths.home};
-    QString bundledHost = findBundledHost(paths);
+    QString bundledHost = find(u"keelhaven-host"_s, paths);
+    QString thumbnailer = find(u"keelhaven-thumbnailer"_s, paths);
 
     /// Beside the programs in a build tree, among the resources of a package; empty when there is none.
-    static QString findBundledHost(const KeelhavenPaths &paths)
+    static QString find(const QString &name, const KeelhavenPaths &paths)
     {
         for (const QString &folder : {QCoreApplication::applicationDirPath(), paths.resourcesDir}) {
-            const QFileInfo host(folder + u"/keelhaven-host"_s);
-            if (host.isFile() && host.isExecutable())
-                return host.filePath();
+            const QFileInfo program(folder + u'/' + name);
+            if (program.isFile() && program.isExecutable())
+                return program.filePath();
         }
         return {};
     }
@@ -160,9 +161,9 @@ int runInstance(const QString &link)
         return print(CommandReply::refused(instance.error().message()));
     }
     const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
-    const auto model =
-        AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings, machine.watches,
-                          machine.jobs, machine.power, machine.notifications, machine.bundledHost});
+    const auto model = AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings,
+                                         machine.watches, machine.jobs, machine.power, machine.notifications,
+                                         machine.bundledHost, machine.thumbnailer});
     if (!model)
         return print(CommandReply::refused(model.error().message()));
     ControlServer server(instance->listener(), machine.clock);

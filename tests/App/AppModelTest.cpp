@@ -1,9 +1,12 @@
 #include "App/AppModel.h"
 
+#include "Assets/AssetStore.h"
+#include "Journal/JournalIngestor.h"
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/JobManager.h"
 #include "Platform/NotificationSink.h"
 #include "Platform/PowerBackend.h"
+#include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
 #include "Support/FakeProcessRunner.h"
@@ -18,6 +21,16 @@ namespace {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+class NotificationList : public NotificationSink
+{
+public:
+    void show(const QString &title, const QString &body, const QString &url) override
+    {
+        shown.append({title, body, url});
+    }
+    QList<QStringList> shown;
+};
 
 /// The application on a home of its own, without a terminal host: no outside program can be started.
 class AppModelTest : public testing::Test
@@ -38,8 +51,8 @@ protected:
 
     std::unique_ptr<AppModel> open()
     {
-        auto model =
-            AppModel::create({paths, clock, processes, settings, watches, jobs, power, notifications, {}});
+        auto model = AppModel::create(
+            {paths, clock, processes, settings, watches, jobs, power, notifications, {}, {}});
         EXPECT_TRUE(model);
         return model ? *std::move(model) : nullptr;
     }
@@ -68,7 +81,7 @@ protected:
     InotifyDirectoryWatchFactory watches;
     NoJobManager jobs;
     NoPowerBackend power;
-    NoNotificationSink notifications;
+    NotificationList notifications;
 
 private:
     QByteArray m_temporary;
@@ -105,6 +118,34 @@ TEST_F(AppModelTest, PlainFilesComeIntoTheDatabaseOnceAndAgentsStayInIt)
         model->scheduler().deleteSlot(model->scheduler().slotList().first().id);
     }
     EXPECT_EQ(agents(*open()), QStringList{u"b"_s});
+}
+
+TEST_F(AppModelTest, WhatARunAsksAndDeliversIsKeptAndTold)
+{
+    const auto model = open();
+    RunRecord run;
+    run.slotName = u"Nightly"_s;
+    run.shipID = QUuid::createUuid();
+    run.cwd = home.path();
+    home.write(u"report.md"_s, "# Done");
+    const QString journal =
+        home.write(u"journal.jsonl"_s, "{\"type\": \"question\", \"question\": \"" + QByteArray(161, 'x') +
+                                           "\"}\n"
+                                           R"({"type": "asset", "path": "report.md"})"
+                                           "\n");
+    model->journal().begin(run, journal, false);
+    model->journal().poll(run);
+    EXPECT_EQ(notifications.shown, (QList<QStringList>{{u"❓ Nightly needs you"_s, QString(160, u'x'),
+                                                        u"keelhaven://run/"_s + uuidText(run.id)}}));
+    EXPECT_TRUE(waitUntil([&] { return !model->assets().isWorking(); }));
+    ASSERT_EQ(model->assets().assetsForRun(run.id).size(), 1);
+    EXPECT_TRUE(model->assets().assetsForRun(run.id).first().storedPath.has_value());
+
+    const auto next = open();
+    EXPECT_TRUE(next->workItems().openQuestions(run.shipID).isEmpty());
+    next->start();
+    EXPECT_EQ(next->workItems().openQuestions(run.shipID).size(), 1)
+        << "it waits for the user over a restart";
 }
 
 TEST_F(AppModelTest, SecondStartAddsNothingAndTheLogIsEmptyAfterTheQuit)
