@@ -41,9 +41,8 @@ SchedulerEngine::SchedulerEngine(const EngineServices &services, const RunAdmiss
             m_tasks.spawn(m_services.workspaces.installPlugins(plugins, workspace, workspaceLog),
                           "plugin installation");
     };
-    codexEvents = [folder = services.paths.codexRunsDir()](const QUuid &runID) {
-        return CodexEvents::read(runID, folder);
-    };
+    codexEvents = [reader = std::make_shared<CodexEvents::Reader>(services.paths.codexRunsDir())](
+                      const QUuid &runID) { return (*reader)(runID); };
 }
 
 SchedulerEngine::~SchedulerEngine() = default;

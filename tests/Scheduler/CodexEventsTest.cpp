@@ -87,5 +87,23 @@ TEST(CodexEvents, ReadKeepsTheRunsOwnGoodLines)
     EXPECT_TRUE(CodexEvents::read(QUuid::createUuid(), home.path(u"logs"_s)).isEmpty());
 }
 
+TEST(CodexEvents, ALogIsParsedAgainOnlyWhenItChanged)
+{
+    const TestHome home;
+    const QByteArray line =
+        R"({"ts":1,"type":"Stop","provider":"codex","run_id":")" + uuidText(runID).toLatin1() + "\"}\n";
+    const QString file = u"logs/%1.jsonl"_s.arg(uuidText(runID));
+    CodexEvents::Reader reader(home.path(u"logs"_s));
+    EXPECT_TRUE(reader(runID).isEmpty());
+    home.write(file, line);
+    const auto first = reader(runID);
+    EXPECT_EQ(first.size(), 1);
+    EXPECT_TRUE(reader(runID).isSharedWith(first));
+    home.write(file, line + line);
+    EXPECT_EQ(reader(runID).size(), 2);
+    QFile::remove(home.path(file));
+    EXPECT_TRUE(reader(runID).isEmpty());
+}
+
 } // namespace
 } // namespace Keelhaven

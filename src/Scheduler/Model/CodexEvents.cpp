@@ -3,13 +3,27 @@
 #include "Platform/Files.h"
 #include "Platform/Uuid.h"
 
+#include <sys/stat.h>
+
 namespace Keelhaven::CodexEvents {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// More than the runs that can be live at once.
+constexpr qsizetype logsKept = 64;
+
+QString pathOf(const QUuid &runID, const QString &directory)
+{
+    return directory + u'/' + uuidText(runID) + u".jsonl"_s;
+}
+
+} // namespace
+
 QList<EventRecord> read(const QUuid &runID, const QString &directory)
 {
-    const auto bytes = readFile(directory + u'/' + uuidText(runID) + u".jsonl"_s);
+    const auto bytes = readFile(pathOf(runID, directory));
     QList<EventRecord> events;
     if (!bytes)
         return events;
@@ -18,6 +32,27 @@ QList<EventRecord> read(const QUuid &runID, const QString &directory)
         if (event && event->provider == u"codex"_s && event->runID == runID)
             events.append(*event);
     }
+    return events;
+}
+
+Reader::Reader(QString directory)
+    : m_directory(std::move(directory))
+    , m_logs(logsKept)
+{}
+
+QList<EventRecord> Reader::operator()(const QUuid &runID)
+{
+    struct stat info = {};
+    if (::stat(QFile::encodeName(pathOf(runID, m_directory)).constData(), &info) != 0)
+        return {};
+    const qint64 mtime = qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec;
+    const Log *known = m_logs.object(runID);
+    if (known && known->mtimeNanoseconds == mtime && known->size == info.st_size &&
+        known->inode == info.st_ino)
+        return known->events;
+    // The stamp is older than what is read, so a line written in between is seen by the next look.
+    const auto events = read(runID, m_directory);
+    m_logs.insert(runID, new Log{mtime, info.st_size, info.st_ino, events});
     return events;
 }
 
