@@ -1,38 +1,32 @@
 #include "Platform/SystemClock.h"
 
+#include <QSocketNotifier>
 #include <QTimer>
-#include <ctime>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 
 namespace {
 
-/// QTimer stands still while the machine sleeps, and counts in int milliseconds (24.8 days). So longer waits
-/// are cut into laps, and a wait that ended during a sleep is noticed at most this long after it.
-constexpr auto longestLap = std::chrono::minutes(1);
-
-/// Time since the machine was started, its sleeps included.
-Span sinceBoot()
-{
-    timespec time = {};
-    ::clock_gettime(CLOCK_BOOTTIME, &time);
-    return std::chrono::seconds(time.tv_sec) +
-           std::chrono::floor<Span>(std::chrono::nanoseconds(time.tv_nsec));
-}
+/// QTimer stands still while the machine sleeps, and counts in int milliseconds (24.8 days); for waits up to
+/// this long neither matters.
+constexpr Span longestQtWait = std::chrono::minutes(1);
 
 class QtTimer : public Timer::Impl
 {
 public:
     QtTimer(Span delay, bool repeats, std::function<void()> callback)
         : m_timer(new QTimer)
-        , m_interval(repeats ? delay : Span::zero())
-        , m_end(sinceBoot() + delay)
-        , m_callback(std::move(callback))
     {
         m_timer->setTimerType(Qt::PreciseTimer);
-        m_timer->setSingleShot(!repeats || delay > longestLap);
-        QObject::connect(m_timer, &QTimer::timeout, m_timer, [this] { fire(); });
-        startLap();
+        m_timer->setSingleShot(!repeats);
+        QObject::connect(m_timer, &QTimer::timeout, m_timer, [callback = std::move(callback)] {
+            const auto running = callback;
+            running();
+        });
+        m_timer->start(std::chrono::ceil<std::chrono::milliseconds>(
+            std::clamp(delay, Span::zero(), Span(std::chrono::hours(24)))));
     }
 
     ~QtTimer() override
@@ -44,31 +38,62 @@ public:
     }
 
 private:
-    void startLap()
-    {
-        const Span lap = std::clamp(m_end - sinceBoot(), Span::zero(), Span(longestLap));
-        m_timer->start(std::chrono::ceil<std::chrono::milliseconds>(lap));
-    }
-
-    void fire()
-    {
-        if (m_timer->isSingleShot() && m_end > sinceBoot()) {
-            startLap();
-            return;
-        }
-        if (m_timer->isSingleShot() && m_interval > Span::zero()) {
-            m_end = sinceBoot() + m_interval;
-            startLap();
-        }
-        const auto callback = m_callback;
-        callback();
-    }
-
     QTimer *m_timer;
-    Span m_interval; ///< zero for a one-shot
-    Span m_end;      ///< of a wait in laps, since boot
-    std::function<void()> m_callback;
 };
+
+/// A kernel timer that counts the machine's sleep too, so that what fell due meanwhile is noticed on waking,
+/// without ever waking in between.
+class BootTimer : public Timer::Impl
+{
+public:
+    /// Null when the kernel has no descriptor left.
+    static std::unique_ptr<BootTimer> start(Span delay, bool repeats, std::function<void()> callback)
+    {
+        const int descriptor = ::timerfd_create(CLOCK_BOOTTIME, TFD_NONBLOCK | TFD_CLOEXEC);
+        if (descriptor < 0)
+            return nullptr;
+        const auto whole = std::chrono::floor<std::chrono::seconds>(delay);
+        const timespec wait{whole.count(), std::chrono::nanoseconds(delay - whole).count()};
+        const itimerspec setting{repeats ? wait : timespec{}, wait};
+        ::timerfd_settime(descriptor, 0, &setting, nullptr);
+        return std::make_unique<BootTimer>(descriptor, std::move(callback));
+    }
+
+    BootTimer(int descriptor, std::function<void()> callback)
+        : m_descriptor(descriptor)
+        , m_notifier(new QSocketNotifier(descriptor, QSocketNotifier::Read))
+    {
+        QObject::connect(m_notifier, &QSocketNotifier::activated, m_notifier,
+                         [descriptor, callback = std::move(callback)] {
+                             quint64 expirations = 0;
+                             if (::read(descriptor, &expirations, sizeof expirations) <= 0)
+                                 return;
+                             const auto running = callback;
+                             running();
+                         });
+    }
+
+    ~BootTimer() override
+    {
+        m_notifier->disconnect();
+        m_notifier->setEnabled(false);
+        m_notifier->deleteLater();
+        ::close(m_descriptor);
+    }
+
+private:
+    int m_descriptor;
+    QSocketNotifier *m_notifier;
+};
+
+Timer startTimer(Span delay, bool repeats, std::function<void()> callback)
+{
+    if (delay > longestQtWait) {
+        if (auto timer = BootTimer::start(delay, repeats, callback))
+            return Timer(std::move(timer));
+    }
+    return Timer(std::make_unique<QtTimer>(delay, repeats, std::move(callback)));
+}
 
 } // namespace
 
@@ -79,12 +104,12 @@ Date SystemClock::now() const
 
 Timer SystemClock::after(Span delay, std::function<void()> callback)
 {
-    return Timer(std::make_unique<QtTimer>(delay, false, std::move(callback)));
+    return startTimer(delay, false, std::move(callback));
 }
 
 Timer SystemClock::every(Span interval, std::function<void()> callback)
 {
-    return Timer(std::make_unique<QtTimer>(interval, true, std::move(callback)));
+    return startTimer(interval, true, std::move(callback));
 }
 
 } // namespace Keelhaven

@@ -52,6 +52,24 @@ TEST(Clock, CloseWakesEverySleeperAndRefusesNewOnes)
     EXPECT_FALSE(answers.last());
 }
 
+TEST(SystemClock, LongWaitsGiveTheirDescriptorsBack)
+{
+    const auto openDescriptors = [] {
+        return QDir(u"/proc/self/fd"_s)
+            .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+            .size();
+    };
+    SystemClock clock;
+    const auto before = openDescriptors();
+    {
+        const Timer once = clock.after(24h * 100, [] {});
+        const Timer repeating = clock.every(2h, [] {});
+        EXPECT_EQ(openDescriptors(), before + 2);
+    }
+    settle();
+    EXPECT_EQ(openDescriptors(), before);
+}
+
 TEST(SystemClock, TimerMayEndItselfAndAResetOneIsSilent)
 {
     SystemClock clock;
