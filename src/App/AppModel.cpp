@@ -2,15 +2,19 @@
 
 #include "App/DeepLinkRouter.h"
 #include "Assets/AssetStore.h"
+#include "Herdr/HerdrExternalOpen.h"
 #include "Herdr/HerdrLauncher.h"
 #include "Herdr/HerdrLocator.h"
 #include "Herdr/HerdrManager.h"
+#include "Herdr/SystemdHerdrService.h"
 #include "Journal/JournalIngestor.h"
 #include "Notifications/DeepLink.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/ClaudeLocator.h"
+#include "Platform/SystemLog.h"
 #include "Platform/Text.h"
 #include "Plugins/WorkspaceScaffold.h"
+#include "Plugins/WorkspaceStore.h"
 #include "Scheduler/LaunchdManager.h"
 #include "Scheduler/PowerAssertionController.h"
 #include "Scheduler/SchedulerEngine.h"
@@ -50,6 +54,19 @@ HerdrInstaller::Layout herdrLayout(const AppEnvironment &environment)
     return HerdrInstaller::Layout::forPaths(environment.paths, binary, std::nullopt);
 }
 
+/// Attaches a terminal of the user's to the session, or says in the log how to do it by hand.
+QCoro::Task<> openHerdr(HerdrLocator *locator, ProcessRunner *processes, KeelhavenPaths paths,
+                        Desktop *desktop)
+{
+    const auto outcome = co_await HerdrExternalOpen::open(locator, processes, paths, desktop);
+    if (outcome != HerdrExternalOpen::Outcome::NoTerminal)
+        co_return;
+    const auto binary = co_await locator->resolveBinaryWithSource();
+    if (binary)
+        systemLog(u"Keelhaven: no terminal could be opened; to see the session run: %1"_s.arg(
+            HerdrExternalOpen::attachCommand(binary->path)));
+}
+
 } // namespace
 
 /// Every service once, in the order in which they are built; destruction goes the other way.
@@ -63,6 +80,8 @@ struct AppModel::Services
         , usage(env.clock, tasks, env.paths.claudeJSON())
         , locator(env.processes, env.settings, env.paths.home)
         , workspaces(env.clock, env.processes, env.paths.home)
+        , workspaceStore(workspaces.root(), env.clock, env.watches, tasks)
+        , herdrService(env.processes, env.paths)
         , herdrLocator(
               {env.paths, env.settings, env.processes, locator, env.clock, herdrService, herdrLayout(env)})
         , herdrProbe(herdrLocator)
@@ -89,7 +108,8 @@ struct AppModel::Services
     UsageMonitor usage;
     ClaudeLocator locator;
     WorkspaceScaffold workspaces;
-    NoHerdrUserService herdrService;
+    WorkspaceStore workspaceStore;
+    SystemdHerdrService herdrService;
     HerdrLocator herdrLocator;
     HerdrProbe herdrProbe;
     HerdrManager herdr;
@@ -171,6 +191,12 @@ void AppModel::wireHooks()
                                        firstCharacters(question.question, questionCharacters),
                                        DeepLink::run(run.id));
     };
+    own.scheduler->openExternal = [this] {
+        auto &services = *m_services;
+        services.tasks.spawn(openHerdr(&services.herdrLocator, &services.environment.processes,
+                                       services.environment.paths, &services.environment.desktop),
+                             "open terminal");
+    };
     own.launcher.context().onSessionOpened = [this](const LaunchedRun &session) {
         const QString text = u"workspace %1, tab %2, pane %3"_s.arg(
             session.workspaceLabel.value_or(session.workspaceID), session.tabID, session.paneID);
@@ -186,7 +212,8 @@ void AppModel::start()
     m_started = true;
     auto &own = *m_services;
     own.herdr.bootstrap([this] {
-        return m_services->scheduler->active().isEmpty() && m_services->scheduler->queued().isEmpty();
+        const auto &engine = *m_services->scheduler;
+        return engine.active().isEmpty() && engine.launching().isEmpty() && engine.queued().isEmpty();
     });
     own.snapshots = own.hub.snapshots([this](const Snapshot &snapshot) { apply(snapshot); });
     own.hub.start();
@@ -196,6 +223,7 @@ void AppModel::start()
     own.usage.start();
     own.workItems.load(own.environment.clock.now());
     own.scheduler->start();
+    own.workspaceStore.start();
 }
 
 void AppModel::shutdown()
@@ -205,6 +233,7 @@ void AppModel::shutdown()
     auto &own = *m_services;
     own.snapshots = {};
     own.hub.stop();
+    own.workspaceStore.stop();
     own.scheduler->shutdown();
     own.usage.shutdown();
     own.database->checkpoint();

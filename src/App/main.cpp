@@ -14,6 +14,7 @@
 #include "Platform/PowerBackend.h"
 #include "Platform/QtProcessRunner.h"
 #include "Platform/SystemClock.h"
+#include "Platform/XdgDesktop.h"
 #include "Store/DatabaseOpening.h"
 
 #include <QCoreApplication>
@@ -37,6 +38,7 @@ struct Machine
     NoJobManager jobs;
     NoPowerBackend power;
     NoNotificationSink notifications;
+    XdgDesktop desktop{processes, settings};
     ClaudeLocator locator{processes, settings, paths.home};
     QString bundledHost = find(u"keelhaven-host"_s, paths);
     QString thumbnailer = find(u"keelhaven-thumbnailer"_s, paths);
@@ -163,7 +165,7 @@ int runInstance(const QString &link)
     const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
     const auto model = AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings,
                                          machine.watches, machine.jobs, machine.power, machine.notifications,
-                                         machine.bundledHost, machine.thumbnailer});
+                                         machine.desktop, machine.bundledHost, machine.thumbnailer});
     if (!model)
         return print(CommandReply::refused(model.error().message()));
     ControlServer server(instance->listener(), machine.clock);

@@ -9,6 +9,7 @@
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
+#include "Support/FakeDesktop.h"
 #include "Support/FakeProcessRunner.h"
 #include "Support/MemorySettings.h"
 #include "Support/TestHome.h"
@@ -49,10 +50,12 @@ protected:
         m_temporary.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", m_temporary);
     }
 
+    FakeDesktop desktop;
+
     std::unique_ptr<AppModel> open()
     {
         auto model = AppModel::create(
-            {paths, clock, processes, settings, watches, jobs, power, notifications, {}, {}});
+            {paths, clock, processes, settings, watches, jobs, power, notifications, desktop, {}, {}});
         EXPECT_TRUE(model);
         return model ? *std::move(model) : nullptr;
     }
