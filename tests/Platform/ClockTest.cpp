@@ -55,7 +55,7 @@ TEST(Clock, CloseWakesEverySleeperAndRefusesNewOnes)
 TEST(SystemClock, LongWaitsGiveTheirDescriptorsBack)
 {
     const auto openDescriptors = [] {
-        return QDir(u"/proc/self/fd"_s)
+        return QDir(QStringLiteral("/proc/self/fd"))
             .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
             .size();
     };
