@@ -190,6 +190,7 @@ void AppModel::wireHooks()
         m_services->notifications.post(u"❓ %1 needs you"_s.arg(run.slotName),
                                        firstCharacters(question.question, questionCharacters),
                                        DeepLink::run(run.id));
+        Q_EMIT happened({EngineEvent::Kind::Question, run, question.question});
     };
     own.scheduler->openExternal = [this] {
         auto &services = *m_services;

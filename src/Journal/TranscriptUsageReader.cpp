@@ -17,6 +17,9 @@ bool isLetterOrDigit(QChar c)
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9');
 }
 
+/// More tokens than any message has; millions of lines of them still fit the sum.
+constexpr qint64 largestCount = 1'000'000'000'000;
+
 void addLine(QByteArrayView line, std::optional<RunUsage> &sum)
 {
     const auto json = JSONValue::parse(line);
@@ -31,7 +34,8 @@ void addLine(QByteArrayView line, std::optional<RunUsage> &sum)
     const JSONValue *usage = message ? (*message)[u"usage"] : nullptr;
     const auto count = [usage](QStringView key) -> qint64 {
         const JSONValue *value = usage ? (*usage)[key] : nullptr;
-        return value ? value->intValue().value_or(0) : 0;
+        // A transcript is another program's file: a nonsense number must not overflow the sum.
+        return value ? std::clamp<qint64>(value->intValue().value_or(0), 0, largestCount) : 0;
     };
     sum->input += count(u"input_tokens");
     sum->output += count(u"output_tokens");

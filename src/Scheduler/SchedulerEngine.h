@@ -56,6 +56,7 @@ struct EngineEvent
         PromptResent,
         Waiting,
         Progress,
+        Question,
         Finished
     };
     Kind kind;

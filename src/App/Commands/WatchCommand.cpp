@@ -45,6 +45,8 @@ QString word(EngineEvent::Kind kind)
         return u"waiting"_s;
     case EngineEvent::Kind::Progress:
         return u"progress"_s;
+    case EngineEvent::Kind::Question:
+        return u"question"_s;
     case EngineEvent::Kind::Finished:
         return u"finished"_s;
     }
