@@ -1,6 +1,7 @@
 #include "Assets/AssetStore.h"
 
 #include "Assets/AssetFile.h"
+#include "Contract/SettingsCatalog.h"
 
 #include <QPointer>
 #include <limits>
@@ -131,7 +132,7 @@ qint64 AssetStore::copyLimitBytes() const
 {
     constexpr qint64 mebibyte = 1024 * 1024;
     constexpr qint64 most = std::numeric_limits<qint64>::max() / mebibyte;
-    const qint64 limit = m_services.settings.integerOr(u"assetCopyLimitMB"_s, 512);
+    const qint64 limit = Setting::read(m_services.settings, Setting::assetCopyLimitMB);
     return std::clamp(limit, qint64(-1), most) * mebibyte;
 }
 

@@ -72,11 +72,11 @@ QCoro::Task<std::optional<HerdrProbe::Binary>> HerdrLocator::resolveBinaryWithSo
     using Source = HerdrProbe::Source;
     using Binary = HerdrProbe::Binary;
     SettingsStore &settings = m_services.settings;
-    if (const QString own = settings.text(overrideKey); isExecutable(own))
+    if (const QString own = settings.text(overrideKey).trimmed(); isExecutable(own))
         co_return Binary{own, Source::Override};
     if (const QString managed = m_services.layout.binary(); isExecutable(managed))
         co_return Binary{managed, Source::Managed};
-    if (const QString remembered = settings.text(resolvedKey); isExecutable(remembered))
+    if (const QString remembered = settings.text(resolvedKey).trimmed(); isExecutable(remembered))
         co_return Binary{remembered, Source::Fallback};
     std::optional<QString> found = usualPlace();
     if (!found)

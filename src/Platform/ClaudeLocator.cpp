@@ -68,7 +68,7 @@ QCoro::Task<std::optional<QString>> ClaudeLocator::loginShellPATH(QString contai
 
 std::optional<QString> ClaudeLocator::cachedPATH() const
 {
-    const QString cached = m_settings.text(u"loginShellPATH"_s);
+    const QString cached = m_settings.text(u"loginShellPATH"_s).trimmed();
     return cached.isEmpty() ? std::nullopt : std::optional(withUserToolDirs(cached));
 }
 

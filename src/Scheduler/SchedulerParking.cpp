@@ -1,3 +1,4 @@
+#include "Contract/SettingsCatalog.h"
 #include "Journal/JournalIngestor.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/Text.h"
@@ -17,8 +18,7 @@ namespace {
 constexpr Span sweepInterval = 300s;
 constexpr Span exitGrace = 10s;
 constexpr Span secondProbe = 500ms;
-constexpr qint64 defaultKeepOpenHours = 12;
-constexpr qint64 defaultMaxOpen = 5;
+constexpr qint64 longestKeepOpenHours = 24 * 365 * 100; ///< beyond it spans would overflow
 constexpr qsizetype bodyLimit = 120;
 
 } // namespace
@@ -202,9 +202,10 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
         if (!probe.exists)
             m_parked.remove(id);
     }
-    const auto keepOpen =
-        std::chrono::hours(m_services.settings.integerOr(u"dispatchKeepOpenHours"_s, defaultKeepOpenHours));
-    const qsizetype maxOpen = m_services.settings.integerOr(u"dispatchMaxOpenSessions"_s, defaultMaxOpen);
+    const std::chrono::hours keepOpen(
+        std::clamp(Setting::read(m_services.settings, Setting::dispatchKeepOpenHours), -longestKeepOpenHours,
+                   longestKeepOpenHours));
+    const qsizetype maxOpen = Setting::read(m_services.settings, Setting::dispatchMaxOpenSessions);
     QList<ParkedSession> sessions = m_parked.values();
     std::ranges::stable_sort(sessions, {}, &ParkedSession::since);
     for (qsizetype i = 0; i < sessions.size(); ++i) {

@@ -1,3 +1,4 @@
+#include "Contract/SettingsCatalog.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/Files.h"
 #include "Platform/Text.h"
@@ -19,7 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 defaultConcurrencyCap = 5;
 constexpr Span folderSpacing = 1ms; ///< keeps the folders of one firing in order in the queue
 constexpr int bodyLimit = 120;
 
@@ -147,7 +147,7 @@ void SchedulerEngine::pump()
         return;
     m_tasks.spawn(refreshUsage(), "usage meters");
     if (!m_queued.isEmpty()) {
-        const qint64 cap = m_services.settings.integerOr(u"schedulerConcurrencyCap"_s, defaultConcurrencyCap);
+        const qint64 cap = Setting::read(m_services.settings, Setting::schedulerConcurrencyCap);
         const auto fromSettings = UsageGatedAdmission::fromSettings(m_services.settings);
         const RunAdmissionPolicy &policy = m_admissionOverride ? *m_admissionOverride : fromSettings;
         while (true) {

@@ -1,5 +1,7 @@
 #include "Scheduler/UsageGatedAdmission.h"
 
+#include "Contract/SettingsCatalog.h"
+
 #include <algorithm>
 
 namespace Keelhaven {
@@ -30,13 +32,13 @@ UsageGatedAdmission::UsageGatedAdmission(std::optional<int> sessionCapDefault,
 
 UsageGatedAdmission UsageGatedAdmission::fromSettings(const SettingsStore &settings)
 {
-    const auto points = [&](const QString &key, qint64 fallback) {
-        return static_cast<int>(std::clamp(settings.integerOr(key, fallback), -percentLimit, percentLimit));
+    const auto points = [&](const SettingKey<qint64> &key) {
+        return static_cast<int>(std::clamp(Setting::read(settings, key), -percentLimit, percentLimit));
     };
-    const int cap = points(u"schedulerSessionCapPercent"_s, 50);
-    const bool guard = settings.flagOr(u"schedulerPaceGuardEnabled"_s, true);
+    const int cap = points(Setting::schedulerSessionCapPercent);
+    const bool guard = Setting::read(settings, Setting::schedulerPaceGuardEnabled);
     return UsageGatedAdmission(cap >= 1 ? std::optional(cap) : std::nullopt,
-                               guard ? std::optional(points(u"schedulerPaceSlack"_s, 10)) : std::nullopt);
+                               guard ? std::optional(points(Setting::schedulerPaceSlack)) : std::nullopt);
 }
 
 Admission UsageGatedAdmission::admit(const SchedulerSlot &slot, const AdmissionContext &context) const
