@@ -2,9 +2,7 @@
 
 #include "Contract/KeelhavenPaths.h"
 #include "Herdr/HerdrUserService.h"
-#include "Platform/ProcessRunner.h"
-
-#include <optional>
+#include "Platform/SystemdUserManager.h"
 
 namespace Keelhaven {
 
@@ -20,19 +18,17 @@ public:
 
     /// False where no user manager runs, and where the running one reads its units elsewhere: a program with
     /// a home of its own must not touch the user's service of the same name.
-
     [[nodiscard]] QCoro::Task<bool> start(QString binary, QMap<QString, QString> environment) override;
     /// Does nothing to a unit of another home.
     [[nodiscard]] QCoro::Task<> stop() override;
 
-    /// The unit file. systemd allows no quote, backslash or control character in the program's path.
+    /// The unit file.
     [[nodiscard]] static QString unitText(const QString &binary, const QMap<QString, QString> &environment);
     /// The program line of a unit file, to be compared with another one's.
     [[nodiscard]] static QString programLine(const QString &unitText);
 
 private:
-    ProcessRunner &m_processes;
-    QString m_unitFile;
+    SystemdUserManager m_manager;
 };
 
 } // namespace Keelhaven

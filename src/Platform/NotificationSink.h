@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <functional>
 
 namespace Keelhaven {
 
@@ -10,6 +11,9 @@ class NotificationSink
 public:
     virtual ~NotificationSink() = default;
     virtual void show(const QString &title, const QString &body, const QString &url) = 0;
+
+    /// Runs on the main loop with the link of a notification that was clicked.
+    std::function<void(const QString &url)> onClicked;
 };
 
 /// The answer where nothing can show notifications: they are dropped.

@@ -13,7 +13,8 @@ public:
 
     virtual ~PowerBackend() = default;
 
-    /// A non-zero id of the hold, or 0 when none could be taken.
+    /// A non-zero id of the hold, or 0 when none could be taken. Never waits: the id may stand for a hold that
+    /// is still being asked for, and that is taken again whenever the service that keeps it starts anew.
     [[nodiscard]] virtual std::uint32_t take(Hold hold, const QString &reason) = 0;
     virtual void drop(std::uint32_t id) = 0;
 };

@@ -1,0 +1,224 @@
+#include "Platform/MessageBus.h"
+
+#include <QDBusPendingCallWatcher>
+#include <QFileInfo>
+#include <QPointer>
+
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr Span firstRetry = 1s;
+constexpr Span longestRetry = 1min;
+constexpr int questionMilliseconds = 3000;
+
+const QString busService = u"org.freedesktop.DBus"_s;
+const QString busPath = u"/org/freedesktop/DBus"_s;
+
+/// "unix:path=…", with what the address syntax reserves escaped.
+QByteArray unixAddress(const QByteArray &path)
+{
+    return "unix:path=" + path.toPercentEncoding("/", "~");
+}
+
+QDBusMessage question(const QString &member)
+{
+    return QDBusMessage::createMethodCall(busService, busPath, busService, member);
+}
+
+} // namespace
+
+MessageBus::MessageBus(QByteArray address, Clock &clock)
+    : m_address(std::move(address))
+    , m_clock(clock)
+    , m_retryDelay(firstRetry)
+{}
+
+MessageBus::~MessageBus()
+{
+    closeConnection();
+    for (const auto &waiting : std::exchange(m_waiting, {}))
+        waiting.resolve(false);
+}
+
+QByteArray MessageBus::systemAddress()
+{
+    const QByteArray address = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    return address.isEmpty() ? unixAddress("/run/dbus/system_bus_socket") : address;
+}
+
+QByteArray MessageBus::sessionAddress()
+{
+    const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+    const QByteArray folder = qgetenv("XDG_RUNTIME_DIR");
+    return !address.isEmpty() || folder.isEmpty() ? address : unixAddress(folder + "/bus");
+}
+
+bool MessageBus::isAbsent() const
+{
+    const auto alternatives = m_address.split(';');
+    return std::ranges::all_of(alternatives, [](const QByteArray &each) {
+        constexpr QByteArrayView prefix = "unix:path=";
+        if (!each.startsWith(prefix))
+            return each.isEmpty();
+        const QByteArray path = each.mid(prefix.size()).split(',').first();
+        return !QFileInfo::exists(QFile::decodeName(QByteArray::fromPercentEncoding(path)));
+    });
+}
+
+void MessageBus::connectSoon()
+{
+    if (m_connection || m_isConnecting)
+        return;
+    m_isConnecting = true;
+    m_tasks.spawn(connectOnPool(), "connect to D-Bus");
+}
+
+QCoro::Task<> MessageBus::connectOnPool()
+{
+    static int number = 0;
+    const QPointer<MessageBus> self(this);
+    const QString name = u"keelhaven-%1"_s.arg(++number);
+    const auto work = [address = QString::fromUtf8(isAbsent() ? QByteArray() : m_address), name] {
+        return !address.isEmpty() && QDBusConnection::connectToBus(address, name).isConnected();
+    };
+    const bool isConnected = co_await onPool(work);
+    if (self)
+        self->finishConnecting(isConnected, name);
+    else
+        QDBusConnection::disconnectFromBus(name);
+}
+
+void MessageBus::finishConnecting(bool isConnected, const QString &name)
+{
+    m_isConnecting = false;
+    const auto waiting = std::exchange(m_waiting, {});
+    if (isConnected) {
+        m_connection = QDBusConnection(name);
+        m_wasConnected = true;
+        m_retryDelay = firstRetry;
+        m_retry.reset();
+        m_connection->connect({}, u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s,
+                              u"Disconnected"_s, this, SLOT(onDisconnected()));
+        for (const QString &service : std::as_const(m_watched))
+            follow(service);
+        Q_EMIT connected();
+    } else {
+        QDBusConnection::disconnectFromBus(name);
+        if (m_wasConnected)
+            retryLater();
+        Q_EMIT failed();
+    }
+    for (const auto &each : waiting)
+        each.resolve(isConnected);
+}
+
+void MessageBus::retryLater()
+{
+    m_retry = m_clock.after(m_retryDelay, [this] { connectSoon(); });
+    m_retryDelay = std::min(m_retryDelay * 2, longestRetry);
+}
+
+void MessageBus::closeConnection()
+{
+    if (const auto gone = std::exchange(m_connection, std::nullopt))
+        QDBusConnection::disconnectFromBus(gone->name());
+}
+
+void MessageBus::onDisconnected()
+{
+    closeConnection();
+    retryLater();
+    Q_EMIT lost();
+}
+
+void MessageBus::watch(const QString &service)
+{
+    if (m_watched.contains(service))
+        return;
+    m_watched.insert(service);
+    if (m_connection)
+        follow(service);
+}
+
+void MessageBus::follow(const QString &service)
+{
+    m_connection->connect({}, busPath, busService, u"NameOwnerChanged"_s, QStringList{service}, u"sss"_s,
+                          this, SLOT(onNameOwnerChanged(QString, QString, QString)));
+}
+
+void MessageBus::onNameOwnerChanged(const QString &service, const QString &, const QString &newOwner)
+{
+    Q_EMIT ownerChanged(service, !newOwner.isEmpty());
+}
+
+bool MessageBus::listen(const QString &path, const QString &interface, const QString &signal,
+                        QObject *receiver, const char *slot) const
+{
+    // Naming the sender would have Qt ask for its owner and wait for the answer.
+    auto connection = m_connection;
+    return connection && connection->connect({}, path, interface, signal, receiver, slot);
+}
+
+void MessageBus::call(const QDBusMessage &message, QObject *context,
+                      std::function<void(const QDBusMessage &)> onReply) const
+{
+    if (!m_connection) {
+        const auto error = QDBusMessage::createError(QDBusError::Disconnected, u"no message bus"_s);
+        QMetaObject::invokeMethod(
+            context, [onReply = std::move(onReply), error] { onReply(error); }, Qt::QueuedConnection);
+        return;
+    }
+    auto *watcher = new QDBusPendingCallWatcher(m_connection->asyncCall(message), context);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, context,
+                     [watcher, onReply = std::move(onReply)] {
+                         watcher->deleteLater();
+                         onReply(watcher->reply());
+                     });
+}
+
+void MessageBus::send(const QDBusMessage &message) const
+{
+    if (m_connection)
+        m_connection->send(message);
+}
+
+QCoro::Task<bool> MessageBus::answersYes(QDBusMessage question, QString service) const
+{
+    OneShot<bool> answer;
+    const auto *watched =
+        new QDBusPendingCallWatcher(m_connection->asyncCall(question, questionMilliseconds));
+    QObject::connect(watched, &QDBusPendingCallWatcher::finished, watched, [answer, service](auto *watcher) {
+        watcher->deleteLater();
+        const QVariant value = watcher->reply().arguments().value(0);
+        answer.resolve(value.userType() == QMetaType::Bool ? value.toBool()
+                                                           : value.toStringList().contains(service));
+    });
+    const bool yes = co_await answer;
+    co_return yes;
+}
+
+QCoro::Task<bool> MessageBus::offers(QString service)
+{
+    const QPointer<MessageBus> self(this);
+    if (!m_connection) {
+        const OneShot<bool> outcome;
+        m_waiting.append(outcome);
+        connectSoon();
+        const bool isConnected = co_await outcome;
+        if (!isConnected)
+            co_return false;
+    }
+    const QDBusMessage hasOwner = question(u"NameHasOwner"_s) << service;
+    const bool runs = co_await answersYes(hasOwner, service);
+    if (runs || !self || !m_connection)
+        co_return runs;
+    const QDBusMessage activatable = question(u"ListActivatableNames"_s);
+    const bool canRun = co_await answersYes(activatable, service);
+    co_return canRun;
+}
+
+} // namespace Keelhaven
