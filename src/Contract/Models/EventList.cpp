@@ -18,13 +18,17 @@ struct EventList::Block
         : capacity(size)
     {
         events.reserve(static_cast<size_t>(size));
+        numbers.reserve(static_cast<size_t>(size));
         data = events.data();
+        numberData = numbers.data();
     }
 
     [[nodiscard]] qsizetype used() const { return static_cast<qsizetype>(events.size()); }
 
     std::vector<EventRecord> events;
+    std::vector<quint64> numbers;
     const EventRecord *data = nullptr;
+    const quint64 *numberData = nullptr;
     qsizetype capacity;
 };
 
@@ -65,11 +69,12 @@ void EventList::append(EventRecord event)
     if (m_pieces.isEmpty() || !hasRoom(m_pieces.constLast()))
         m_pieces.append(
             Piece{.block = std::make_shared<Block>(std::clamp(m_size, smallestBlock, largestBlock))});
-    add(m_pieces.last(), std::move(event));
+    m_index.add(event, m_nextNumber);
+    add(m_pieces.last(), std::move(event), m_nextNumber++);
     ++m_size;
 }
 
-void EventList::add(Piece &piece, EventRecord event)
+void EventList::add(Piece &piece, EventRecord event, quint64 number)
 {
     if (piece.count == 0) {
         piece.oldest = event.ts;
@@ -79,10 +84,7 @@ void EventList::add(Piece &piece, EventRecord event)
         piece.oldest = std::min(piece.oldest, event.ts);
         piece.newest = std::max(piece.newest, event.ts);
     }
-    if (event.sessionId)
-        piece.sessions.insert(*event.sessionId);
-    if (event.runID)
-        piece.runs.insert(*event.runID);
+    piece.block->numbers.push_back(number);
     piece.block->events.push_back(std::move(event));
     ++piece.count;
 }
@@ -105,21 +107,60 @@ EventList EventList::last(qsizetype count) const
     return tail;
 }
 
-EventList EventList::around(const Wanted &wanted) const
+QList<const EventRecord *> EventList::find(const Wanted &wanted) const
 {
-    const auto mayHold = [&](const Piece &piece) {
-        return (wanted.sessionId && piece.sessions.contains(*wanted.sessionId)) ||
-               (wanted.runID && piece.runs.contains(*wanted.runID)) ||
-               (wanted.since && dateFromSeconds(piece.newest) >= *wanted.since);
+    QList<quint64> numbers;
+    const auto merge = [&numbers](const QList<quint64> &more) {
+        if (numbers.isEmpty()) {
+            numbers = more;
+            return;
+        }
+        QList<quint64> both;
+        both.reserve(numbers.size() + more.size());
+        std::ranges::set_union(std::as_const(numbers), more, std::back_inserter(both));
+        numbers = std::move(both);
     };
-    EventList part;
-    for (const Piece &piece : m_pieces) {
-        if (!mayHold(piece))
-            continue;
-        part.m_pieces.append(piece);
-        part.m_size += piece.count;
+    if (wanted.sessionId)
+        merge(m_index.ofSession(*wanted.sessionId));
+    if (wanted.runID)
+        merge(m_index.ofRun(*wanted.runID));
+    if (wanted.since)
+        merge(numbersSince(*wanted.since));
+    QList<const EventRecord *> found;
+    found.reserve(numbers.size());
+    for (const quint64 number : std::as_const(numbers)) {
+        if (const EventRecord *event = at(number))
+            found.append(event);
     }
-    return part;
+    return found;
+}
+
+QList<quint64> EventList::numbersSince(Date since) const
+{
+    QList<quint64> numbers;
+    for (const Piece &piece : m_pieces) {
+        if (dateFromSeconds(piece.newest) < since)
+            continue;
+        for (qsizetype i = piece.first; i < piece.first + piece.count; ++i) {
+            if (piece.block->data[i].date() >= since)
+                numbers.append(piece.block->numberData[i]);
+        }
+    }
+    return numbers;
+}
+
+const EventRecord *EventList::at(quint64 number) const
+{
+    const auto firstNumber = [](const Piece &piece) { return piece.block->numberData[piece.first]; };
+    const auto behind = std::ranges::upper_bound(m_pieces, number, {}, firstNumber);
+    if (behind == m_pieces.begin())
+        return nullptr;
+    const Piece &piece = *std::prev(behind);
+    const std::span numbers(piece.block->numberData + piece.first, static_cast<size_t>(piece.count));
+    const auto place = std::ranges::lower_bound(numbers, number);
+    if (place == numbers.end() || *place != number)
+        return nullptr;
+    return piece.block->data + piece.first + (place - numbers.begin());
 }
 
 QList<EventRecord> EventList::toList() const
@@ -144,17 +185,19 @@ void EventList::dropUpTo(double cutoff)
 
 void EventList::filter(Piece &piece, double cutoff)
 {
-    const EventRecord *events = piece.block->data + piece.first;
     if (piece.isSorted) {
-        for (; piece.count > 0 && events->ts <= cutoff; ++events, ++piece.first)
-            --piece.count;
-        piece.oldest = piece.count > 0 ? events->ts : 0;
+        for (; piece.count > 0 && piece.block->data[piece.first].ts <= cutoff; ++piece.first, --piece.count)
+            m_index.remove(piece.block->data[piece.first], piece.block->numberData[piece.first]);
+        piece.oldest = piece.count > 0 ? piece.block->data[piece.first].ts : 0;
         return;
     }
     Piece kept{.block = std::make_shared<Block>(piece.count)};
-    for (const auto &event : std::span(events, static_cast<size_t>(piece.count))) {
+    for (qsizetype i = piece.first; i < piece.first + piece.count; ++i) {
+        const EventRecord &event = piece.block->data[i];
         if (event.ts > cutoff)
-            add(kept, event);
+            add(kept, event, piece.block->numberData[i]);
+        else
+            m_index.remove(event, piece.block->numberData[i]);
     }
     piece = std::move(kept);
 }

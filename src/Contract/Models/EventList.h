@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Contract/Models/EventRecord.h"
+#include "Contract/Models/EventIndex.h"
 
 #include <QList>
-#include <QSet>
 #include <iterator>
 #include <memory>
 
@@ -75,17 +74,17 @@ public:
     /// The last `count` events, or all of them when there are fewer. Shares the elements.
     [[nodiscard]] EventList last(qsizetype count) const;
 
-    /// What a walk looks for: events of this session, of this run, or dated at or after this moment.
+    /// What a search looks for: events of this session, of this run, or dated at or after this moment.
     struct Wanted
     {
         std::optional<QString> sessionId = {};
         std::optional<QUuid> runID = {};
         std::optional<Date> since = {};
     };
-    /// A part of this list, in its order, that holds at least every event for which one of the three is true.
-    /// It is found without looking at the events, so that a walk costs what it looks for and not a month.
-    /// Shares the elements.
-    [[nodiscard]] EventList around(const Wanted &wanted) const;
+    /// The events for which one of the three is true, in the order of the list, and at most a few others.
+    /// Costs what it finds, not what the list holds; only `since` also looks at events beside those. They
+    /// live as long as this list or a copy of it.
+    [[nodiscard]] QList<const EventRecord *> find(const Wanted &wanted) const;
 
     [[nodiscard]] QList<EventRecord> toList() const;
 
@@ -98,11 +97,15 @@ public:
     friend bool operator==(const EventList &a, const EventList &b);
 
 private:
-    static void add(Piece &piece, EventRecord event);
-    static void filter(Piece &piece, double cutoff);
+    static void add(Piece &piece, EventRecord event, quint64 number);
+    void filter(Piece &piece, double cutoff);
+    [[nodiscard]] QList<quint64> numbersSince(Date since) const;
+    [[nodiscard]] const EventRecord *at(quint64 number) const;
 
     QList<Piece> m_pieces;
     qsizetype m_size = 0;
+    EventIndex m_index;       ///< may still name elements that last() left out
+    quint64 m_nextNumber = 0; ///< elements are numbered in their order, with gaps where some were dropped
 };
 
 } // namespace Keelhaven

@@ -43,19 +43,19 @@ std::optional<QString> findSession(const RunKey &key, const EventList &events, c
     if (key.sessionID)
         return key.sessionID;
     if (key.launchRunID) {
-        for (const auto &event : events.around({.runID = key.launchRunID})) {
-            if (isClaude(event) && event.runID == key.launchRunID && event.sessionId)
-                return event.sessionId;
+        for (const EventRecord *event : events.find({.runID = key.launchRunID})) {
+            if (isClaude(*event) && event->runID == key.launchRunID && event->sessionId)
+                return event->sessionId;
         }
     }
-    for (const auto &event : events.around({.since = key.startedAt - matchBefore})) {
-        if (!isClaude(event) || event.type != u"SessionStart" || !event.sessionId ||
-            claimed.contains(*event.sessionId))
+    for (const EventRecord *event : events.find({.since = key.startedAt - matchBefore})) {
+        if (!isClaude(*event) || event->type != u"SessionStart" || !event->sessionId ||
+            claimed.contains(*event->sessionId))
             continue;
-        const Date at = event.date();
-        if (at >= key.startedAt - matchBefore && at <= key.startedAt + matchAfter && event.cwd &&
-            isSameFolder(*event.cwd))
-            return event.sessionId;
+        const Date at = event->date();
+        if (at >= key.startedAt - matchBefore && at <= key.startedAt + matchAfter && event->cwd &&
+            isSameFolder(*event->cwd))
+            return event->sessionId;
     }
     return std::nullopt;
 }
@@ -140,10 +140,9 @@ Assessment assess(const RunKey &key, const EventList &events, const QSet<QString
     const auto session = findSession(key, events, claimed, isSameFolder);
     Ownership belongs(key, session, isSameFolder);
     TurnState turn;
-    const EventList near = events.around(belongs.wanted());
-    for (const auto &event : near) {
-        if (isClaude(event) && belongs(event))
-            turn.take(event);
+    for (const EventRecord *event : events.find(belongs.wanted())) {
+        if (isClaude(*event) && belongs(*event))
+            turn.take(*event);
     }
     Assessment result;
     result.capturedSessionID = session;
