@@ -4,29 +4,31 @@ namespace Keelhaven {
 
 namespace {
 constexpr qsizetype chunkSize = 4 << 20;
+constexpr double noCutoff = -std::numeric_limits<double>::infinity();
 }
 
 JSONLTailer::ReadResult JSONLTailer::read(const QString &path, Date now)
 {
+    const double cutoff = secondsSince1970(now - retention);
     qsizetype count = 0;
     if (m_previous)
-        count += drain(*m_previous);
+        count += drain(*m_previous, cutoff);
     if (m_previous && now >= m_previousEnds)
         m_previous.reset();
 
     auto file = TailFile::open(path);
     if (m_current)
-        count += drain(*m_current);
+        count += drain(*m_current, cutoff);
     if (file && !(m_current && m_current->file.identity() == file->identity())) {
         m_previous = std::exchange(m_current, std::nullopt);
         m_previousEnds = now + afterglow;
         m_current.emplace(Source{.file = *std::move(file), .lines = {}});
-        count += drain(*m_current);
+        count += drain(*m_current, cutoff);
     }
 
     ReadResult result;
     result.newEvents = m_events.last(count);
-    m_events.dropUpTo(secondsSince1970(now - retention));
+    m_events.dropUpTo(cutoff);
     result.events = m_events;
     return result;
 }
@@ -44,7 +46,7 @@ quint64 JSONLTailer::unreadBytes(const QString &path) const
     return bytes;
 }
 
-qsizetype JSONLTailer::drain(Source &source)
+qsizetype JSONLTailer::drain(Source &source, double cutoff)
 {
     if (source.file.size() < source.offset) {
         source.offset = 0;
@@ -56,8 +58,9 @@ qsizetype JSONLTailer::drain(Source &source)
         if (bytes.isEmpty())
             return m_events.size() - before;
         source.offset += static_cast<quint64>(bytes.size());
-        source.lines.add(bytes, [this](QByteArrayView line) {
-            if (auto event = EventRecord::fromLine(line))
+        const bool isBacklog = source.file.size() > source.offset;
+        source.lines.add(bytes, [&](QByteArrayView line) {
+            if (auto event = EventRecord::fromLine(line, isBacklog ? cutoff : noCutoff))
                 m_events.append(*std::move(event));
         });
     }

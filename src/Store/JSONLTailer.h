@@ -22,7 +22,7 @@ public:
 
     struct ReadResult
     {
-        EventList newEvents; ///< of this read, whatever their age
+        EventList newEvents; ///< of this read; what is too old only when it stood near the end of the file
         EventList events;    ///< all retained, those of this read included
     };
 
@@ -44,8 +44,9 @@ private:
         LineBuffer lines;
     };
 
-    /// Appends the source's new events and gives their number.
-    qsizetype drain(Source &source);
+    /// Appends the source's new events and gives their number. Of a backlog, those not above `cutoff` do not
+    /// even come into memory.
+    qsizetype drain(Source &source, double cutoff);
 
     std::optional<Source> m_current;
     std::optional<Source> m_previous;

@@ -130,6 +130,17 @@ TEST_F(JSONLTailerTest, EventsOf30DaysAreKept)
     EXPECT_EQ(read(), u"/d"_s);
 }
 
+TEST_F(JSONLTailerTest, OldEventsOfABacklogStayOutOfMemory)
+{
+    const double month = 2592000;
+    const qsizetype many = 100'000;
+    append(line("a") + line("z", nowSeconds - month).repeated(many) + line("b"));
+    const auto result = tailer.read(path, now);
+    EXPECT_EQ(types(result.events), u"ab"_s);
+    EXPECT_EQ(types(result.newEvents.last(1)), u"b"_s);
+    EXPECT_LT(result.newEvents.size(), many) << "only those near the end are made at all";
+}
+
 TEST_F(JSONLTailerTest, PipeInItsPlaceIsNoFile)
 {
     ASSERT_EQ(::mkfifo(path.toUtf8().constData(), 0600), 0);

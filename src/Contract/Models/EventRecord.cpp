@@ -39,12 +39,16 @@ EventRecord EventRecord::fromJSON(JSONObject object)
     return record;
 }
 
-std::optional<EventRecord> EventRecord::fromLine(QByteArrayView line)
+std::optional<EventRecord> EventRecord::fromLine(QByteArrayView line, double above)
 {
     if (line.trimmed().isEmpty())
         return std::nullopt;
     const auto json = JSONValue::parse(line);
     if (!json || !json->objectValue())
+        return std::nullopt;
+    // Most of a backlog ends here, at a small part of what a record costs.
+    const JSONValue *ts = json->objectValue()->find(u"ts");
+    if ((ts ? ts->doubleValue() : std::nullopt).value_or(0) <= above)
         return std::nullopt;
     return fromJSON(*json->objectValue());
 }

@@ -4,6 +4,7 @@
 #include "Platform/Moments.h"
 
 #include <QUuid>
+#include <limits>
 #include <optional>
 
 namespace Keelhaven {
@@ -33,8 +34,9 @@ struct EventRecord
     /// Any object is an event; what it lacks stays at the defaults above.
     [[nodiscard]] static EventRecord fromJSON(JSONObject object);
 
-    /// Nothing for a blank line, bad JSON or anything but an object.
-    [[nodiscard]] static std::optional<EventRecord> fromLine(QByteArrayView line);
+    /// Nothing for a blank line, bad JSON or anything but an object, or when its `ts` is not above `above`.
+    [[nodiscard]] static std::optional<EventRecord>
+    fromLine(QByteArrayView line, double above = -std::numeric_limits<double>::infinity());
     [[nodiscard]] static std::optional<EventRecord> fromLine(QStringView line);
 
     /// "{ts}-{type}-{sessionId}"; the last part is empty without a session.
