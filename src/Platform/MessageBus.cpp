@@ -40,8 +40,6 @@ MessageBus::MessageBus(QByteArray address, Clock &clock)
 MessageBus::~MessageBus()
 {
     closeConnection();
-    for (const auto &waiting : std::exchange(m_waiting, {}))
-        waiting.resolve(false);
 }
 
 QByteArray MessageBus::systemAddress()

@@ -14,7 +14,7 @@ namespace Keelhaven {
 
 /// One connection to a D-Bus message bus, made when it is first needed and made again when the bus was
 /// started anew. Main loop only and never waiting there: the connection is made on a pool thread and calls
-/// answer later. `clock` outlives it.
+/// answer later. Whoever still waits when it ends is not resumed. `clock` outlives it.
 class MessageBus : public QObject
 {
     Q_OBJECT

@@ -37,6 +37,7 @@ protected:
         m_environment.insert(u"LANG"_s, u"C.UTF-8"_s);
         m_environment.insert(u"TZ"_s, u"UTC"_s);
         m_environment.insert(u"XDG_RUNTIME_DIR"_s, m_home.path(u".run"_s));
+        m_environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, u"unix:path="_s + m_home.path(u".run/no-bus"_s));
     }
 
     ~ProgramsTest() override

@@ -136,15 +136,8 @@ TEST(MessageBusTest, MayGoWhileItConnects)
     PrivateBus daemon;
     VirtualClock clock;
     auto bus = std::make_unique<MessageBus>(daemon.address(), clock);
-    bool isAnswered = false;
-    Tasks tasks;
-    const auto ask = [](MessageBus *asked, bool *done) -> QCoro::Task<> {
-        const bool offered = co_await asked->offers(name);
-        *done = !offered;
-    };
-    tasks.spawn(ask(bus.get(), &isAnswered), "ask");
+    bus->connectSoon();
     bus.reset();
-    EXPECT_TRUE(isAnswered);
     QThreadPool::globalInstance()->waitForDone();
     settle();
 }

@@ -22,10 +22,12 @@ void TestHome::enter() const
     qputenv("HOME", path().toUtf8());
     qputenv("TMUX_TMPDIR", path().toUtf8());
     qputenv("XDG_RUNTIME_DIR", path(u".run"_s).toUtf8());
+    // Nor may the machine's services hear of a test.
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path(u".run/no-bus"_s).toUtf8());
     QDir().mkpath(path(u".run"_s));
     QFile::setPermissions(path(u".run"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     for (const char *name :
-         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "TMUX", "TMUX_PANE", "HERDR_SOCKET_PATH",
+         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "DBUS_SESSION_BUS_ADDRESS", "TMUX", "TMUX_PANE", "HERDR_SOCKET_PATH",
           "HERDR_ENV", "HERDR_PANE_ID", "HERDR_SESSION", "CODEX_HOME", "KEELHAVEN_RESOURCES",
           "KEELHAVEN_RUN_ID", "KEELHAVEN_RUN_DIR", "CLAUDE_CONFIG_DIR"})
         qunsetenv(name);
