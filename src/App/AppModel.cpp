@@ -11,6 +11,8 @@
 #include "Notifications/DeepLink.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/ClaudeLocator.h"
+#include "Platform/NotificationSink.h"
+#include "Platform/SleepMonitor.h"
 #include "Platform/SystemLog.h"
 #include "Platform/Text.h"
 #include "Plugins/WorkspaceScaffold.h"
@@ -204,6 +206,12 @@ void AppModel::wireHooks()
         reportLaunching(session.runID, EngineEvent::Kind::SessionOpened, text);
     };
     own.notifications.onOpenURL = [this](const QString &link) { handleDeepLink(link); };
+    own.environment.notifications.onClicked = [this](const QString &link) {
+        m_services->notifications.clicked(link);
+    };
+    own.environment.sleep.onDidWake = [this] {
+        m_services->scheduler->evaluateDueSlots(m_services->environment.clock.now());
+    };
 }
 
 void AppModel::start()
@@ -224,6 +232,7 @@ void AppModel::start()
     own.usage.start();
     own.workItems.load(own.environment.clock.now());
     own.scheduler->start();
+    own.environment.sleep.start();
     own.workspaceStore.start();
 }
 
@@ -232,6 +241,8 @@ void AppModel::shutdown()
     if (std::exchange(m_isShutDown, true))
         return;
     auto &own = *m_services;
+    own.environment.notifications.onClicked = nullptr;
+    own.environment.sleep.onDidWake = nullptr;
     own.snapshots = {};
     own.hub.stop();
     own.workspaceStore.stop();

@@ -35,6 +35,7 @@ struct AppEnvironment
     class JobManager &jobs;
     class PowerBackend &power;
     class NotificationSink &notifications;
+    class SleepMonitor &sleep;
     class Desktop &desktop;
     /// The bundled terminal host, as it lies in the installation; empty when this build carries none.
     QString bundledHost;

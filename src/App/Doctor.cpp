@@ -192,7 +192,10 @@ QCoro::Task<QList<DoctorCheck>> Doctor::examine(DoctorServices services)
     const auto python = co_await tool(services, path, u"python3"_s, u"--version"_s,
                                       u"the plugin's hooks cannot report what sessions do."_s);
     checks.append(python);
-    checks.append(services.absences);
+    if (services.machine) {
+        const auto machine = co_await services.machine();
+        checks.append(machine);
+    }
     co_return checks;
 }
 

@@ -40,8 +40,8 @@ struct DoctorServices
     bool hasBundledHost = false;
     /// The database of the running instance: nothing without one, else the error it fell back with, if any.
     std::optional<std::optional<QString>> instanceDatabase = {};
-    /// Platform services that this build does without, as finished checks.
-    QList<DoctorCheck> absences = {};
+    /// Looks for the services of the machine that Keelhaven can do without, if this is set.
+    std::function<QCoro::Task<QList<DoctorCheck>>()> machine = {};
 };
 
 /// Looks for everything that Keelhaven needs from the machine. It starts no session and changes nothing but

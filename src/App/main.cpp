@@ -8,12 +8,13 @@
 #include "Herdr/HerdrLocator.h"
 #include "Notifications/DeepLink.h"
 #include "Platform/FileSettingsStore.h"
+#include "Platform/FreedesktopNotifications.h"
 #include "Platform/InotifyDirectoryWatch.h"
-#include "Platform/JobManager.h"
-#include "Platform/NotificationSink.h"
-#include "Platform/PowerBackend.h"
+#include "Platform/LogindPower.h"
+#include "Platform/LogindSleepMonitor.h"
 #include "Platform/QtProcessRunner.h"
 #include "Platform/SystemClock.h"
+#include "Platform/SystemdJobManager.h"
 #include "Platform/XdgDesktop.h"
 #include "Store/DatabaseOpening.h"
 
@@ -35,9 +36,12 @@ struct Machine
     QtProcessRunner processes;
     FileSettingsStore settings{paths.settingsFile()};
     InotifyDirectoryWatchFactory watches;
-    NoJobManager jobs;
-    NoPowerBackend power;
-    NoNotificationSink notifications;
+    MessageBus systemBus{MessageBus::systemAddress(), clock};
+    MessageBus sessionBus{MessageBus::sessionAddress(), clock};
+    SystemdJobManager jobs{processes, QFileInfo(paths.configDir).path(), wakeCommand()};
+    LogindPower power{systemBus, sessionBus};
+    FreedesktopNotifications notifications{sessionBus};
+    LogindSleepMonitor sleep{systemBus};
     XdgDesktop desktop{processes, settings};
     ClaudeLocator locator{processes, settings, paths.home};
     QString bundledHost = find(u"keelhaven-host"_s, paths);
@@ -54,15 +58,24 @@ struct Machine
         return {};
     }
 
-    /// What the "No…" services above cost.
-    static QList<DoctorCheck> absences()
+    /// Hands the link to the running instance, and is the instance itself where none runs.
+    static QStringList wakeCommand()
     {
-        return {
-            {u"wake job"_s, false, u"this build has none: agents fire only while Keelhaven runs."_s},
-            {u"keep awake"_s, false,
-             u"this build takes no hold: the machine may go to sleep during a run."_s},
-            {u"notifications"_s, false,
-             u"this build shows none: \"keelhaven watch\" and \"keelhaven status\" tell what happens."_s}};
+        return {QCoreApplication::applicationDirPath() + u"/keelhaven-headless"_s,
+                u"keelhaven://scheduler/wake"_s};
+    }
+
+    /// What the machine's services say of themselves.
+    [[nodiscard]] QCoro::Task<QList<DoctorCheck>> services()
+    {
+        const ServiceStatus job = co_await jobs.examine();
+        const ServiceStatus hold = co_await power.examine();
+        const ServiceStatus wake = co_await sleep.examine();
+        const ServiceStatus shown = co_await notifications.examine();
+        co_return QList<DoctorCheck>{{u"wake job"_s, job.ok, job.detail},
+                                     {u"keep awake"_s, hold.ok, hold.detail},
+                                     {u"after a sleep"_s, wake.ok, wake.detail},
+                                     {u"notifications"_s, shown.ok, shown.detail}};
     }
 
     [[nodiscard]] DoctorServices doctor(HerdrProbe &probe)
@@ -73,7 +86,7 @@ struct Machine
                 .locator = locator,
                 .herdr = probe,
                 .hasBundledHost = !bundledHost.isEmpty(),
-                .absences = absences()};
+                .machine = [this] { return services(); }};
     }
 };
 
@@ -163,9 +176,10 @@ int runInstance(const QString &link)
         return print(CommandReply::refused(instance.error().message()));
     }
     const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
-    const auto model = AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings,
-                                         machine.watches, machine.jobs, machine.power, machine.notifications,
-                                         machine.desktop, machine.bundledHost, machine.thumbnailer});
+    const auto model =
+        AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings, machine.watches,
+                          machine.jobs, machine.power, machine.notifications, machine.sleep, machine.desktop,
+                          machine.bundledHost, machine.thumbnailer});
     if (!model)
         return print(CommandReply::refused(model.error().message()));
     ControlServer server(instance->listener(), machine.clock);

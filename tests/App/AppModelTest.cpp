@@ -6,6 +6,7 @@
 #include "Platform/JobManager.h"
 #include "Platform/NotificationSink.h"
 #include "Platform/PowerBackend.h"
+#include "Platform/SleepMonitor.h"
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
@@ -55,7 +56,7 @@ protected:
     std::unique_ptr<AppModel> open()
     {
         auto model = AppModel::create(
-            {paths, clock, processes, settings, watches, jobs, power, notifications, desktop, {}, {}});
+            {paths, clock, processes, settings, watches, jobs, power, notifications, sleep, desktop, {}, {}});
         EXPECT_TRUE(model);
         return model ? *std::move(model) : nullptr;
     }
@@ -85,6 +86,7 @@ protected:
     NoJobManager jobs;
     NoPowerBackend power;
     NotificationList notifications;
+    NoSleepMonitor sleep;
 
 private:
     QByteArray m_temporary;
@@ -149,6 +151,26 @@ TEST_F(AppModelTest, WhatARunAsksAndDeliversIsKeptAndTold)
     next->start();
     EXPECT_EQ(next->workItems().openQuestions(run.shipID).size(), 1)
         << "it waits for the user over a restart";
+}
+
+TEST_F(AppModelTest, AWakeAndAClickLookWhatIsDue)
+{
+    const auto model = open();
+    model->start();
+    SchedulerSlot daily = agent(u"daily"_s);
+    daily.schedule.rule = ScheduleSpec::Daily{{{9, 0}}};
+    daily.cwds = {home.path()};
+    daily.enabled = true;
+    model->scheduler().upsert(daily);
+    // Asleep for longer than an occurrence may wait: it is recorded as missed.
+    clock.jump(25h);
+    sleep.onDidWake();
+    EXPECT_EQ(model->scheduler().history().size(), 1);
+    clock.jump(25h);
+    notifications.onClicked(u"keelhaven://scheduler/wake"_s);
+    EXPECT_EQ(model->scheduler().history().size(), 2);
+    model->shutdown();
+    EXPECT_FALSE(sleep.onDidWake || notifications.onClicked);
 }
 
 TEST_F(AppModelTest, SecondStartAddsNothingAndTheLogIsEmptyAfterTheQuit)

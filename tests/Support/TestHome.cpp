@@ -27,9 +27,9 @@ void TestHome::enter() const
     QDir().mkpath(path(u".run"_s));
     QFile::setPermissions(path(u".run"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     for (const char *name :
-         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "DBUS_SESSION_BUS_ADDRESS", "TMUX", "TMUX_PANE", "HERDR_SOCKET_PATH",
-          "HERDR_ENV", "HERDR_PANE_ID", "HERDR_SESSION", "CODEX_HOME", "KEELHAVEN_RESOURCES",
-          "KEELHAVEN_RUN_ID", "KEELHAVEN_RUN_DIR", "CLAUDE_CONFIG_DIR"})
+         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "DBUS_SESSION_BUS_ADDRESS", "TMUX",
+          "TMUX_PANE", "HERDR_SOCKET_PATH", "HERDR_ENV", "HERDR_PANE_ID", "HERDR_SESSION", "CODEX_HOME",
+          "KEELHAVEN_RESOURCES", "KEELHAVEN_RUN_ID", "KEELHAVEN_RUN_DIR", "CLAUDE_CONFIG_DIR"})
         qunsetenv(name);
 }
 
