@@ -135,7 +135,7 @@ QStringList FileSettingsStore::keys() const
     return m_values.keys();
 }
 
-void FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
+bool FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
 {
     const QMutexLocker lock(&m_mutex);
     // Another process (the command line, a second user session) may write too: re-read under a lock file.
@@ -145,29 +145,33 @@ void FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
     refresh();
     QJsonObject values = m_values;
     edit(values);
-    if (values == m_values)
-        return;
+    if (values == m_values && !m_isUnsaved)
+        return true;
     m_values = values;
+    m_isUnsaved = true;
     if (m_stamp != stampOnDisk()) {
         systemLog(u"Keelhaven: settings not saved: cannot read %1 first"_s.arg(m_path));
-        return;
+        return false;
     }
     // What a slip of the editor made unreadable is still the user's.
     if (!m_torn.isEmpty())
         static_cast<void>(writeFileAtomically(m_path + u".bak"_s, std::exchange(m_torn, {})));
-    if (const auto written = writeFileAtomically(m_path, QJsonDocument(values).toJson()); !written)
+    const auto written = writeFileAtomically(m_path, QJsonDocument(values).toJson());
+    if (!written)
         systemLog(u"Keelhaven: settings not saved: %1"_s.arg(written.error().message()));
+    m_isUnsaved = !written;
     m_stamp = stampOnDisk();
+    return !m_isUnsaved;
 }
 
-void FileSettingsStore::set(const QString &key, const SettingValue &value)
+bool FileSettingsStore::set(const QString &key, const SettingValue &value)
 {
-    change([&](QJsonObject &values) { values.insert(key, toJson(value)); });
+    return change([&](QJsonObject &values) { values.insert(key, toJson(value)); });
 }
 
-void FileSettingsStore::remove(const QString &key)
+bool FileSettingsStore::remove(const QString &key)
 {
-    change([&](QJsonObject &values) { values.remove(key); });
+    return change([&](QJsonObject &values) { values.remove(key); });
 }
 
 } // namespace Keelhaven

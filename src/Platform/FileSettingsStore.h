@@ -16,8 +16,8 @@ public:
     explicit FileSettingsStore(QString path);
 
     [[nodiscard]] std::optional<SettingValue> value(const QString &key) const override;
-    void set(const QString &key, const SettingValue &value) override;
-    void remove(const QString &key) override;
+    bool set(const QString &key, const SettingValue &value) override;
+    bool remove(const QString &key) override;
     [[nodiscard]] QStringList keys() const override;
 
 private:
@@ -31,13 +31,14 @@ private:
 
     [[nodiscard]] Stamp stampOnDisk() const;
     void refresh() const;
-    void change(const std::function<void(QJsonObject &)> &edit);
+    bool change(const std::function<void(QJsonObject &)> &edit);
 
     QString m_path;
     mutable QMutex m_mutex;
     mutable Stamp m_stamp;
     mutable QJsonObject m_values;
     mutable QByteArray m_torn; ///< the file's content when it is no JSON object
+    bool m_isUnsaved = false;  ///< the last change is in memory only
 };
 
 } // namespace Keelhaven

@@ -21,8 +21,10 @@ public:
 
     /// The stored value, or nothing when the key was never written.
     [[nodiscard]] virtual std::optional<SettingValue> value(const QString &key) const = 0;
-    virtual void set(const QString &key, const SettingValue &value) = 0;
-    virtual void remove(const QString &key) = 0;
+    /// Both give false when the change could not be stored. It holds for this process all the same, and the next
+    /// change that can be stored takes it along.
+    virtual bool set(const QString &key, const SettingValue &value) = 0;
+    virtual bool remove(const QString &key) = 0;
     [[nodiscard]] virtual QStringList keys() const = 0;
 
     /// False when the key is absent or of another type.

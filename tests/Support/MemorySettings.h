@@ -15,8 +15,16 @@ public:
         const auto it = m_values.constFind(key);
         return it == m_values.constEnd() ? std::nullopt : std::optional(*it);
     }
-    void set(const QString &key, const SettingValue &value) override { m_values.insert(key, value); }
-    void remove(const QString &key) override { m_values.remove(key); }
+    bool set(const QString &key, const SettingValue &value) override
+    {
+        m_values.insert(key, value);
+        return true;
+    }
+    bool remove(const QString &key) override
+    {
+        m_values.remove(key);
+        return true;
+    }
     [[nodiscard]] QStringList keys() const override { return m_values.keys(); }
 
 private:
