@@ -16,7 +16,7 @@ FLOORS = [
     ["UI", "MenuBar"],
 ]
 # Programs of their own, outside the floors.
-SEPARATE = {"SessionHost": {"Platform", "Contract", "Herdr/Wire"}, "Front": {"App"}, "Thumbnailer": {"Platform"}}
+SEPARATE = {"SessionHost": {"Platform", "Contract", "Herdr/Wire"}, "Front": {"App"}, "SecretHelper": {"Platform"}, "Thumbnailer": {"Platform"}}
 PLACES = {room: (floor, place) for floor, rooms in enumerate(FLOORS) for place, room in enumerate(rooms)}
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
 
