@@ -2,6 +2,7 @@
 
 #include "App/DeepLinkRouter.h"
 #include "Assets/AssetStore.h"
+#include "Contract/SettingsCatalog.h"
 #include "Herdr/HerdrExternalOpen.h"
 #include "Herdr/HerdrLauncher.h"
 #include "Herdr/HerdrLocator.h"
@@ -11,6 +12,7 @@
 #include "Notifications/DeepLink.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/ClaudeLocator.h"
+#include "Platform/KeychainStore.h"
 #include "Platform/NotificationSink.h"
 #include "Platform/SleepMonitor.h"
 #include "Platform/SystemLog.h"
@@ -76,6 +78,7 @@ struct AppModel::Services
 {
     Services(const AppEnvironment &env, std::unique_ptr<KeelhavenDatabase> openedDatabase)
         : environment(env)
+        , keychain(env.secrets)
         , hub(env.paths, env.clock, env.watches, tasks)
         , notifications(env.clock, env.settings, env.notifications, Calendar::current)
         , power(env.power, env.settings)
@@ -104,6 +107,7 @@ struct AppModel::Services
 
     AppEnvironment environment;
     Tasks tasks;
+    KeychainStore keychain;
     SharedFileHub hub;
     NotificationManager notifications;
     PowerAssertionController power;
@@ -270,6 +274,16 @@ void AppModel::reportLaunching(const std::optional<QUuid> &runID, EngineEvent::K
     }
 }
 
+void AppModel::settingChanged(const QString &key)
+{
+    auto &own = *m_services;
+    if (key == Setting::keepMacAwake.name || key == Setting::preventMacLockScreen.name)
+        own.power.readSettings();
+    // A higher cap lets waiting runs start now.
+    if (m_started && key == Setting::schedulerConcurrencyCap.name)
+        own.scheduler->evaluateDueSlots(own.environment.clock.now());
+}
+
 void AppModel::handleDeepLink(const QString &link)
 {
     DeepLinkRouter::route(link, *this);
@@ -302,6 +316,18 @@ HerdrManager &AppModel::herdr()
 HerdrProbe &AppModel::herdrProbe()
 {
     return m_services->herdrProbe;
+}
+HerdrLocator &AppModel::herdrLocator()
+{
+    return m_services->herdrLocator;
+}
+RunLauncher &AppModel::launcher()
+{
+    return m_services->launcher;
+}
+KeychainStore &AppModel::keychain()
+{
+    return m_services->keychain;
 }
 NotificationManager &AppModel::notifications()
 {

@@ -12,10 +12,12 @@ namespace Keelhaven {
 
 class AssetStore;
 class Clock;
+class HerdrLocator;
 class HerdrManager;
 class HerdrProbe;
 class JournalIngestor;
 class KeelhavenDatabase;
+class KeychainStore;
 class NotificationManager;
 class PowerAssertionController;
 class SettingsStore;
@@ -41,6 +43,7 @@ struct AppEnvironment
     QString bundledHost;
     /// The program that makes thumbnails; empty when this build carries none.
     QString thumbnailer;
+    class SecretStore &secrets;
 };
 
 /// The composition root: builds every service exactly once, owns them for the life of the process and wires
@@ -69,6 +72,9 @@ public:
     [[nodiscard]] SharedFileHub &hub();
     [[nodiscard]] HerdrManager &herdr();
     [[nodiscard]] HerdrProbe &herdrProbe();
+    [[nodiscard]] HerdrLocator &herdrLocator();
+    [[nodiscard]] RunLauncher &launcher();
+    [[nodiscard]] KeychainStore &keychain();
     [[nodiscard]] NotificationManager &notifications();
     [[nodiscard]] UsageMonitor &usage();
     [[nodiscard]] SettingsStore &settings();
@@ -82,6 +88,8 @@ public:
     /// The last snapshot of the shared files.
     [[nodiscard]] const Snapshot &snapshot() const { return m_snapshot; }
 
+    /// Lets services that keep a setting look at it again; all others read it when they need it.
+    void settingChanged(const QString &key);
     /// Routes a "keelhaven://" link.
     void handleDeepLink(const QString &link);
 

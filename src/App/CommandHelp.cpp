@@ -45,7 +45,9 @@ QString spelled(const CommandSpec &command)
 {
     if (command.operand.isEmpty())
         return command.path.toString();
-    return (command.isOperandRequired ? u"%1 %2"_s : u"%1 [%2]"_s).arg(command.path, command.operand);
+    const QString first =
+        (command.isOperandRequired ? u"%1 %2"_s : u"%1 [%2]"_s).arg(command.path, command.operand);
+    return command.secondOperand.isEmpty() ? first : u"%1 %2"_s.arg(first, command.secondOperand);
 }
 
 QString commands(std::span<const CommandSpec> table, const QString &prefix)
@@ -78,9 +80,14 @@ QString ofAll(std::span<const CommandSpec> table)
 
 QString ofGroup(const QString &group, std::span<const CommandSpec> table)
 {
+    QString notes;
+    for (const auto &command : table) {
+        if (command.groupNotes && command.path.startsWith(group + u' '))
+            notes += u'\n' + command.groupNotes();
+    }
     return u"Usage: keelhaven %1 COMMAND [OPTION…]\n\nCommands:\n"_s.arg(group) +
            commands(table, group + u' ') +
-           u"\n\"keelhaven %1 COMMAND --help\" tells the options of one.\n"_s.arg(group);
+           u"\n\"keelhaven %1 COMMAND --help\" tells the options of one.\n"_s.arg(group) + notes;
 }
 
 QString ofCommand(const CommandSpec &command)

@@ -70,7 +70,7 @@ public:
                 return HelpText{CommandHelp::ofCommand(m_command)};
             else if (!onlyOperands && isOption(word))
                 takeOption(word.mid(2));
-            else if (!onlyOperands && word.startsWith(u'-') && word.size() > 1)
+            else if (!onlyOperands && word.startsWith(u'-') && word.size() > 1 && !word[1].isDigit())
                 m_error = u"unknown option \"%1\""_s.arg(word);
             else
                 takeOperand(word);
@@ -79,6 +79,8 @@ public:
         }
         if (!m_command.operand.isEmpty() && m_command.isOperandRequired && m_arguments.m_operand.isEmpty())
             return usage(u"%1 is missing"_s.arg(m_command.operand));
+        if (!m_command.secondOperand.isEmpty() && !m_arguments.m_secondOperand)
+            return usage(u"%1 is missing"_s.arg(m_command.secondOperand));
         if (m_command.check) {
             if (const auto wrong = m_command.check(m_arguments))
                 return usage(*wrong);
@@ -105,7 +107,10 @@ private:
 
     void takeOperand(const QString &word)
     {
-        if (m_command.operand.isEmpty() || !m_arguments.m_operand.isEmpty() || word.isEmpty())
+        const bool isFirst = m_arguments.m_operand.isEmpty();
+        if (!isFirst && !m_command.secondOperand.isEmpty() && !m_arguments.m_secondOperand)
+            m_arguments.m_secondOperand = word;
+        else if (m_command.operand.isEmpty() || !isFirst || word.isEmpty())
             m_error = u"unexpected \"%1\""_s.arg(word);
         else
             m_arguments.m_operand = word;

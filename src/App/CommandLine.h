@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoroTask>
 #include <QMap>
 #include <QStringList>
 #include <optional>
@@ -41,20 +42,26 @@ public:
     [[nodiscard]] QStringList values(QStringView option) const { return m_values.value(option.toString()); }
     /// Empty when not given.
     [[nodiscard]] const QString &operand() const { return m_operand; }
+    /// Nothing when not given; it may be an empty text.
+    [[nodiscard]] const std::optional<QString> &secondOperand() const { return m_secondOperand; }
     [[nodiscard]] bool wantsJSON() const { return has(u"json"); }
 
 private:
     friend class CommandLineParser;
     QMap<QString, QStringList> m_values;
     QString m_operand;
+    std::optional<QString> m_secondOperand;
 };
 
 struct CommandReply;
 struct CommandContext;
+struct LocalContext;
 
 /// Where a command is carried out.
 enum class CommandKind {
     Plain,  ///< one function of arguments and state
+    Local,  ///< needs no more than the settings; works without a running instance
+    Task,   ///< takes its time; the caller waits, the instance does not
     Doctor, ///< looks at the machine; works without a running instance
     Watch,  ///< goes on until the caller leaves
     Script  ///< a program of the plugin, run in the caller's own terminal; never reaches the instance
@@ -67,12 +74,21 @@ struct CommandSpec
     QStringView summary;
     QStringView operand = {}; ///< what the help calls it; empty for none
     bool isOperandRequired = true;
+    QStringView secondOperand = {}; ///< always required
     std::vector<OptionSpec> options;
     CommandKind kind = CommandKind::Plain;
     CommandReply (*run)(const Arguments &, const CommandContext &) = nullptr; ///< of a Plain command
+    CommandReply (*runLocal)(const Arguments &, const LocalContext &) = nullptr;
+    /// Of a Task; what the context refers to outlives the task.
+    QCoro::Task<CommandReply> (*runTask)(Arguments, CommandContext) = nullptr;
+    /// Of a Task that reads standard input first: what a person at a terminal is told before typing, where
+    /// the typed line does not show. Empty for a Task that reads none.
+    QStringView inputPrompt = {};
     /// What is wrong with the options taken together, as a sentence.
     std::optional<QString> (*check)(const Arguments &) = nullptr;
     QStringView notes = {}; ///< further lines of its help
+    QString (*groupNotes)() =
+        nullptr; ///< further lines of the help on its group; on one command of the group
 };
 
 /// The words were understood; `command` belongs to the table.

@@ -78,6 +78,7 @@ void ControlConnection::takeRequest(const std::string &payload)
         caller.arguments.append(QString::fromStdString(argument));
     caller.workingDirectory = QString::fromStdString(request.workingDirectory);
     caller.columns = request.columns;
+    caller.inputIsTerminal = request.inputIsTerminal;
     ControlWire::appendFrame(m_pending, FrameType::Accepted, {});
     writeSome();
     if (!m_isClosed)
@@ -141,7 +142,24 @@ void ControlConnection::finish(int exitStatus)
     if (m_isFinished)
         return;
     const char status = static_cast<char>(exitStatus);
-    ControlWire::appendFrame(m_pending, FrameType::Exit, {&status, 1});
+    endWith(FrameType::Exit, {&status, 1});
+}
+
+bool ControlConnection::become(const QStringList &words)
+{
+    QByteArray payload;
+    for (const QString &word : words)
+        payload += word.toUtf8() + '\0';
+    if (payload.isEmpty() || static_cast<std::size_t>(payload.size()) > ControlWire::maximumChunk)
+        return false;
+    if (!m_isFinished)
+        endWith(FrameType::Become, {payload.constData(), static_cast<std::size_t>(payload.size())});
+    return true;
+}
+
+void ControlConnection::endWith(FrameType type, std::string_view payload)
+{
+    ControlWire::appendFrame(m_pending, type, payload);
     m_isFinished = true;
     m_deadline.reset();
     writeSome();

@@ -17,6 +17,7 @@ struct ControlCaller
     QStringList arguments;
     QString workingDirectory; ///< absolute, or empty when it no longer exists
     int columns = 0;          ///< width of the terminal; 0 when standard output is none
+    bool inputIsTerminal = false;
 
     [[nodiscard]] bool isTerminal() const { return columns > 0; }
 };
@@ -44,6 +45,9 @@ public:
     void requestInput();
     /// Ends the conversation; what was written before still arrives.
     void finish(int exitStatus);
+    /// Ends the conversation by having the caller's command become a program, in the caller's own terminal.
+    /// False when the words do not fit a frame; the conversation then goes on.
+    [[nodiscard]] bool become(const QStringList &words);
     [[nodiscard]] bool isFinished() const { return m_isFinished; }
 
 Q_SIGNALS:
@@ -62,6 +66,7 @@ private:
     void takeRequest(const std::string &payload);
     void takeInput(const std::string &payload);
     void refuse(const QString &sentence, int exitStatus);
+    void endWith(ControlWire::FrameType type, std::string_view payload);
     void writeSome();
     void close();
 

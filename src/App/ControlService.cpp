@@ -18,6 +18,8 @@ void send(ControlConnection &connection, const CommandReply &reply)
 {
     connection.writeOutput(reply.output.toUtf8());
     connection.writeError(reply.error.toUtf8());
+    if (!reply.become.isEmpty() && connection.become(reply.become))
+        return;
     connection.finish(static_cast<int>(reply.exit));
 }
 
@@ -42,7 +44,8 @@ CommandContext ControlService::context(const ControlCaller &caller)
             .now = m_model.clock().now(),
             .calendar = Calendar::current(),
             .databaseError = m_model.databaseError(),
-            .openLink = [this](const QString &link) { m_model.handleDeepLink(link); }};
+            .openLink = [this](const QString &link) { m_model.handleDeepLink(link); },
+            .model = &m_model};
 }
 
 void ControlService::answer(ControlConnection *connection, const ControlCaller &caller)
@@ -56,6 +59,15 @@ void ControlService::answer(ControlConnection *connection, const ControlCaller &
     switch (call.command.command->kind) {
     case CommandKind::Plain:
         run(call, std::nullopt);
+        break;
+    case CommandKind::Local:
+        runLocal(call);
+        break;
+    case CommandKind::Task:
+        if (call.command.command->inputPrompt.isEmpty())
+            m_model.tasks().spawn(carryOut(call, std::nullopt), "command");
+        else
+            collectInput(call);
         break;
     case CommandKind::Watch:
         watch(call);
@@ -85,6 +97,36 @@ void ControlService::run(const Call &call, const std::optional<QByteArray> &inpu
     connect(call.connection, &ControlConnection::inputArrived, this,
             [this, call](const QByteArray &bytes) { run(call, bytes); });
     call.connection->requestInput();
+}
+
+void ControlService::runLocal(const Call &call)
+{
+    const LocalContext state{.caller = call.caller,
+                             .settings = m_model.settings(),
+                             .paths = m_model.paths(),
+                             .settingChanged = [this](const QString &key) { m_model.settingChanged(key); }};
+    send(*call.connection, call.command.command->runLocal(call.command.arguments, state));
+}
+
+void ControlService::collectInput(const Call &call)
+{
+    if (call.caller.inputIsTerminal)
+        call.connection->writeError(call.command.command->inputPrompt.toUtf8());
+    connect(call.connection, &ControlConnection::inputArrived, this, [this, call](const QByteArray &bytes) {
+        if (!m_isQuitting)
+            m_model.tasks().spawn(carryOut(call, bytes), "command");
+    });
+    call.connection->requestInput();
+}
+
+QCoro::Task<> ControlService::carryOut(Call call, std::optional<QByteArray> input)
+{
+    const QPointer<ControlConnection> connection = call.connection;
+    CommandContext state = context(call.caller);
+    state.input = std::move(input);
+    const CommandReply reply = co_await call.command.command->runTask(call.command.arguments, state);
+    if (connection)
+        send(*connection, reply);
 }
 
 QCoro::Task<> ControlService::examine(Call call)

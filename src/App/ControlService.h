@@ -37,6 +37,9 @@ private:
 
     void answer(ControlConnection *connection, const ControlCaller &caller);
     void run(const Call &call, const std::optional<QByteArray> &input);
+    void runLocal(const Call &call);
+    void collectInput(const Call &call);
+    QCoro::Task<> carryOut(Call call, std::optional<QByteArray> input);
     void watch(const Call &call);
     QCoro::Task<> examine(Call call);
     void happened(const EngineEvent &event);

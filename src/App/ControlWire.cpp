@@ -11,7 +11,7 @@ constexpr char inputIsTerminalFlag = 1;
 
 bool isKnown(char type)
 {
-    return std::string_view("QIAOENX").contains(type);
+    return std::string_view("QIAOENBX").contains(type);
 }
 
 template <typename Integer>

@@ -19,7 +19,8 @@ enum class FrameType : char {
     Output = 'O',    ///< instance → command: for standard output
     Error = 'E',     ///< instance → command: for standard error
     NeedInput = 'N', ///< instance → command: send standard input
-    Exit = 'X'       ///< instance → command: one byte, the exit status; the last frame
+    Become = 'B', ///< instance → command: become this program, its words each ended by a zero; the last frame
+    Exit = 'X'    ///< instance → command: one byte, the exit status; the last frame
 };
 
 inline constexpr std::string_view versionMark =

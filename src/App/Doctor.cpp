@@ -157,6 +157,23 @@ QCoro::Task<DoctorCheck> terminalHost(DoctorServices services)
     co_return good(name, health.summary().value_or(message.value_or(QString())));
 }
 
+QCoro::Task<DoctorCheck> secrets(DoctorServices services)
+{
+    const QString name = u"secrets"_s;
+    const auto place = co_await services.secrets.place();
+    const QString reason = place.obstacle ? place.obstacle->message() : QString();
+    if (place.isKeyring && place.obstacle)
+        co_return bad(
+            name, u"kept in the keyring, which cannot be used now (%1): messengers cannot be reached."_s.arg(
+                      reason));
+    if (place.isKeyring)
+        co_return good(name,
+                       place.isChosen ? u"kept in the keyring"_s : u"the keyring will keep the first one"_s);
+    if (place.isChosen)
+        co_return good(name, u"kept in %1, which only you can read"_s.arg(place.file));
+    co_return good(name, u"%1 will keep the first one, readable by you only: %2"_s.arg(place.file, reason));
+}
+
 } // namespace
 
 QCoro::Task<QList<DoctorCheck>> Doctor::examine(DoctorServices services)
@@ -192,6 +209,8 @@ QCoro::Task<QList<DoctorCheck>> Doctor::examine(DoctorServices services)
     const auto python = co_await tool(services, path, u"python3"_s, u"--version"_s,
                                       u"the plugin's hooks cannot report what sessions do."_s);
     checks.append(python);
+    const auto secretPlace = co_await secrets(services);
+    checks.append(secretPlace);
     if (services.machine) {
         const auto machine = co_await services.machine();
         checks.append(machine);

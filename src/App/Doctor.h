@@ -2,6 +2,7 @@
 
 #include "App/Commands/CommandContext.h"
 #include "Herdr/HerdrProbe.h"
+#include "Platform/ChosenSecretStore.h"
 #include "Platform/ClaudeLocator.h"
 
 namespace Keelhaven {
@@ -36,6 +37,7 @@ struct DoctorServices
     ProcessRunner &processes;
     ClaudeLocator &locator;
     HerdrProbe &herdr;
+    ChosenSecretStore &secrets;
     /// Whether this build carries a terminal host that the next start puts in place.
     bool hasBundledHost = false;
     /// The database of the running instance: nothing without one, else the error it fell back with, if any.

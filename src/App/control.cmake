@@ -7,6 +7,9 @@ set(KEELHAVEN_APP_CONTROL
     Commands/Lookup.cpp
     Commands/RunCommands.cpp
     Commands/ScheduleOptions.cpp
+    Commands/SecretCommands.cpp
+    Commands/SessionCommands.cpp
+    Commands/SettingsCommands.cpp
     Commands/StatusCommand.cpp
     Commands/TextTable.cpp
     Commands/WatchCommand.cpp

@@ -7,6 +7,7 @@
 #include "App/QuitSignals.h"
 #include "Herdr/HerdrLocator.h"
 #include "Notifications/DeepLink.h"
+#include "Platform/ChosenSecretStore.h"
 #include "Platform/FileSettingsStore.h"
 #include "Platform/FreedesktopNotifications.h"
 #include "Platform/InotifyDirectoryWatch.h"
@@ -20,6 +21,7 @@
 
 #include <QCoreApplication>
 #include <cstdio>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,6 +48,9 @@ struct Machine
     ClaudeLocator locator{processes, settings, paths.home};
     QString bundledHost = find(u"keelhaven-host"_s, paths);
     QString thumbnailer = find(u"keelhaven-thumbnailer"_s, paths);
+    KeyringSecretStore keyring{processes, find(u"keelhaven-secrets"_s, paths)};
+    FileSecretStore secretFile{paths.secretsFile()};
+    ChosenSecretStore secrets{settings, keyring, secretFile};
 
     /// Beside the programs in a build tree, among the resources of a package; empty when there is none.
     static QString find(const QString &name, const KeelhavenPaths &paths)
@@ -85,6 +90,7 @@ struct Machine
                 .processes = processes,
                 .locator = locator,
                 .herdr = probe,
+                .secrets = secrets,
                 .hasBundledHost = !bundledHost.isEmpty(),
                 .machine = [this] { return services(); }};
     }
@@ -137,6 +143,25 @@ int becomeCodexHooks(const ParsedCommand &command)
     return print(CommandReply::refused(u"cannot start python3."_s));
 }
 
+/// Width of the terminal that standard output is; 0 when it is none.
+int terminalColumns()
+{
+    constexpr int usual = 80;
+    winsize size{};
+    if (!::isatty(STDOUT_FILENO))
+        return 0;
+    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+}
+
+int runLocal(const ParsedCommand &command, const QStringList &words)
+{
+    const auto paths = KeelhavenPaths::fromEnvironment();
+    FileSettingsStore settings(paths.settingsFile());
+    const ControlCaller caller{words, QDir::currentPath(), terminalColumns(), ::isatty(STDIN_FILENO) != 0};
+    return print(command.command->runLocal(command.arguments,
+                                           {.caller = caller, .settings = settings, .paths = paths}));
+}
+
 /// What can be answered while no instance runs.
 int runWithoutInstance(const QStringList &words)
 {
@@ -148,6 +173,8 @@ int runWithoutInstance(const QStringList &words)
     const auto &command = std::get<ParsedCommand>(parsed);
     if (command.command->kind == CommandKind::Doctor)
         return runDoctor(command.arguments.wantsJSON());
+    if (command.command->kind == CommandKind::Local)
+        return runLocal(command, words);
     if (command.command->kind == CommandKind::Script)
         return becomeCodexHooks(command);
     return print(
@@ -179,7 +206,7 @@ int runInstance(const QString &link)
     const auto model =
         AppModel::create({machine.paths, machine.clock, machine.processes, machine.settings, machine.watches,
                           machine.jobs, machine.power, machine.notifications, machine.sleep, machine.desktop,
-                          machine.bundledHost, machine.thumbnailer});
+                          machine.bundledHost, machine.thumbnailer, machine.secrets});
     if (!model)
         return print(CommandReply::refused(model.error().message()));
     ControlServer server(instance->listener(), machine.clock);

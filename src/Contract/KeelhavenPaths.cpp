@@ -120,6 +120,11 @@ QString KeelhavenPaths::herdrRoot() const
 {
     return appSupportDir + u"/herdr"_s;
 }
+QString KeelhavenPaths::secretsFile() const
+{
+    return appSupportDir + u"/secrets.json"_s;
+}
+
 QString KeelhavenPaths::settingsFile() const
 {
     return configDir + u"/settings.json"_s;

@@ -43,6 +43,7 @@ struct KeelhavenPaths
     [[nodiscard]] QString dispatchDir() const;
     [[nodiscard]] QString herdrRoot() const;
     [[nodiscard]] QString settingsFile() const;
+    [[nodiscard]] QString secretsFile() const; ///< where there is no keyring
     [[nodiscard]] QString controlSocket() const;
     [[nodiscard]] QString claudeJSON() const; ///< ~/.claude.json
 

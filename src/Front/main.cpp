@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 // The command that a user types. It knows no command of its own: it hands the words to the running instance
@@ -38,18 +40,22 @@ std::string besideThis(const char *name)
     return own.substr(0, own.rfind('/') + 1) + name;
 }
 
-/// Becomes that program. Comes back only with the reason why not.
+/// Becomes the program that the first word names. Comes back only with the reason why not.
+int become(std::vector<std::string> words)
+{
+    std::vector<char *> argv;
+    for (auto &word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    ::execv(argv[0], argv.data());
+    return complain("cannot start " + words[0] + ": " + std::strerror(errno));
+}
+
+/// Becomes the program `name` that was installed beside this one.
 int become(const char *name, std::vector<std::string> arguments)
 {
-    const std::string path = besideThis(name);
-    std::vector<char *> words;
-    std::string first = path;
-    words.push_back(first.data());
-    for (auto &argument : arguments)
-        words.push_back(argument.data());
-    words.push_back(nullptr);
-    ::execv(path.c_str(), words.data());
-    return complain("cannot start " + path + ": " + std::strerror(errno));
+    arguments.insert(arguments.begin(), besideThis(name));
+    return become(std::move(arguments));
 }
 
 int openWindow(std::vector<std::string> arguments)
@@ -76,6 +82,61 @@ bool writeAll(int descriptor, std::string_view bytes)
     return true;
 }
 
+termios shownInput{}; ///< how the terminal was before its input was hidden
+
+void showInput()
+{
+    ::tcsetattr(STDIN_FILENO, TCSANOW, &shownInput);
+}
+
+/// Whoever is interrupted while the input is hidden gets a terminal back that shows it.
+void showInputAndEnd(int number)
+{
+    showInput();
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+}
+
+/// While it lives, what is typed does not show. Does nothing where standard input is no terminal.
+class HiddenInput
+{
+public:
+    HiddenInput()
+        : m_isHidden(::tcgetattr(STDIN_FILENO, &shownInput) == 0)
+    {
+        if (!m_isHidden)
+            return;
+        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+            std::signal(number, showInputAndEnd);
+        termios hidden = shownInput;
+        hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    }
+    HiddenInput(const HiddenInput &) = delete;
+    HiddenInput &operator=(const HiddenInput &) = delete;
+    ~HiddenInput()
+    {
+        if (!m_isHidden)
+            return;
+        showInput();
+        std::fputc('\n', stderr);
+    }
+    [[nodiscard]] bool isHidden() const { return m_isHidden; }
+
+private:
+    bool m_isHidden;
+};
+
+/// The words of a payload in which each is ended by a zero.
+std::vector<std::string> wordsOf(std::string_view payload)
+{
+    std::vector<std::string> words;
+    for (std::size_t end; (end = payload.find('\0')) != std::string_view::npos;
+         payload.remove_prefix(end + 1))
+        words.emplace_back(payload.substr(0, end));
+    return words;
+}
+
 ControlWire::Request requestFor(std::vector<std::string> arguments)
 {
     ControlWire::Request request;
@@ -97,8 +158,10 @@ ControlWire::Request requestFor(std::vector<std::string> arguments)
 class Conversation
 {
 public:
-    Conversation(const Descriptor &connection, std::string request)
+    /// With `isSecret`, a person at a terminal types one line of input, unseen.
+    Conversation(const Descriptor &connection, std::string request, bool isSecret)
         : m_connection(connection.get())
+        , m_isSecret(isSecret)
     {
         ControlWire::appendFrame(m_outgoing, FrameType::Request, request);
         ::fcntl(m_connection, F_SETFL, ::fcntl(m_connection, F_GETFL) | O_NONBLOCK);
@@ -127,7 +190,8 @@ public:
             if (!m_exit && reads && watched[1].revents)
                 readInput();
         }
-        return *m_exit;
+        m_hidden.reset();
+        return m_becomes.empty() ? *m_exit : become(std::move(m_becomes));
     }
 
 private:
@@ -176,6 +240,12 @@ private:
             break;
         case FrameType::NeedInput:
             m_sendsInput = true;
+            if (m_isSecret)
+                m_hidden.emplace();
+            break;
+        case FrameType::Become:
+            m_becomes = wordsOf(frame.payload);
+            m_exit = m_becomes.empty() ? complain("the reply makes no sense.") : 0;
             break;
         case FrameType::Exit:
             m_exit = frame.payload.empty() ? 1 : static_cast<unsigned char>(frame.payload[0]);
@@ -201,12 +271,20 @@ private:
         }
         ControlWire::appendFrame(m_outgoing, FrameType::Input, {bytes, size});
         m_sendsInput = size > 0;
+        if (size > 0 && m_hidden && m_hidden->isHidden() && bytes[size - 1] == '\n') {
+            ControlWire::appendFrame(m_outgoing, FrameType::Input, {});
+            m_sendsInput = false;
+            m_hidden.reset();
+        }
     }
 
     int m_connection;
     std::string m_outgoing;
     ControlWire::FrameReader m_reader;
     std::size_t m_inputSize = 0;
+    bool m_isSecret;
+    std::optional<HiddenInput> m_hidden;
+    std::vector<std::string> m_becomes;
     bool m_isAccepted = false;
     bool m_sendsInput = false;
     std::optional<int> m_exit;
@@ -226,7 +304,8 @@ std::optional<int> askInstance(const std::vector<std::string> &arguments)
         complain("the command line is too long.");
         return 2;
     }
-    return Conversation(connection, std::get<std::string>(std::move(request))).hold();
+    const bool isSecret = !arguments.empty() && arguments[0] == "secret";
+    return Conversation(connection, std::get<std::string>(std::move(request)), isSecret).hold();
 }
 
 } // namespace

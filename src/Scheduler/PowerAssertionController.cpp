@@ -63,6 +63,18 @@ void PowerAssertionController::setPreventLockScreen(bool on)
     Q_EMIT changed();
 }
 
+void PowerAssertionController::readSettings()
+{
+    m_keepAwake = m_settings.flag(keepAwakeKey);
+    if (m_keepAwake)
+        hold(userHolder);
+    else
+        release(userHolder);
+    m_preventLockScreen = m_settings.flag(lockScreenKey);
+    applyLockScreen();
+    Q_EMIT changed();
+}
+
 void PowerAssertionController::ensureAssertion()
 {
     if (m_assertionID == 0)

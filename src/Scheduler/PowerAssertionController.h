@@ -28,6 +28,8 @@ public:
     void setKeepAwake(bool on);
     [[nodiscard]] bool preventLockScreen() const { return m_preventLockScreen; }
     void setPreventLockScreen(bool on);
+    /// Takes the switches as the settings hold them now.
+    void readSettings();
 
     /// Ids of the holds, 0 when none.
     [[nodiscard]] std::uint32_t assertionID() const { return m_assertionID; }

@@ -12,6 +12,7 @@
 #include "Store/RunStore.h"
 #include "Support/FakeDesktop.h"
 #include "Support/FakeProcessRunner.h"
+#include "Support/MemorySecrets.h"
 #include "Support/MemorySettings.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
@@ -55,8 +56,19 @@ protected:
 
     std::unique_ptr<AppModel> open()
     {
-        auto model = AppModel::create(
-            {paths, clock, processes, settings, watches, jobs, power, notifications, sleep, desktop, {}, {}});
+        auto model = AppModel::create({paths,
+                                       clock,
+                                       processes,
+                                       settings,
+                                       watches,
+                                       jobs,
+                                       power,
+                                       notifications,
+                                       sleep,
+                                       desktop,
+                                       {},
+                                       {},
+                                       secrets});
         EXPECT_TRUE(model);
         return model ? *std::move(model) : nullptr;
     }
@@ -82,6 +94,7 @@ protected:
     VirtualClock clock;
     FakeProcessRunner processes;
     MemorySettings settings;
+    MemorySecrets secrets;
     InotifyDirectoryWatchFactory watches;
     NoJobManager jobs;
     NoPowerBackend power;

@@ -279,6 +279,84 @@ TEST_F(ProgramsTest, ARunIsFollowedToItsEndShownAndRemoved)
     EXPECT_EQ((*last)[u"event"]->stringValue(), u"finished"_s);
 }
 
+TEST_F(ProgramsTest, SettingsAreTheSameWithAndWithoutAnInstance)
+{
+    const auto get = [&](const QString &key) {
+        return keelhaven({u"settings"_s, u"get"_s, key}).output.trimmed();
+    };
+    EXPECT_EQ(keelhaven({u"settings"_s, u"set"_s, u"schedulerPaceSlack"_s, u"0"_s}).status, 0);
+    EXPECT_EQ(get(u"schedulerPaceSlack"_s), u"0");
+    start();
+    EXPECT_EQ(get(u"schedulerPaceSlack"_s), u"0");
+    const auto path = keelhaven({u"settings"_s, u"set"_s, u"keelhavenRunDirectory"_s, u"sub"_s, u"--json"_s});
+    EXPECT_EQ(path.json()[u"value"]->stringValue(), m_home.path(u"project/sub"_s));
+    const auto refused = keelhaven({u"settings"_s, u"set"_s, u"schedulerConcurrencyCap"_s, u"0"_s});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.error, u"keelhaven: schedulerConcurrencyCap takes a whole number from 1 to 20.\n");
+    EXPECT_EQ(stop(SIGTERM), 0);
+    EXPECT_EQ(get(u"keelhavenRunDirectory"_s), m_home.path(u"project/sub"_s));
+    EXPECT_EQ(keelhaven({u"settings"_s, u"unset"_s, u"keelhavenRunDirectory"_s}).status, 0);
+    EXPECT_EQ(get(u"keelhavenRunDirectory"_s), u"");
+}
+
+TEST_F(ProgramsTest, SecretsComeFromStandardInputAndAreNeverShown)
+{
+    const QString service = u"com.keelhaven.telegram-bot"_s;
+    EXPECT_EQ(keelhaven({u"secret"_s, u"set"_s, service}, "123:abc").status, 3);
+    start();
+    const auto kept = keelhaven({u"secret"_s, u"set"_s, service, u"--json"_s}, "123:abc\n");
+    EXPECT_EQ(kept.status, 0) << kept.error.toStdString();
+    EXPECT_EQ(kept.output, u"{\"service\": \"com.keelhaven.telegram-bot\", \"isSet\": true}\n");
+    const QString file = m_home.paths().secretsFile();
+    EXPECT_TRUE(m_home.read(u".local/share/keelhaven/secrets.json"_s).contains("123:abc"))
+        << "there is no session bus, so no keyring";
+    EXPECT_EQ(QFile::permissions(file) & (QFile::ReadGroup | QFile::ReadOther), 0);
+    EXPECT_TRUE(keelhaven({u"doctor"_s}).output.simplified().contains(u"✓ secrets kept in "_s + file));
+    const std::tuple<QStringList, QByteArray, int> refusals[] = {
+        {{u"set"_s, u"a b"_s}, "x", 2},       {{u"set"_s, service, u"123:abc"_s}, "", 2},
+        {{u"set"_s, service}, "", 1},         {{u"set"_s, service}, "two\nlines", 1},
+        {{u"set"_s, service}, "\xff\xfe", 1}, {{u"set"_s, service}, QByteArray(20'000, 'x'), 1},
+    };
+    for (const auto &[words, input, status] : refusals) {
+        const auto refused = keelhaven(QStringList{u"secret"_s} + words, input);
+        EXPECT_EQ(refused.status, status);
+        EXPECT_EQ(refused.error.count(u'\n'), status) << "one sentence, and for wrong usage where to look";
+    }
+    EXPECT_EQ(keelhaven({u"secret"_s, u"delete"_s, service}).status, 0);
+    EXPECT_FALSE(m_home.read(u".local/share/keelhaven/secrets.json"_s).contains("123"));
+    EXPECT_EQ(keelhaven({u"secret"_s, u"delete"_s, service}).status, 0);
+}
+
+TEST_F(ProgramsTest, LogsAgendaAndAttachShowWhatRanRunsAndWillRun)
+{
+    start();
+    ASSERT_EQ(keelhaven(addNightly + QStringList{u"--enable"_s, u"--preflight"_s, u"exit 3"_s}).status, 0);
+    const auto days = keelhaven({u"agenda"_s, u"--days"_s, u"3"_s, u"--json"_s}).json();
+    ASSERT_TRUE(days[u"days"] && days[u"days"]->arrayValue());
+    EXPECT_EQ(days[u"days"]->arrayValue()->size(), 3U);
+    const auto &tomorrow = *(*days[u"days"]->arrayValue())[1][u"entries"]->arrayValue();
+    ASSERT_EQ(tomorrow.size(), 1U);
+    EXPECT_EQ(tomorrow[0][u"name"]->stringValue(), u"Nightly");
+    EXPECT_TRUE(tomorrow[0][u"date"]->stringValue()->endsWith(u"T09:00:00.000Z"));
+    EXPECT_EQ(keelhaven({u"agenda"_s, u"--days"_s, u"0"_s}).status, 2);
+
+    const auto queued = keelhaven({u"agents"_s, u"run"_s, u"Nightly"_s, u"--json"_s}).json();
+    const QString id = *queued.arrayValue()->front().stringValue();
+    ASSERT_EQ(keelhaven({u"watch"_s, u"--until-run-ends"_s, id}).status, 0);
+    EXPECT_EQ(keelhaven({u"logs"_s, id}).output, u"No screen of this run was kept.\n");
+    m_home.write(u".local/share/keelhaven/runs/"_s + id + u".txt"_s, "one\x1b[31m\ntwo");
+    EXPECT_EQ(keelhaven({u"logs"_s, id}).output, u"one[31m\ntwo\n");
+    const auto logs = keelhaven({u"logs"_s, id, u"--json"_s}).json();
+    EXPECT_EQ(logs[u"scrollback"]->stringValue(), u"one\x1b[31m\ntwo");
+    EXPECT_TRUE(logs[u"journal"]->arrayValue()->empty());
+
+    EXPECT_EQ(
+        keelhaven({u"attach"_s, id}).error,
+        u"keelhaven: The run %1 has no open session; \"keelhaven logs %1\" shows what it wrote.\n"_s.arg(
+            id.left(8)));
+    EXPECT_EQ(keelhaven({u"attach"_s}).error, u"keelhaven: A session can only be joined from a terminal.\n");
+}
+
 TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
 {
     start();

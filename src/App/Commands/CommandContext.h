@@ -9,6 +9,7 @@
 
 namespace Keelhaven {
 
+class AppModel;
 class SchedulerEngine;
 class SettingsStore;
 
@@ -18,6 +19,17 @@ struct PassingRun
 {
     RunRecord record;
     bool wasLive = false;
+};
+
+/// What the commands on settings see, in the running instance or without one. All references live as long as
+/// the call.
+struct LocalContext
+{
+    const ControlCaller &caller;
+    SettingsStore &settings;
+    const KeelhavenPaths &paths;
+    /// A setting was written or removed.
+    std::function<void(const QString &key)> settingChanged = {};
 };
 
 /// What the commands see of the running instance. All references live as long as the call.
@@ -34,6 +46,7 @@ struct CommandContext
     std::function<void(const QString &)> openLink = {};
     /// Standard input; nothing as long as the command has not asked for it.
     std::optional<QByteArray> input = {};
+    AppModel *model = nullptr; ///< for what is not above; never null in the running instance
 };
 
 /// What a command answers: texts for the caller's two streams and the exit status.
@@ -43,6 +56,7 @@ struct CommandReply
     QString output = {};
     QString error = {};
     bool needsInput = false; ///< call again with the caller's standard input
+    QStringList become = {}; ///< a program with its arguments that the caller's command becomes
 
     [[nodiscard]] static CommandReply done(const QString &line) { return {.output = line + u'\n'}; }
     /// One sentence on standard error, exit status 1.
@@ -51,10 +65,14 @@ struct CommandReply
         return {.exit = ExitStatus::Refused, .error = QStringLiteral("keelhaven: ") + sentence + u'\n'};
     }
     /// One line for a program, laid out for a person at a terminal.
+    [[nodiscard]] static CommandReply json(const JSONValue &value, const ControlCaller &caller)
+    {
+        const QByteArray text = caller.isTerminal() ? value.encodedPretty() : value.encoded();
+        return {.output = QString::fromUtf8(text).trimmed() + u'\n'};
+    }
     [[nodiscard]] static CommandReply json(const JSONValue &value, const CommandContext &context)
     {
-        const QByteArray text = context.caller.isTerminal() ? value.encodedPretty() : value.encoded();
-        return {.output = QString::fromUtf8(text).trimmed() + u'\n'};
+        return json(value, context.caller);
     }
 };
 

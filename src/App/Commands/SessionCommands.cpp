@@ -1,0 +1,178 @@
+#include "App/Commands/SessionCommands.h"
+
+#include "App/AppModel.h"
+#include "App/Commands/Lookup.h"
+#include "App/Commands/TextTable.h"
+#include "Herdr/HerdrLocator.h"
+#include "Journal/JournalIngestor.h"
+#include "Scheduler/SchedulerCalendar.h"
+
+namespace Keelhaven::SessionCommands {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int liveLines = 2000; ///< of a screen that still changes
+constexpr int defaultDays = 7;
+constexpr int mostDays = 366;
+
+/// The live or parked session of a run.
+std::optional<LaunchedRun> sessionOf(const SchedulerEngine &engine, const QUuid &runID)
+{
+    for (const auto &run : engine.active()) {
+        if (run->record.id == runID)
+            return run->launched;
+    }
+    const auto parked = engine.parked().constFind(runID);
+    return parked == engine.parked().constEnd() ? std::nullopt : std::optional(parked->launched);
+}
+
+/// Lines as they were, less what would drive the terminal.
+QString plainLines(const QString &screen)
+{
+    QString text;
+    text.reserve(screen.size() + 1);
+    for (const QChar character : screen) {
+        if (character == u'\n' || character == u'\t' || character.category() != QChar::Other_Control)
+            text.append(character);
+    }
+    if (!text.isEmpty() && !text.endsWith(u'\n'))
+        text.append(u'\n');
+    return text;
+}
+
+JSONValue journalJSON(const QList<JournalEvent> &events)
+{
+    JSONArray list;
+    for (const auto &event : events)
+        list.push_back(JSONObject{{u"date"_s, isoText(event.date())},
+                                  {u"kind"_s, enumText(event.kind)},
+                                  {u"text"_s, event.summaryLine()}});
+    return list;
+}
+
+QString journalText(const QList<JournalEvent> &events, const Calendar &calendar)
+{
+    QString text;
+    for (const auto &event : events)
+        text += u"%1  %2  %3\n"_s.arg(localTime(event.date(), calendar),
+                                      enumText(event.kind).leftJustified(8), oneLine(event.summaryLine()));
+    return text;
+}
+
+JSONValue entryJSON(const SchedulerCalendar::Entry &entry)
+{
+    return JSONObject{{u"slotID"_s, uuidText(entry.slotID)},
+                      {u"name"_s, entry.name},
+                      {u"date"_s, isoText(entry.date)},
+                      {u"isOneShot"_s, entry.isOneShot}};
+}
+
+JSONValue agendaJSON(const SchedulerCalendar &agenda)
+{
+    JSONArray days;
+    for (const auto &day : agenda.days) {
+        JSONArray entries;
+        for (const auto &entry : day.entries)
+            entries.push_back(entryJSON(entry));
+        days.push_back(JSONObject{{u"start"_s, isoText(day.start)}, {u"entries"_s, entries}});
+    }
+    return JSONObject{{u"days"_s, days}};
+}
+
+} // namespace
+
+QCoro::Task<CommandReply> logs(Arguments arguments, CommandContext context)
+{
+    const auto run = findRun(context, arguments.operand());
+    if (!run)
+        co_return CommandReply::refused(run.error());
+    const QUuid id = run->record.id;
+    AppModel &model = *context.model;
+    auto screen = model.scheduler().scrollback(id);
+    const auto session = sessionOf(model.scheduler(), id);
+    if (session && run->place == RunPlace::Live)
+        screen = co_await model.launcher().transcript(*session, liveLines);
+    const auto events = model.journal().events(id);
+    if (arguments.wantsJSON()) {
+        const JSONObject json{{u"runID"_s, uuidText(id)},
+                              {u"scrollback"_s, screen ? JSONValue(*screen) : JSONValue()},
+                              {u"journal"_s, journalJSON(events)}};
+        co_return CommandReply::json(json, context);
+    }
+    const QString shown = screen ? plainLines(*screen) : u"No screen of this run was kept.\n"_s;
+    const QString journal = journalText(events, context.calendar);
+    CommandReply reply;
+    reply.output = journal.isEmpty() ? shown : shown + u"\nJournal\n"_s + journal;
+    co_return reply;
+}
+
+QCoro::Task<CommandReply> attach(Arguments arguments, CommandContext context)
+{
+    AppModel &model = *context.model;
+    std::optional<LaunchedRun> session;
+    if (!arguments.operand().isEmpty()) {
+        const auto run = findRun(context, arguments.operand());
+        if (!run)
+            co_return CommandReply::refused(run.error());
+        session = sessionOf(model.scheduler(), run->record.id);
+        if (!session)
+            co_return CommandReply::refused(
+                u"The run %1 has no open session; \"keelhaven logs %1\" shows what it wrote."_s.arg(
+                    shortID(run->record.id)));
+    }
+    const bool hasTerminal = context.caller.isTerminal() && context.caller.inputIsTerminal;
+    if (!hasTerminal && !arguments.wantsJSON())
+        co_return CommandReply::refused(u"A session can only be joined from a terminal."_s);
+    const auto binary = co_await model.herdrLocator().resolveBinaryWithSource();
+    if (!binary)
+        co_return CommandReply::refused(
+            u"The session host is not in place; \"keelhaven doctor\" tells more."_s);
+    if (session)
+        co_await model.launcher().focus(*session);
+    const QStringList command{binary->path, u"--session"_s, u"keelhaven"_s};
+    if (arguments.wantsJSON()) {
+        const JSONValue words = JSONCodec<QStringList>::encode(command);
+        co_return CommandReply::json(JSONObject{{u"command"_s, words}}, context);
+    }
+    // What a pane of the host tells its programs must not lead the host astray.
+    CommandReply reply;
+    reply.become = QStringList{u"/usr/bin/env"_s};
+    for (const QString &name :
+         {u"HERDR_ENV"_s, u"HERDR_SOCKET_PATH"_s, u"HERDR_CLIENT_SOCKET_PATH"_s, u"HERDR_PANE_ID"_s})
+        reply.become += QStringList{u"-u"_s, name};
+    reply.become += command;
+    co_return reply;
+}
+
+CommandReply agenda(const Arguments &arguments, const CommandContext &context)
+{
+    const int days = arguments.integer(u"days").value_or(defaultDays);
+    const auto agenda =
+        SchedulerCalendar::build(context.engine.slotList(), context.now, days, context.calendar);
+    if (arguments.wantsJSON())
+        return CommandReply::json(agendaJSON(agenda), context);
+    TextTable table({u"WHEN"_s, u"AGENT"_s, u"NAME"_s});
+    for (const auto &day : agenda.days) {
+        for (const auto &entry : day.entries)
+            table.addRow({toQDateTime(entry.date)
+                              .toTimeZone(context.calendar.zone())
+                              .toString(u"ddd yyyy-MM-dd HH:mm"_s),
+                          shortID(entry.slotID), entry.name});
+    }
+    if (table.isEmpty())
+        return CommandReply::done(u"Nothing fires in the next %1 days."_s.arg(days));
+    return {.output = table.text(context.caller.columns)};
+}
+
+std::optional<QString> checkDays(QStringView text)
+{
+    bool isNumber = false;
+    const int days = text.toInt(&isNumber);
+    return isNumber && days >= 1 && days <= mostDays
+               ? std::nullopt
+               : std::optional(u"is no number of days from 1 to %1"_s.arg(mostDays));
+}
+
+} // namespace Keelhaven::SessionCommands

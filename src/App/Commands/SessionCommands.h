@@ -1,0 +1,17 @@
+#pragma once
+
+#include "App/Commands/CommandContext.h"
+
+/// The commands that show sessions: what they wrote, and the live ones themselves.
+namespace Keelhaven::SessionCommands {
+
+/// The screen of a run, then what it put into its journal.
+[[nodiscard]] QCoro::Task<CommandReply> logs(Arguments arguments, CommandContext context);
+/// Has the caller's terminal join the session host, at a run's session where one is named.
+[[nodiscard]] QCoro::Task<CommandReply> attach(Arguments arguments, CommandContext context);
+
+[[nodiscard]] CommandReply agenda(const Arguments &arguments, const CommandContext &context);
+/// The value check of --days.
+[[nodiscard]] std::optional<QString> checkDays(QStringView text);
+
+} // namespace Keelhaven::SessionCommands
