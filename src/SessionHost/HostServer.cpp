@@ -19,6 +19,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
+constexpr Span lookInterval = 2s;
+
 QString systemError()
 {
     return QString::fromLocal8Bit(std::strerror(errno));
@@ -43,6 +45,13 @@ bool somebodyAnswers(const sockaddr_un &address)
     const bool answers = result == 0 || errno == EAGAIN;
     ::close(probe);
     return answers;
+}
+
+bool isStanding(const sockaddr_un &address, const HostServer::SocketFile &file)
+{
+    struct stat found = {};
+    return ::lstat(address.sun_path, &found) == 0 && found.st_dev == file.device &&
+           found.st_ino == file.inode;
 }
 
 bool isOwnUser(int socket)
@@ -188,21 +197,48 @@ Result<void, QString> HostServer::listen(const QString &path, const QString &loc
     if (m_lock < 0)
         return failure(u"cannot open %1: %2"_s.arg(lockPath, systemError()));
     // The kernel gives the lock back when its holder dies, however it dies.
-    if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0 || somebodyAnswers(*address))
+    if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0)
         return failure(u"a server already answers at %1"_s.arg(path));
-    struct stat old = {};
-    const QByteArray name = QFile::encodeName(path);
-    if (::lstat(name.constData(), &old) == 0) {
-        if (!S_ISSOCK(old.st_mode))
-            return failure(u"cannot listen at %1: something that is no socket stands there"_s.arg(path));
-        ::unlink(name.constData());
-    }
-    m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (m_listener < 0 ||
-        ::bind(m_listener, reinterpret_cast<const sockaddr *>(&*address), sizeof *address) != 0 ||
-        ::chmod(name.constData(), 0600) != 0 || ::listen(m_listener, 128) != 0)
-        return failure(u"cannot listen at %1: %2"_s.arg(path, systemError()));
     m_path = path;
+    if (auto opened = openSocket(*address); !opened)
+        return opened;
+    // A socket that a clean-up of the folder took away would leave everybody without the panes, and its lock
+    // would keep any other server from taking the place.
+    m_lookAfterSocket = m_clock.every(lookInterval, [this, address = *address] {
+        if (!isStanding(address, m_socketFile))
+            static_cast<void>(openSocket(address));
+    });
+    return {};
+}
+
+/// On failure an earlier socket stays in use.
+Result<void, QString> HostServer::openSocket(const sockaddr_un &address)
+{
+    if (somebodyAnswers(address))
+        return failure(u"a server already answers at %1"_s.arg(m_path));
+    struct stat status = {};
+    if (::lstat(address.sun_path, &status) == 0) {
+        if (!S_ISSOCK(status.st_mode))
+            return failure(u"cannot listen at %1: something that is no socket stands there"_s.arg(m_path));
+        ::unlink(address.sun_path);
+    }
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (listener < 0 || ::bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        ::chmod(address.sun_path, 0600) != 0 || ::listen(listener, 128) != 0 ||
+        ::lstat(address.sun_path, &status) != 0) {
+        const QString reason = systemError();
+        if (listener >= 0)
+            ::close(listener);
+        return failure(u"cannot listen at %1: %2"_s.arg(m_path, reason));
+    }
+    if (m_listener >= 0) {
+        acceptAll(); // who is already in its queue
+        m_notifier.reset();
+        m_acceptPause.reset();
+        ::close(m_listener);
+    }
+    m_listener = listener;
+    m_socketFile = {status.st_dev, status.st_ino};
     m_notifier = std::make_unique<QSocketNotifier>(m_listener, QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &HostServer::acceptAll);
     return {};
@@ -210,11 +246,13 @@ Result<void, QString> HostServer::listen(const QString &path, const QString &loc
 
 void HostServer::stopListening()
 {
+    m_lookAfterSocket.reset();
     m_notifier.reset();
     m_acceptPause.reset();
     if (m_listener < 0)
         return;
-    ::unlink(QFile::encodeName(m_path).constData());
+    if (const auto address = addressOf(m_path); address && isStanding(*address, m_socketFile))
+        ::unlink(address->sun_path);
     ::close(std::exchange(m_listener, -1));
 }
 

@@ -6,8 +6,10 @@
 
 #include <QObject>
 #include <list>
+#include <sys/types.h>
 
 class QSocketNotifier;
+struct sockaddr_un;
 
 namespace Keelhaven {
 
@@ -29,12 +31,20 @@ public:
         int connections = 64;
     };
 
+    /// What tells our socket from another one of that name.
+    struct SocketFile
+    {
+        dev_t device = 0;
+        ino_t inode = 0;
+    };
+
     /// `serve` gives the response for a request line; `clock` outlives the server.
     HostServer(Serve serve, Clock &clock, Limits limits);
     ~HostServer() override;
 
     /// Takes the path for this process, in place of the socket of a host that died. The error is a sentence:
-    /// another server has the path, or the system refuses.
+    /// another server has the path, or the system refuses. From then on a socket that is taken away is made
+    /// again.
     [[nodiscard]] Result<void, QString> listen(const QString &path, const QString &lockPath);
 
     /// Takes no more connections and gives the path back. Answers under way are still sent.
@@ -45,6 +55,7 @@ public:
 private:
     class Connection;
 
+    [[nodiscard]] Result<void, QString> openSocket(const sockaddr_un &address);
     void acceptAll();
     void remove(Connection *connection);
     QCoro::Task<> answer(QPointer<QObject> connection, QByteArray line);
@@ -56,6 +67,8 @@ private:
     std::list<std::unique_ptr<Connection>> m_connections; ///< oldest first
     std::unique_ptr<QSocketNotifier> m_notifier;
     Timer m_acceptPause;
+    Timer m_lookAfterSocket;
+    SocketFile m_socketFile;
     QString m_path;
     int m_listener = -1;
     int m_lock = -1;

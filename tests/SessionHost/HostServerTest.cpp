@@ -160,6 +160,26 @@ TEST_F(HostServerTest, OneServerAPath)
     EXPECT_FALSE(QFile::exists(path));
 }
 
+TEST_F(HostServerTest, ASocketThatWasTakenAwayIsMadeAgain)
+{
+    RawClient before(path);
+    before.send("half");
+    ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 1; }));
+    ASSERT_EQ(::unlink(path.toUtf8().constData()), 0);
+    clock.advance(2s);
+    RawClient after(path);
+    after.send("whole\n");
+    EXPECT_EQ(after.receive(), "<whole>\n");
+    before.send(" of it\n");
+    EXPECT_EQ(before.receive(), "<half of it>\n");
+
+    // What stands there instead is left alone.
+    ASSERT_EQ(::unlink(path.toUtf8().constData()), 0);
+    home.write(u"host.sock"_s, "data");
+    clock.advance(2s);
+    EXPECT_EQ(home.read(u"host.sock"_s), "data");
+}
+
 TEST(HostServerStart, ADeadSocketIsReplacedAndAFileIsNot)
 {
     const TestHome home;
