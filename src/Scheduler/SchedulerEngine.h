@@ -242,6 +242,7 @@ private:
     QCoro::Task<> closeWithScreen(ActiveRunPtr run);
     QCoro::Task<> rememberHead(QUuid slotID, QString folder);
     QCoro::Task<> tickNow();
+    void catchUp();
     void completeRun(const ActiveRunPtr &run);
     void markWaiting(const ActiveRunPtr &run, Date at);
     void takeResult(RunRecord &record);
@@ -269,6 +270,7 @@ private:
     QMap<QUuid, ParkedSession> m_parked;
     const Date m_scheduleFloor;
     DueTable m_due;
+    EventList m_events; ///< of the last snapshot
     Timer m_evaluationTimer;
     Timer m_runTimer;
     Timer m_parkedTimer;

@@ -191,6 +191,7 @@ void SchedulerEngine::launched(const QueuedRun &queuedRun, const LaunchedRun &se
     resetTimers();
     if (queuedRun.handoff)
         takeOver(record.id);
+    catchUp();
 }
 
 std::optional<QString> SchedulerEngine::ensureWorkspace(const SchedulerSlot &slot, const QString &projectDir)

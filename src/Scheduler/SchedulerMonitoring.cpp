@@ -32,6 +32,8 @@ ActiveRunPtr SchedulerEngine::activeRun(const QUuid &runID) const
 
 void SchedulerEngine::processSnapshot(const EventList &events, bool codexOnly)
 {
+    if (!codexOnly)
+        m_events = events;
     const auto runs = m_active;
     for (const auto &run : runs) {
         const bool isCodex = run->record.resolvedProvider() == AgentProvider::Codex;
@@ -63,6 +65,13 @@ void SchedulerEngine::processSnapshot(const EventList &events, bool codexOnly)
             run->completionMessage.reset();
         }
     }
+}
+
+/// A short turn is over before its run is live, and nothing else may be told until the run has ended.
+void SchedulerEngine::catchUp()
+{
+    const EventList events = m_events;
+    processSnapshot(events, false);
 }
 
 void SchedulerEngine::completeRun(const ActiveRunPtr &run)

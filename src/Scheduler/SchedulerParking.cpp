@@ -161,6 +161,7 @@ QCoro::Task<std::optional<QUuid>> SchedulerEngine::continueRun(QUuid slotID, QSt
                                          firstCharacters(prompt, bodyLimit), record.id, false);
     resetTimers();
     Q_EMIT changed();
+    catchUp();
     co_return QUuid(record.id);
 }
 

@@ -70,6 +70,22 @@ TEST_F(MonitoringTest, AFinishedTurnIsWoundDownAndItsRecordClosed)
     EXPECT_EQ(clock.timerCount(), 0U) << "no polling without live runs";
 }
 
+TEST_F(MonitoringTest, ATurnThatEndsBeforeItsRunIsLiveIsSeen)
+{
+    launcher.holdLaunches = true;
+    engine->start();
+    engine->enqueue(slot(u"agent"_s));
+    settleAll();
+    const RunRecord record = engine->launching().first();
+    deliver(event(u"SessionStart"_s, record));
+    deliver(event(u"Stop"_s, record, with(u"last_message"_s, u"all done"_s)));
+    launcher.releaseLaunches();
+    settleAll();
+    ASSERT_EQ(engine->active().size(), 1);
+    EXPECT_TRUE(live()->completionSeen);
+    EXPECT_EQ(live()->completionMessage, u"all done"_s);
+}
+
 TEST_F(MonitoringTest, ASessionThatIgnoresExitIsClosedAfterTheGrace)
 {
     const auto run = begin();
