@@ -185,7 +185,11 @@ void AppModel::chooseRunStore()
 void AppModel::wireHooks()
 {
     auto &own = *m_services;
-    own.scheduler->onEvent = [this](const EngineEvent &event) { Q_EMIT happened(event); };
+    own.scheduler->onEvent = [this](const EngineEvent &event) {
+        if (event.kind == EngineEvent::Kind::Finished)
+            m_promptTakenAt.remove(event.record.launchRunID.value_or(event.record.id));
+        Q_EMIT happened(event);
+    };
     own.journal.onProgress = [this](const QUuid &runID, const QString &text) {
         for (const auto &run : m_services->scheduler->active()) {
             if (run->record.id == runID)
@@ -209,6 +213,11 @@ void AppModel::wireHooks()
             session.workspaceLabel.value_or(session.workspaceID), session.tabID, session.paneID);
         reportLaunching(session.runID, EngineEvent::Kind::SessionOpened, text);
     };
+    own.launcher.context().promptTaken = [this](const QUuid &runID, Date since) {
+        const auto taken = m_promptTakenAt.constFind(runID);
+        return taken != m_promptTakenAt.cend() && *taken >= since;
+    };
+    own.herdrProbe.untilSettled = [this] { return m_services->herdr.settled(); };
     own.notifications.onOpenURL = [this](const QString &link) { handleDeepLink(link); };
     own.environment.notifications.onClicked = [this](const QString &link) {
         m_services->notifications.clicked(link);
@@ -259,8 +268,11 @@ void AppModel::apply(const Snapshot &snapshot)
 {
     m_snapshot = snapshot;
     for (const auto &event : snapshot.newEvents) {
-        if (event.type == u"UserPromptSubmit")
-            reportLaunching(event.runID, EngineEvent::Kind::PromptTaken, {});
+        if (event.type != u"UserPromptSubmit")
+            continue;
+        if (event.runID)
+            m_promptTakenAt.insert(*event.runID, snapshot.at);
+        reportLaunching(event.runID, EngineEvent::Kind::PromptTaken, {});
     }
     m_services->scheduler->processSnapshot(snapshot.events, false);
     Q_EMIT snapshotApplied();

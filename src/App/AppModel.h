@@ -110,6 +110,7 @@ private:
 
     std::optional<QString> m_databaseError;
     Snapshot m_snapshot;
+    QHash<QUuid, Date> m_promptTakenAt; ///< by run; when it was heard, by our own clock
     bool m_started = false;
     bool m_isShutDown = false;
     std::unique_ptr<Services> m_services;

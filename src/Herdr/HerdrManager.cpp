@@ -13,6 +13,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr Span idleWatchInterval = 60s;
+constexpr Span settlePoll = 100ms;
 
 /// Whether a process was started from this path. Where that cannot be asked, the answer is the careful one.
 QCoro::Task<bool> isRunning(ProcessRunner *processes, QString path)
@@ -51,6 +52,16 @@ QCoro::Task<> HerdrManager::start()
     if (!self)
         co_return;
     co_await restartServerIfIdle();
+}
+
+QCoro::Task<> HerdrManager::settled()
+{
+    const QPointer<HerdrManager> self(this);
+    while (self && m_busy) {
+        const bool slept = co_await m_services.clock.sleep(settlePoll);
+        if (!slept)
+            co_return;
+    }
 }
 
 QCoro::Task<> HerdrManager::refresh()

@@ -42,6 +42,8 @@ public:
     /// Installs, probes, prunes old versions and starts the idle watch. `isIdle` says that no run is live.
     void bootstrap(std::function<bool()> isIdle);
 
+    /// Until no installation and no restart is under way.
+    [[nodiscard]] QCoro::Task<> settled();
     [[nodiscard]] QCoro::Task<> refresh();
     [[nodiscard]] QCoro::Task<> reinstall();
     [[nodiscard]] QCoro::Task<> restartServerIfIdle();

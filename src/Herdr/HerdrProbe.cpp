@@ -73,6 +73,8 @@ QCoro::Task<HerdrProbe::Health> HerdrProbe::run()
 
 QCoro::Task<std::optional<QString>> HerdrProbe::blockedReason()
 {
+    if (untilSettled)
+        co_await untilSettled();
     const Health health = co_await run();
     if (!health.state.blocksRuns())
         co_return std::nullopt;

@@ -61,6 +61,9 @@ public:
 
     [[nodiscard]] QCoro::Task<Health> run();
 
+    /// Waited for before a run is judged: while the managed binary is put in place there is none to find.
+    std::function<QCoro::Task<>()> untilSettled;
+
     /// Why no run can start, by a fresh probe.
     [[nodiscard]] QCoro::Task<std::optional<QString>> blockedReason();
 

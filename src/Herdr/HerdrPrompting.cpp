@@ -37,13 +37,14 @@ QCoro::Task<Outcome> deliverPrompt(Context context, LaunchedRun run, QString tex
         co_return written;
     const QString typed = PromptDelivery::typed(plan);
     const auto resting = co_await restingStates(context, run.paneID);
+    const Delivery delivery{run.paneID, typed, resting, run.runID, context->clock.now()};
     const Herdr::AgentPromptParams params{run.agentName, typed};
     const auto answer =
         co_await context->client.call<Herdr::AgentResult>(Herdr::Method::agentPrompt, params, promptTimeout);
     if (!answer)
         co_return failure(answer.error());
     if (provider == AgentProvider::Claude) {
-        co_await ensurePromptSubmitted(context, run.paneID, typed, resting);
+        co_await ensurePromptSubmitted(context, delivery);
         co_return {};
     }
     if (!run.runID)
@@ -63,14 +64,16 @@ QCoro::Task<QSet<AgentState>> restingStates(Context context, QString paneID)
     co_return resting;
 }
 
-QCoro::Task<bool> leftIdle(Context context, QString paneID, QSet<AgentState> resting)
+QCoro::Task<bool> leftIdle(Context context, Delivery delivery)
 {
     const Date deadline = context->clock.now() + context->submitVerifyWindow;
     while (context->clock.now() < deadline) {
         const auto answer =
             co_await context->client.call<Herdr::AgentList>(Herdr::Method::agentList, Herdr::NoParams());
-        const Herdr::AgentInfo *agent = answer ? answer->inPane(paneID) : nullptr;
-        if (agent && agent->agentStatus && !resting.contains(agentState(agent->agentStatus)))
+        const Herdr::AgentInfo *agent = answer ? answer->inPane(delivery.paneID) : nullptr;
+        if (delivery.runID && context->promptTaken(*delivery.runID, delivery.since))
+            co_return true;
+        if (agent && agent->agentStatus && !delivery.resting.contains(agentState(agent->agentStatus)))
             co_return true;
         const bool slept = co_await context->clock.sleep(submitPoll);
         if (!slept)
@@ -79,31 +82,31 @@ QCoro::Task<bool> leftIdle(Context context, QString paneID, QSet<AgentState> res
     co_return false;
 }
 
-QCoro::Task<> ensurePromptSubmitted(Context context, QString paneID, QString typed, QSet<AgentState> resting)
+QCoro::Task<> ensurePromptSubmitted(Context context, Delivery delivery)
 {
     for (int press = 0; press < 2; ++press) {
-        const bool left = co_await leftIdle(context, paneID, resting);
+        const bool left = co_await leftIdle(context, delivery);
         if (left || context->clock.isClosed())
             co_return;
-        const bool sent = co_await sendText(context, paneID, enter);
+        const bool sent = co_await sendText(context, delivery.paneID, enter);
         if (!sent)
             co_return;
     }
-    const bool leftAfterEnter = co_await leftIdle(context, paneID, resting);
+    const bool leftAfterEnter = co_await leftIdle(context, delivery);
     if (leftAfterEnter || context->clock.isClosed())
         co_return;
     // Two presses did nothing: the text itself was lost.
-    const bool retyped = co_await sendText(context, paneID, typed);
+    const bool retyped = co_await sendText(context, delivery.paneID, delivery.typed);
     if (!retyped)
         co_return;
     const bool slept = co_await context->clock.sleep(pasteSettle);
     if (!slept)
         co_return;
     for (int press = 0; press < 2; ++press) {
-        const bool sent = co_await sendText(context, paneID, enter);
+        const bool sent = co_await sendText(context, delivery.paneID, enter);
         if (!sent)
             co_return;
-        const bool left = co_await leftIdle(context, paneID, resting);
+        const bool left = co_await leftIdle(context, delivery);
         if (left || context->clock.isClosed())
             co_return;
     }

@@ -24,6 +24,12 @@ struct HerdrContext
     /// A session's pane is open and its agent is being started; its prompt is still to come.
     std::function<void(const LaunchedRun &)> onSessionOpened;
 
+    /// Whether the run's session has told since then that it took a prompt. A turn can be over before anybody
+    /// sees it at work, and its prompt must not be typed again.
+    std::function<bool(const QUuid &runID, Date since)> promptTaken = [](const QUuid &, Date) {
+        return false;
+    };
+
     Span readyTimeout = std::chrono::seconds(45); ///< for a promptable agent and for a Codex hook
     Span submitVerifyWindow =
         std::chrono::seconds(4); ///< how long a prompt may sit unnoticed before Enter is pressed again

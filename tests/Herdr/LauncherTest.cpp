@@ -289,6 +289,19 @@ TEST_F(HerdrLauncherTest, ALostEnterIsPressedAgainAndTheTextTypedOnceMore)
     EXPECT_EQ(std::chrono::duration<double>(clock.now().time_since_epoch()).count(), 1772600707 + 20.6);
 }
 
+TEST_F(HerdrLauncherTest, APromptOfATurnThatNobodySawIsNotTypedAgain)
+{
+    transport->answers(Method::agentList, {listed(Status::Idle)});
+    const Date typedAt = clock.now();
+    run.runID = QUuid::createUuid();
+    launcher.context().promptTaken = [&](const QUuid &id, Date since) {
+        return id == run.runID && since == typedAt && clock.now() > typedAt + 400ms;
+    };
+    ASSERT_TRUE(finish(launcher.prompt(run, u"go"_s)));
+    EXPECT_EQ(typed(), QStringList());
+    EXPECT_EQ(clock.now(), typedAt + 500ms);
+}
+
 TEST_F(HerdrLauncherTest, TheLadderEndsWhenTheAgentStartsOrTheHostIsGone)
 {
     // Idle before, eight looks in vain, then working after the first Enter.
