@@ -85,7 +85,8 @@ class EventHookTest(unittest.TestCase):
 
     def test_hooks_file_names_exactly_the_recorded_events(self):
         hooks = json.loads((PLUGIN / "hooks/hooks.json").read_text())["hooks"]
-        self.assertEqual(set(hooks), set(event_hook.RECORDED_TYPES))
+        # PreToolUse records nothing: it lets the reporting tools through.
+        self.assertEqual(set(hooks) - {"PreToolUse"}, set(event_hook.RECORDED_TYPES))
 
     def test_registered_command_writes_a_private_line_with_the_run(self):
         os.makedirs(self.folder, 0o755)
