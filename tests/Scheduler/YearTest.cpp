@@ -1,0 +1,325 @@
+#include "EngineFixture.h"
+
+#include <cmath>
+#include <random>
+
+// Whole years of schedules, against tables that are worked out on another road than the calendar's: by
+// walking through the year minute by minute and asking the time zone what the wall clock shows.
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr Span latenessLimit = 30min;
+
+/// A schedule beside a predicate that says the same: does it fire when the wall clock comes to this minute,
+/// counted from the wall clock's 1970?
+struct Agent
+{
+    QString name;
+    decltype(ScheduleSpec::rule) rule;
+    std::function<bool(qint64)> firesAt;
+};
+
+int hourOf(qint64 minute)
+{
+    return static_cast<int>(minute / 60 % 24);
+}
+
+bool isAt(qint64 minute, int hour, int minuteOfHour)
+{
+    return hourOf(minute) == hour && minute % 60 == minuteOfHour;
+}
+
+/// 1 = Sunday; the first of January 1970 was a Thursday.
+int weekdayOf(qint64 minute)
+{
+    return static_cast<int>((minute / 1440 + 4) % 7) + 1;
+}
+
+const std::vector<Agent> agents{
+    {u"night"_s, ScheduleSpec::Daily{{{2, 30}, {2, 0}}},
+     [](qint64 m) { return isAt(m, 2, 0) || isAt(m, 2, 30); }},
+    {u"midnight"_s, ScheduleSpec::Daily{{{0, 0}, {0, 30}, {23, 59}}},
+     [](qint64 m) { return isAt(m, 0, 0) || isAt(m, 0, 30) || isAt(m, 23, 59); }},
+    {u"weekend"_s, ScheduleSpec::Weekly{{1, 7}, {{1, 45}, {18, 5}}},
+     [](qint64 m) { return (weekdayOf(m) == 1 || weekdayOf(m) == 7) && (isAt(m, 1, 45) || isAt(m, 18, 5)); }},
+    {u"even"_s, ScheduleSpec::EveryHours{2, std::nullopt}, [](qint64 m) { return m % 120 == 0; }},
+    {u"window"_s, ScheduleSpec::EveryHours{5, ScheduleSpec::DayWindow{9, 17}},
+     [](qint64 m) { return isAt(m, 9, 0) || isAt(m, 14, 0); }},
+    {u"odd"_s, ScheduleSpec::EveryHours{7, ScheduleSpec::DayWindow{1, 24}},
+     [](qint64 m) { return isAt(m, 1, 0) || isAt(m, 8, 0) || isAt(m, 15, 0) || isAt(m, 22, 0); }},
+    {u"never"_s, ScheduleSpec::Weekly{{}, {{3, 0}}}, [](qint64) { return false; }},
+};
+
+struct Year
+{
+    const char *zone;
+    int year;
+};
+
+void PrintTo(const Year &year, std::ostream *out)
+{
+    *out << year.zone << ' ' << year.year;
+}
+
+Date startOf(int year)
+{
+    // Half a minute off, so that no firing falls together with a start, a sleep or an end.
+    return std::chrono::sys_days(std::chrono::year(year) / 1 / 1) + 30s;
+}
+
+/// The firings of each agent in the year. A minute that the wall clock leaps over fires when it has leapt;
+/// one that it shows again does not fire again.
+std::vector<QList<Date>> table(const Year &year)
+{
+    const QTimeZone zone(year.zone);
+    std::vector<QList<Date>> firings(agents.size());
+    int offset = 0;
+    const auto wallMinute = [&](Date moment) {
+        const qint64 second = std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
+        // No zone changes its clock between two quarters of an hour.
+        if (second % 900 == 0 || offset == 0)
+            offset = zone.offsetFromUtc(QDateTime::fromSecsSinceEpoch(second, Qt::UTC));
+        return (second + offset) / 60;
+    };
+    qint64 shown = wallMinute(startOf(year.year));
+    for (Date moment = startOf(year.year) + 30s; moment < startOf(year.year + 1); moment += 1min) {
+        const qint64 now = wallMinute(moment);
+        for (; shown < now; ++shown) {
+            for (size_t i = 0; i < agents.size(); ++i) {
+                if (agents[i].firesAt(shown + 1) && (firings[i].isEmpty() || firings[i].last() != moment))
+                    firings[i].append(moment);
+            }
+        }
+    }
+    return firings;
+}
+
+/// Ends each run in the moment it fires.
+class EndAtOnce : public RunAdmissionPolicy
+{
+public:
+    [[nodiscard]] Admission admit(const SchedulerSlot &, const AdmissionContext &) const override
+    {
+        return Admission::skip(u"fired"_s);
+    }
+};
+
+QString described(const RunRecord &record)
+{
+    const bool missed = record.outcome->kind == RunOutcome::Kind::SkippedMissedWindow;
+    return (missed ? u"missed "_s : u"ran "_s) + isoText(record.startedAt);
+}
+
+class YearTest : public testing::TestWithParam<Year>, protected EngineWorld
+{
+protected:
+    YearTest()
+        : expected(table(GetParam()))
+    {
+        clock.jump(startOf(GetParam().year) - clock.now());
+        calendar = Calendar(QTimeZone(GetParam().zone));
+        for (const auto &agent : agents) {
+            auto made = slot(agent.name);
+            made.schedule.rule = agent.rule;
+            store.slotList.append(made);
+        }
+        restart(&endAtOnce);
+        engine->start();
+    }
+
+    /// What is recorded of the agent, oldest first.
+    [[nodiscard]] QStringList recorded(const Agent &agent) const
+    {
+        QStringList list;
+        for (const auto &record : engine->history()) {
+            if (record.slotName == agent.name)
+                list.prepend(described(record));
+        }
+        return list;
+    }
+
+    EndAtOnce endAtOnce;
+    std::vector<QList<Date>> expected;
+};
+
+/// The engine's rules in the plainest form, over the table: at each look the earliest firing after the last
+/// one is run, or recorded as missed, and all that passed since are used up with it.
+class Model
+{
+public:
+    Model(const std::vector<QList<Date>> &firings, Date start)
+        : m_firings(firings)
+        , m_used(firings.size(), start)
+        , m_wall(start)
+        , records(firings.size())
+    {
+        aim();
+    }
+
+    void advance(Span span)
+    {
+        for (; m_untilLook && *m_untilLook <= span; look()) {
+            span -= *m_untilLook;
+            m_wall += *m_untilLook;
+        }
+        m_wall += span;
+        if (m_untilLook)
+            *m_untilLook -= span;
+    }
+    void jump(Span span) { m_wall += span; }
+    void look()
+    {
+        for (size_t i = 0; i < m_firings.size(); ++i) {
+            const auto due = next(i);
+            if (!due || *due > m_wall)
+                continue;
+            m_used[i] = m_wall;
+            const bool missed = m_wall - *due > latenessLimit;
+            records[i].append(missed ? u"missed "_s + isoText(*due) : u"ran "_s + isoText(m_wall));
+        }
+        aim();
+    }
+
+private:
+    [[nodiscard]] std::optional<Date> next(size_t i) const
+    {
+        const auto found = std::upper_bound(m_firings[i].begin(), m_firings[i].end(), m_used[i]);
+        return found == m_firings[i].end() ? std::nullopt : std::optional(*found);
+    }
+    void aim()
+    {
+        m_untilLook.reset();
+        for (size_t i = 0; i < m_firings.size(); ++i) {
+            if (const auto due = next(i))
+                m_untilLook = std::min(m_untilLook.value_or(Span::max()), std::max<Span>(*due - m_wall, 1s));
+        }
+    }
+
+    const std::vector<QList<Date>> &m_firings;
+    std::vector<Date> m_used; ///< nothing up to here fires again
+    Date m_wall;
+    std::optional<Span> m_untilLook;
+
+public:
+    std::vector<QStringList> records;
+};
+
+/// Chance with its seed on record.
+class Chance
+{
+public:
+    Chance()
+        : m_seed(qEnvironmentVariableIsSet("KEELHAVEN_TEST_SEED")
+                     ? qEnvironmentVariable("KEELHAVEN_TEST_SEED").toUInt()
+                     : std::random_device{}())
+        , m_random(m_seed)
+    {
+        std::printf("KEELHAVEN_TEST_SEED=%u\n", m_seed);
+    }
+    /// Whole minutes; short spans are as likely as long ones.
+    Span upTo(double longestMinutes)
+    {
+        std::uniform_real_distribution<double> exponent(0, std::log(longestMinutes));
+        return std::chrono::minutes(std::llround(std::exp(exponent(m_random))));
+    }
+    bool isHeads() { return m_random() % 2 == 0; }
+
+private:
+    unsigned m_seed;
+    std::mt19937 m_random;
+};
+
+} // namespace
+
+TEST_P(YearTest, EveryAgentFiresExactlyWhenTheWallClockSays)
+{
+    auto once = slot(u"once"_s);
+    const Date moment = startOf(GetParam().year) + 100 * 24h + 7h + 13min;
+    once.schedule.rule = ScheduleSpec::Once{moment};
+    engine->upsert(once);
+    clock.advance(startOf(GetParam().year + 1) - clock.now());
+    for (size_t i = 0; i < agents.size(); ++i) {
+        QStringList ran;
+        for (const Date date : expected[i])
+            ran.append(u"ran "_s + isoText(date));
+        EXPECT_EQ(recorded(agents[i]), ran) << agents[i].name.toStdString();
+    }
+    EXPECT_EQ(recorded({u"once"_s, {}, {}}), QStringList{u"ran "_s + isoText(moment)});
+    EXPECT_FALSE(engine->slot(once.id)->enabled);
+}
+
+TEST_P(YearTest, SleepsAndClockChangesLoseNothingButWhatIsRecordedAndRepeatNothing)
+{
+    Chance chance;
+    Model model(expected, clock.now());
+    int sleeps = 0;
+    while (clock.now() < startOf(GetParam().year + 1) - 20 * 24h) {
+        const Span awake = chance.upTo(5 * 1440);
+        clock.advance(awake);
+        model.advance(awake);
+        const bool falls = chance.isHeads();
+        const Span jump = falls              ? chance.upTo(6 * 1440)
+                          : chance.isHeads() ? chance.upTo(720)
+                                             : -chance.upTo(720);
+        clock.jump(jump);
+        model.jump(jump);
+        if (!falls)
+            continue; // somebody set the clock; nobody tells
+        ++sleeps;
+        engine->evaluateDueSlots(clock.now());
+        settleAll();
+        model.look();
+    }
+    EXPECT_GT(sleeps, 10);
+    for (size_t i = 0; i < agents.size(); ++i) {
+        QStringList records = recorded(agents[i]);
+        EXPECT_EQ(records, model.records[i]) << agents[i].name.toStdString();
+        records.replaceInStrings(u"missed "_s, QString()).replaceInStrings(u"ran "_s, QString());
+        EXPECT_TRUE(std::ranges::is_sorted(records) && records.removeDuplicates() == 0)
+            << "each record is of a later firing than the one before";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Zones, YearTest,
+                         testing::Values(Year{"America/New_York", 2026}, Year{"Europe/Berlin", 2026},
+                                         Year{"Australia/Lord_Howe", 2026}, Year{"Asia/Kolkata", 2026},
+                                         Year{"America/Sao_Paulo", 2018}));
+
+TEST_F(EngineTest, TwoHundredAgentsDueTogetherAllRunOnceUnderTheCap)
+{
+    constexpr int count = 200;
+    constexpr qsizetype cap = 7;
+    settings.set(u"schedulerConcurrencyCap"_s, qint64(cap));
+    for (int i = 0; i < count; ++i)
+        store.slotList.append(slot(u"a%1"_s.arg(i)));
+    qsizetype most = 0;
+    engine->onEvent = [&](const EngineEvent &) {
+        QSet<QUuid> running; // a run that is just becoming live stands in both lists
+        for (const auto &run : engine->active())
+            running.insert(run->record.id);
+        for (const auto &record : engine->launching())
+            running.insert(record.id);
+        most = std::max(most, running.size());
+    };
+    engine->start();
+    clock.advance(1h + 59s);
+    EXPECT_EQ(engine->queued().size(), count - cap);
+    while (!engine->active().isEmpty()) {
+        pane().probe = {AgentState::Done, false};
+        engine->stop(live()->record.id);
+        clock.advance(6s);
+    }
+    EXPECT_EQ(most, cap);
+    EXPECT_EQ(engine->history().size(), count);
+    EXPECT_EQ(launcher.launchOrder.size(), count);
+    EXPECT_EQ(QSet<QString>(launcher.launchOrder.begin(), launcher.launchOrder.end()).size(), count);
+    EXPECT_EQ(powerBackend.held, 0);
+    clock.advance(24h);
+    EXPECT_EQ(launcher.launchOrder.size(), count + cap) << "and again the next day";
+}
+
+} // namespace Keelhaven
