@@ -16,6 +16,15 @@ constexpr const char *agentOption = "@keelhaven_agent";
 /// A session file this old settles the arrival, should a release draw an input box that no rule knows.
 constexpr double settledSession = 5;
 
+/// How long a start waits for a shell that is just coming up. A client that is told "busy" looks again much
+/// later than most shells take, and waits for the answer before it sends anything else.
+constexpr Span shellPatience = 200ms;
+constexpr Span shellLook = 5ms;
+
+/// The same for the agent: one that comes up at once is there with the answer to its start.
+constexpr Span agentPatience = 250ms;
+constexpr Span agentLook = 10ms;
+
 double secondsNow(const Clock &clock)
 {
     return secondsSince1970(clock.now());
@@ -369,6 +378,37 @@ std::optional<Herdr::AgentInfo> AgentRegistry::infoFor(const PaneRow &row) const
     return info;
 }
 
+bool AgentRegistry::isTaken(const QByteArray &pane) const
+{
+    const auto present = m_entries.constFind(pane);
+    return present != m_entries.constEnd() && present->record.phase != AgentPhase::Ended;
+}
+
+QCoro::Task<void> AgentRegistry::waitForShell(PaneRow row)
+{
+    const Date began = m_clock.now();
+    while (!isTaken(row.pane) && !isShellReady(row.shell, row.terminal) &&
+           m_clock.now() - began < shellPatience) {
+        const bool slept = co_await m_clock.sleep(shellLook);
+        if (!slept)
+            co_return;
+    }
+}
+
+QCoro::Task<void> AgentRegistry::waitForAgent(QString paneID)
+{
+    const Date began = m_clock.now();
+    while (m_clock.now() - began < agentPatience) {
+        const bool slept = co_await m_clock.sleep(agentLook);
+        if (!slept)
+            co_return;
+        const auto row = co_await freshRow(paneID);
+        const auto entry = row ? m_entries.constFind(row->pane) : m_entries.constEnd();
+        if (entry == m_entries.constEnd() || !entry->record.isPending())
+            co_return;
+    }
+}
+
 QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentStartParams params)
 {
     const auto kind = agentKindNamed(params.kind);
@@ -386,9 +426,9 @@ QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentSt
         co_return failure(row.error());
     const QList<PaneRow> rows{*row};
     co_await refresh(rows);
+    co_await waitForShell(*row);
     // From here to the record's entry nothing waits: two starts in one pane cannot both find it free.
-    const auto present = m_entries.constFind(row->pane);
-    if (present != m_entries.constEnd() && present->record.phase != AgentPhase::Ended)
+    if (isTaken(row->pane))
         co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"an agent is already in the pane"_s});
     if (!isShellReady(row->shell, row->terminal))
         co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"the shell of the pane is not ready"_s});
@@ -427,6 +467,9 @@ QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentSt
     started.agent.workspaceId = publicID(IDKind::Workspace, row->session, m_tmux.epoch());
     started.agent.agentStatus = Herdr::Status::Unknown;
     started.agent.launchPending = true;
+    co_await waitForAgent(params.paneId);
+    if (const auto info = infoFor(*row))
+        started.agent = *info;
     co_return started;
 }
 
@@ -445,7 +488,7 @@ QCoro::Task<HostResult<Herdr::AgentInfo>> AgentRegistry::prompt(Herdr::AgentProm
     if (info->agentStatus == Herdr::Status::Blocked)
         co_return failure(HerdrFailure{u"agent_blocked"_s,
                                        u"%1 waits for an answer to a dialog"_s.arg(params.target.left(80))});
-    const auto sent = co_await m_input.pasteAndEnter(row->pane, params.text);
+    const auto sent = co_await m_input.pasteAndEnter(row->pane, row->terminal, params.text);
     if (!sent)
         co_return failure(targetError(sent.error(), IDKind::Pane, info->paneId));
     co_return *info;

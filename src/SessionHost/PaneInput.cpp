@@ -1,5 +1,9 @@
 #include "SessionHost/PaneInput.h"
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
@@ -7,8 +11,24 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// Long enough that no program reads the paste and Enter at one go, short enough not to hold up other calls.
-constexpr Span pauseBeforeEnter = 100ms;
+/// Enter waits until the program has read the paste, so that it never reads both at one go: at least this
+/// long, since older releases of the agents look at the time as well, and no longer than this when it reads
+/// nothing.
+constexpr Span shortestPause = 10ms;
+constexpr Span longestPause = 100ms;
+constexpr Span pauseStep = 4ms;
+
+/// Whether nothing that was typed into the terminal waits for its program. False when that cannot be told.
+bool hasReadAll(const QByteArray &terminal)
+{
+    const int file = ::open(terminal.constData(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        return false;
+    int waiting = 0;
+    const bool known = ::ioctl(file, FIONREAD, &waiting) == 0;
+    ::close(file);
+    return known && waiting == 0;
+}
 
 /// Bytes in one command. tmux reads a line as a whole before it runs it.
 constexpr qsizetype chunkSize = 256 * 1024;
@@ -137,7 +157,16 @@ QCoro::Task<HostResult<void>> PaneInput::type(QByteArray pane, QByteArray text)
     co_return {};
 }
 
-QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QString text)
+QCoro::Task<bool> PaneInput::untilRead(QByteArray terminal)
+{
+    const Date began = m_clock.now();
+    bool slept = co_await m_clock.sleep(shortestPause);
+    while (slept && !hasReadAll(terminal) && m_clock.now() - began < longestPause)
+        slept = co_await m_clock.sleep(pauseStep);
+    co_return slept;
+}
+
+QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QByteArray terminal, QString text)
 {
     const QByteArray bytes = pastable(text);
     if (bytes.contains('\0'))
@@ -150,7 +179,7 @@ QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QString 
         const auto pasted = co_await write(pane, bytes, Brackets::WhenAsked);
         if (!pasted)
             co_return failure(pasted.error());
-        const bool waited = co_await m_clock.sleep(pauseBeforeEnter);
+        const bool waited = co_await untilRead(terminal);
         if (!waited)
             co_return failure(terminalUnavailable(u"the host is going down"_s));
     }
@@ -158,7 +187,7 @@ QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QString 
     // What the next one types must not be read together with this Enter, either.
     const auto queue = m_queues.constFind(pane);
     if (queue != m_queues.constEnd() && !queue->empty()) {
-        [[maybe_unused]] const bool waited = co_await m_clock.sleep(pauseBeforeEnter);
+        [[maybe_unused]] const bool waited = co_await untilRead(terminal);
     }
     co_return entered;
 }

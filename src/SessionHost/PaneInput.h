@@ -18,8 +18,10 @@ public:
     [[nodiscard]] QCoro::Task<HostResult<void>> type(QByteArray pane, QByteArray text);
 
     /// The text as one paste, then, as a write of its own, Enter. A program that asked for bracketed paste
-    /// gets it in brackets, so no line feed in it submits and no length is taken for typing.
-    [[nodiscard]] QCoro::Task<HostResult<void>> pasteAndEnter(QByteArray pane, QString text);
+    /// gets it in brackets, so no line feed in it submits and no length is taken for typing. `terminal` is
+    /// the pane's, "/dev/pts/3".
+    [[nodiscard]] QCoro::Task<HostResult<void>> pasteAndEnter(QByteArray pane, QByteArray terminal,
+                                                              QString text);
 
 private:
     class Turn;
@@ -28,6 +30,7 @@ private:
     QCoro::Task<std::shared_ptr<Turn>> takeTurn(QByteArray pane);
     void pass(const QByteArray &pane);
     QCoro::Task<HostResult<void>> leaveCopyMode(QByteArray pane);
+    QCoro::Task<bool> untilRead(QByteArray terminal);
     QCoro::Task<HostResult<void>> write(QByteArray pane, QByteArray bytes, Brackets brackets);
 
     TmuxControl &m_tmux;

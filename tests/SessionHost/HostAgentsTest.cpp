@@ -56,21 +56,26 @@ TEST_F(HostAgentsTest, ArgumentsArriveOneForOneWhateverTheyHold)
         QDir(paths.launchFolder).entryList(QDir::Files).isEmpty()); // nothing with the arguments stays behind
 }
 
-TEST_F(HostAgentsTest, StartAnswersAtOnceAndTellsBusyUntilTheShellIsReady)
+TEST_F(HostAgentsTest, StartTellsBusyUntilTheShellIsReady)
 {
     // The profile waits for this file, as a slow one would.
     home.write(u".bash_profile"_s,
-               "while [ ! -e ~/go ]; do sleep 0.02; done\nexport PATH=\"$HOME/bin:$PATH\"\n");
+               "while [ ! -e ~/go ]; do sleep 0.02; done\nexport PATH=\"$HOME/slow:$HOME/bin:$PATH\"\n");
+    const QString slow = home.write(
+        u"slow/claude"_s,
+        "#!/bin/sh\nwhile [ ! -e ~/come ]; do sleep 0.02; done\nexec \"$HOME/bin/claude\" \"$@\"\n");
+    QFile::setPermissions(slow, QFile::ReadOwner | QFile::ExeOwner);
     const QString pane = makePane();
     const auto start = object({{u"name"_s, JSONValue(u"one"_s)},
                                {u"kind"_s, JSONValue(u"claude"_s)},
                                {u"pane_id"_s, JSONValue(pane)}});
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 3; ++i)
         ASSERT_EQ(errorOf(u"agent.start"_s, start), u"agent_pane_busy"_s);
     home.write(u"go"_s, "");
     startOnly(u"claude"_s, u"one"_s, pane);
     EXPECT_EQ(member(agentIn(pane), u"launch_pending").boolValue(), true);
     EXPECT_EQ(errorOf(u"agent.start"_s, start), u"agent_pane_busy"_s);
+    home.write(u"come"_s, "");
     ASSERT_TRUE(waitForStatus(pane, u"idle"_s));
     EXPECT_EQ(errorOf(u"agent.start"_s, start), u"agent_pane_busy"_s);
 
