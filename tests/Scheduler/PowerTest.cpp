@@ -73,6 +73,13 @@ TEST(PowerAssertionController, TheUsersSwitchesAreKeptAndOutliveRuns)
     controller.setPreventLockScreen(false);
     EXPECT_TRUE(power.held.isEmpty());
     EXPECT_FALSE(settings.flag(u"keepMacAwake"_s) || settings.flag(u"preventMacLockScreen"_s));
+    settings.set(u"keepMacAwake"_s, true); // behind its back, as the command line does
+    settings.set(u"preventMacLockScreen"_s, true);
+    controller.readSettings();
+    EXPECT_EQ(power.held.size(), 2);
+    settings.remove(u"keepMacAwake"_s);
+    controller.readSettings();
+    EXPECT_EQ(power.held.values(), QStringList{displayHold});
 }
 
 TEST(PowerAssertionController, AFailedHoldIsTriedAgainByTheNextHolder)
