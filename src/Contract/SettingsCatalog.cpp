@@ -65,6 +65,13 @@ SettingSpec chosen(SettingSpec spec, std::vector<QStringView> choices)
     return spec;
 }
 
+std::vector<SettingSpec> onPage(SettingsPage page, std::vector<SettingSpec> rows)
+{
+    for (auto &spec : rows)
+        spec.page = page;
+    return rows;
+}
+
 SettingSpec kept(SettingSpec spec)
 {
     spec.isUserSet = false;
@@ -98,7 +105,21 @@ std::vector<SettingSpec> schedulerRows()
             u"never in "
             u"the plugin cache.",
             SettingForm::Path),
+    };
+}
+
+std::vector<SettingSpec> dispatchBarRows()
+{
+    using namespace Setting;
+    return {
         row(keelhavenDispatchInstructions, {}, u"Standing instructions for the dispatcher"),
+    };
+}
+
+std::vector<SettingSpec> agentRows()
+{
+    using namespace Setting;
+    return {
         chosen(row(defaultAgentProvider, {},
                    u"A new blank agent starts on this provider and model (the model picks the provider); "
                    u"templates "
@@ -166,6 +187,13 @@ std::vector<SettingSpec> machineRows()
             u"Keeps the display from idling off, so the screen saver and password lock never engage and you "
             u"come back "
             u"to the app as you left it. Keelhaven needs to remain open for it to work."),
+    };
+}
+
+std::vector<SettingSpec> assetRows()
+{
+    using namespace Setting;
+    return {
         numbered(row(assetCopyLimitMB, {}, u"Largest file copied into the asset store, in mebibytes"), {},
                  {0, 1024 * 1024, 1}),
     };
@@ -199,8 +227,11 @@ std::vector<SettingSpec> programRows()
 
 std::vector<SettingSpec> table()
 {
+    using enum SettingsPage;
     std::vector<SettingSpec> rows;
-    for (auto part : {schedulerRows(), sessionRows(), hostRows(), machineRows(), programRows()})
+    for (const auto &part : {onPage(Misc, schedulerRows()), dispatchBarRows(), onPage(General, agentRows()),
+                             onPage(Integrations, sessionRows()), onPage(General, hostRows()),
+                             onPage(Misc, machineRows()), assetRows(), programRows()})
         rows.insert(rows.end(), part.begin(), part.end());
     return rows;
 }
@@ -266,6 +297,23 @@ std::optional<SettingValue> converted(const SettingSpec &spec, const QString &te
 }
 
 } // namespace
+
+QString settingsPageID(SettingsPage page)
+{
+    static constexpr std::array<QStringView, 4> ids{u"general", u"sources", u"integrations", u"misc"};
+    return ids[static_cast<size_t>(page)].toString();
+}
+
+SettingsPageCaption caption(SettingsPage page)
+{
+    static constexpr std::array<SettingsPageCaption, 4> captions{{
+        {u"General", u"Service & Herdr setup"},
+        {u"Sources", u"GitHub, Bitbucket, local clones"},
+        {u"Integrations", u"Telegram & Slack dispatchers"},
+        {u"Misc", u"Scheduler, keep awake, notifications"},
+    }};
+    return captions[static_cast<size_t>(page)];
+}
 
 QString settingTypeText(SettingType type)
 {

@@ -108,6 +108,20 @@ enum class SettingType { Flag, Integer, Real, Text, Moment };
 /// What a text value stands for; decides what may be stored and how a shell's word becomes it.
 enum class SettingForm { Plain, Path, Integer, ID };
 
+/// The pages of the settings sheet, in their order.
+enum class SettingsPage { General, Sources, Integrations, Misc };
+
+/// "general", "sources", "integrations", "misc"
+[[nodiscard]] QString settingsPageID(SettingsPage page);
+
+/// How a page is announced: "General" with "Service & Herdr setup".
+struct SettingsPageCaption
+{
+    QStringView title;
+    QStringView subtitle;
+};
+[[nodiscard]] SettingsPageCaption caption(SettingsPage page);
+
 /// Whole numbers from `least` to `most`.
 struct SettingRange
 {
@@ -130,6 +144,7 @@ struct SettingSpec
     QStringView outside = {};                  ///< what accepted numbers beyond the screen's range mean
     std::vector<QStringView> choices = {};     ///< the only texts that have a meaning; empty for any
     SettingForm form = SettingForm::Plain;
+    std::optional<SettingsPage> page = {}; ///< nothing: on no page of the sheet
 };
 
 namespace SettingsCatalog {

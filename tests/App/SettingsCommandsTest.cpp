@@ -103,6 +103,7 @@ TEST_F(SettingsCommandsTest, HelpAndJSONTellEveryKey)
     EXPECT_EQ((*one)[u"value"]->intValue(), 0);
     EXPECT_EQ((*one)[u"default"]->intValue(), 10);
     EXPECT_EQ((*one)[u"isSet"]->boolValue(), true);
+    EXPECT_EQ((*one)[u"page"]->stringValue(), u"misc");
 }
 
 TEST(PanelRestore, TheFirstStartOpensTheBoardAndOldChoicesAreTakenOverOnce)

@@ -52,6 +52,8 @@ JSONValue settingJSON(const SettingSpec &spec, const SettingsStore &settings)
                     {u"range"_s, SettingsCatalog::rangeText(spec)},
                     {u"label"_s, spec.label},
                     {u"effect"_s, spec.effect}};
+    if (spec.page)
+        json.set(u"page"_s, settingsPageID(*spec.page));
     if (spec.screen && spec.screen->most > 0)
         json.set(u"screen"_s, JSONObject{{u"least"_s, spec.screen->least},
                                          {u"most"_s, spec.screen->most},
