@@ -158,12 +158,12 @@ class Agent:
     def _start_up(self):
         kind = self.script.text("TRUST")
         if kind and not FolderTrust(self._home).covers(self.folder):
-            yield from self._insist(dialogs.trust(kind, str(self.folder)))
+            yield from self._insist(dialogs.trust(kind, str(self.folder), self.script.text("TRUST_CURSOR")))
             FolderTrust(self._home).accept(self.folder)
         if self.script.is_on("SECOND_DIALOG"):
             yield from self._insist(dialogs.second(self.script.text("SECOND_DIALOG"), str(self.folder)))
         if self.script.is_on("UNKNOWN_DIALOG"):
-            yield dialogs.unknown()
+            yield dialogs.unknown(self.script.text("UNKNOWN_DIALOG"))
         self._begin_session()
 
     @staticmethod
@@ -192,7 +192,8 @@ class Agent:
         elif self._prompt and self.script.is_on("GO_ON") and not self._went_on:
             self._went_on = True
             text = "And now for the rest of it."
-            self._timers.after("go-on", GO_ON_SECONDS, lambda: self._submit(Prompt(text, text, "own")))
+            seconds = self.script.number("GO_ON_AFTER", GO_ON_SECONDS)
+            self._timers.after("go-on", seconds, lambda: self._submit(Prompt(text, text, "own")))
 
     def _submit(self, prompt: Prompt) -> None:
         self._timers.cancel("go-on")

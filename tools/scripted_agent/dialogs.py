@@ -41,7 +41,8 @@ class Dialog:
         return [*rows, "", " " + self.hint]
 
 
-def trust(release: str, folder: str) -> Dialog:
+def trust(release: str, folder: str, cursor: str) -> Dialog:
+    """`cursor` is yes, no, or empty for the entry that the release selects."""
     lines = [
         "Accessing workspace:",
         "",
@@ -54,9 +55,11 @@ def trust(release: str, folder: str) -> Dialog:
         "",
         "Security guide",
     ]
-    if release == "2.1.197":
-        return Dialog("trust", lines, ["Yes, I trust this folder", "No, exit"], accepting=(0,), numbered=True)
-    return Dialog("trust", lines, ["No, exit", "Yes, I trust this folder"], accepting=(1,))
+    is_old = release == "2.1.197"
+    entries = ["Yes, I trust this folder", "No, exit"] if is_old else ["No, exit", "Yes, I trust this folder"]
+    yes = entries.index("Yes, I trust this folder")
+    selected = {"yes": yes, "no": 1 - yes}.get(cursor, 0)
+    return Dialog("trust", lines, entries, accepting=(yes,), selected=selected, numbered=is_old)
 
 
 def second(kind: str, folder: str) -> Dialog:
@@ -73,9 +76,11 @@ def second(kind: str, folder: str) -> Dialog:
     return Dialog("trust-files", lines, ["Yes, proceed", "No, exit"], accepting=(0,), numbered=True)
 
 
-def unknown() -> Dialog:
+def unknown(kind: str) -> Dialog:
     lines = ["A new way to arrange your desk", "", "Which side should the lamp stand on?"]
-    return Dialog("unknown", lines, ["Left", "Right"], accepting=(0, 1), numbered=True)
+    is_bare = kind == "bare"
+    hint = "" if is_bare else CONFIRM_HINT
+    return Dialog("unknown", lines, ["Left", "Right"], accepting=(0, 1), numbered=not is_bare, hint=hint)
 
 
 def permission(command: str, folder: Path, columns: int) -> Dialog:

@@ -18,7 +18,7 @@ SUB_COMMANDS = ("plugin", "mcp", "update", "doctor")
 def main(arguments: list[str]) -> int:
     call_process("claude")
     home = Path.home()
-    script = Script(home, os.environ)
+    script = Script([home, Path.cwd()], os.environ)
     if arguments[:1] in (["--version"], ["-v"]):
         print(f"{VERSION} (Claude Code)")
         return 0

@@ -9,8 +9,11 @@ PREFIX = "SCRIPTED_"
 class Script:
     """Reads the variables once. Names are given without the prefix."""
 
-    def __init__(self, home: Path, environment: dict[str, str] | os._Environ):
-        self._values = {key: str(value) for key, value in self._from_file(home / ".scripted-agent.json").items()}
+    def __init__(self, places: list[Path], environment: dict[str, str] | os._Environ):
+        """`places` are the folders that may hold a file of variables; a later one wins over an earlier one."""
+        self._values = {}
+        for place in places:
+            self._values |= {key: str(value) for key, value in self._from_file(place / ".scripted-agent.json").items()}
         self._values |= {key: value for key, value in environment.items() if key.startswith(PREFIX)}
 
     def text(self, name: str) -> str:

@@ -19,6 +19,7 @@ RESULT = re.compile(r" When you are completely done, write a JSON file at (.+?) 
 HEADLINE_CHARACTERS = 80
 FLOOD_LINE = b"0123456789abcdef" * 4 + b"\r\n"
 FLOOD_PART_BYTES = 65536
+LOOK_SECONDS = 0.05
 
 # What a turn yields: seconds to wait, or a dialog to ask. It is sent the dialog's answer.
 Steps = Generator[float | dialogs.Dialog, int | None, None]
@@ -49,6 +50,7 @@ class Turn:
         if kind:
             agent_id = self._start_subagent(kind)
         yield self._seconds / 2
+        yield from self._wait_for_file()
         if script.is_on("API_ERROR"):
             self._fail()
             return
@@ -71,7 +73,13 @@ class Turn:
             return
         path = Path(match.group(1))
         if self._use_tool("Read", {"file_path": str(path)}, {"type": "text"}, path.is_file):
-            self._task = path.read_text()
+            self._task = path.read_bytes().decode("utf-8", "replace")
+            self._agent.log.add("brief", text=self._task, path=str(path))
+
+    def _wait_for_file(self) -> Steps:
+        file = self._agent.script.text("WORK_UNTIL")
+        while file and not Path(file).exists():
+            yield LOOK_SECONDS
 
     def _flood(self) -> Steps:
         left = int(self._agent.script.number("FLOOD_MB") * 1024 * 1024)
