@@ -6,9 +6,10 @@ build_dir=${KEELHAVEN_BUILD_DIR:-$source_dir/build}
 case $build_dir in /*) ;; *) build_dir=$PWD/$build_dir ;; esac
 
 build_packages=(clang-19 libclang-rt-19-dev cmake ninja-build ccache mold git python3
-    qt6-base-dev qcoro-qt6-dev libsqlite3-dev libgtest-dev libgmock-dev dbus-daemon)
-# The last four make thumbnails of more kinds of files; without them those files have none.
-run_packages=(tmux tzdata procps libqt6svg6 qt6-image-formats-plugins ffmpegthumbnailer shared-mime-info)
+    qt6-base-dev qcoro-qt6-dev libsqlite3-dev libgtest-dev libgmock-dev dbus-daemon
+    qtkeychain-qt6-dev)
+# libsecret reaches the keyring; the last four make thumbnails of more kinds of files.
+run_packages=(tmux tzdata procps libsecret-1-0 libqt6svg6 qt6-image-formats-plugins ffmpegthumbnailer shared-mime-info)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
 check_packages=(clang-format-19 clang-tidy-19)
 
