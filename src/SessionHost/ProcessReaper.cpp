@@ -71,7 +71,7 @@ void ProcessReaper::end(const PaneMark &pane, const QList<ProcessID> &processes)
         if (const auto due = m_sentences.take(number))
             kill(*due);
     });
-    m_sentences.insert(number, std::move(sentence));
+    m_sentences.insert(number, sentence);
 }
 
 bool ProcessReaper::isDone() const

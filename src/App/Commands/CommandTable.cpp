@@ -108,7 +108,7 @@ std::span<const CommandSpec> commandTable()
          .options = {{.name = u"days",
                       .form = Value,
                       .value = u"N",
-                      .help = u"So many days from today (7)",
+                      .help = u"So many days from today (10)",
                       .check = SessionCommands::checkDays}},
          .run = SessionCommands::agenda},
         {.path = u"settings list",

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int liveLines = 2000; ///< of a screen that still changes
-constexpr int defaultDays = 7;
+constexpr int defaultDays = 10;
 constexpr int mostDays = 366;
 
 /// The live or parked session of a run.
