@@ -96,6 +96,19 @@ QString lastCharacters(const QString &text, int count)
     return text.sliced(finder.position());
 }
 
+/// Where the entry of this absolute path stands: the folders in front resolved, a link at the end not
+/// followed.
+QString unfollowed(const QString &path)
+{
+    QString trimmed = path;
+    while (trimmed.endsWith(u'/') || trimmed.endsWith(u"/."))
+        trimmed.chop(1);
+    const qsizetype slash = trimmed.lastIndexOf(u'/');
+    if (slash < 0 || trimmed.endsWith(u"/.."))
+        return resolvedPath(path);
+    return resolvedPath(trimmed.first(slash + 1)) + trimmed.sliced(slash);
+}
+
 std::optional<WorkspaceError> write(const QString &path, const QByteArray &bytes)
 {
     const auto written = writeFileAtomically(path, bytes);
@@ -198,10 +211,15 @@ JSONObject WorkspaceScaffold::record(const Plan &plan, JSONObject record) const
 
 Result<void, WorkspaceError> WorkspaceScaffold::remove(const QString &dir) const
 {
-    if (dir.isEmpty() || !isInside(dir, m_root) || resolvedPath(dir) == resolvedPath(m_root))
+    // A relative path would mean another folder wherever the program happens to run.
+    if (!dir.startsWith(u'/') || !isInside(dir, m_root) || resolvedPath(dir) == resolvedPath(m_root))
         return failure(WorkspaceError::outsideRoot(dir));
+    const QString entry = unfollowed(dir);
     const QString folder = resolvedPath(dir);
-    if (!QDir(folder).removeRecursively())
+    // Of a link only the link goes: what it leads to is another workspace's.
+    const bool isRemoved =
+        QFileInfo(entry).isSymLink() ? QFile::remove(entry) : QDir(folder).removeRecursively();
+    if (!isRemoved)
         return failure(WorkspaceError{WorkspaceError::Kind::File, u"cannot delete "_s + folder});
     return {};
 }

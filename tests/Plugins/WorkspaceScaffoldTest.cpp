@@ -148,6 +148,48 @@ TEST_F(WorkspaceScaffoldTest, RemovesOnlyBelowItsRoot)
     EXPECT_TRUE(QFileInfo::exists(home.path(u"project/file"_s))) << "a link inside goes, its target stays";
 }
 
+TEST_F(WorkspaceScaffoldTest, RemovesNothingThatItWasNotNamed)
+{
+    ASSERT_TRUE(scaffold.ensure(plan));
+    const QString root = scaffold.root();
+    home.write(u"KeelhavenWork/other/work/notes"_s, "mine");
+    home.write(u"project/deep/notes"_s, "mine");
+    QDir().mkpath(root + u"/odd/work"_s);
+    for (const auto &[target, name] :
+         std::initializer_list<std::pair<QString, QString>>{{root + u"/other"_s, u"alias"_s},
+                                                            {home.path(u"project/deep"_s), u"odd/work/out"_s},
+                                                            {home.path(u"project/gone"_s), u"dangling"_s},
+                                                            {root, u"nightly/up"_s}})
+        ASSERT_TRUE(QFile::link(target, root + u'/' + name)) << name.toStdString();
+
+    const QString before = QDir::currentPath();
+    const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+    QDir::setCurrent(root);
+    const QString folderName = u"/../"_s + QFileInfo(root).fileName();
+    for (const QString &path :
+         {u"other"_s, u"./other"_s, u"~/KeelhavenWork/other"_s, u" "_s, u"/"_s, root + u"//."_s,
+          root + folderName, root + u"/other/../../project"_s, root + u"/odd/work/out"_s,
+          root + u"/odd/work/out/.."_s, root + u"/nightly/up"_s, root + u"/nightly/up/../project"_s,
+          root + u"/dangling"_s, root + u"-old"_s, root + u"/../KeelhavenWork-old/x"_s, root.toLower()}) {
+        const auto removed = scaffold.remove(path);
+        ASSERT_FALSE(removed) << path.toStdString();
+        EXPECT_EQ(removed.error().kind, WorkspaceError::Kind::OutsideRoot) << path.toStdString();
+    }
+    for (const QString &alias : {root + u"/alias"_s, root + u"/nightly/up/alias/."_s}) {
+        EXPECT_TRUE(scaffold.remove(alias));
+        EXPECT_FALSE(QFileInfo(root + u"/alias"_s).isSymLink());
+        EXPECT_TRUE(QFileInfo::exists(root + u"/other/work/notes"_s)) << "another workspace's";
+        ASSERT_TRUE(QFile::link(root + u"/other"_s, root + u"/alias"_s));
+    }
+    EXPECT_TRUE(scaffold.remove(root + u"/nightly/../odd/"_s));
+    EXPECT_FALSE(QFileInfo::exists(root + u"/odd"_s));
+    EXPECT_TRUE(scaffold.remove(root + u"/nightly/up/nightly"_s)) << "a long way to the same folder";
+    EXPECT_FALSE(QFileInfo::exists(plan.dir));
+    EXPECT_TRUE(scaffold.remove(plan.dir)) << "gone already";
+    EXPECT_EQ(home.read(u"project/deep/notes"_s), "mine");
+    EXPECT_EQ(home.read(u"KeelhavenWork/other/work/notes"_s), "mine");
+}
+
 TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
 {
     QStringList outputs{u"🚢"_s.repeated(400) + u"end"_s, QString()};
