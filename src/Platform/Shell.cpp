@@ -10,8 +10,14 @@ using namespace Qt::StringLiterals;
 
 QString shellQuoted(const QString &text)
 {
-    QString quoted = text;
-    quoted.replace(u'\'', u"'\\''"_s);
+    // The backslash leaves the quotes as well: fish knows escapes inside of them, the other shells do not.
+    QString quoted;
+    for (const QChar character : text) {
+        if (character == u'\'' || character == u'\\')
+            quoted += u"'\\"_s + character + u'\'';
+        else
+            quoted += character;
+    }
     return u'\'' + quoted + u'\'';
 }
 

@@ -15,8 +15,25 @@ using Kind = ProcessResult::Kind;
 namespace {
 
 const QStringList awkwardTexts = {
-    u""_s,         u"two words"_s, u"it's"_s, u"\"$HOME\" `id` \\"_s, u"line\nbreak"_s,
-    u"größer ✓"_s, u"-n"_s,        u"*"_s};
+    u""_s,   u"two words"_s, u"it's"_s, u"\"$HOME\" `id` \\"_s, u"line\nbreak"_s,   u"größer ✓"_s,
+    u"-n"_s, u"*"_s,         u"~/x"_s,  u"$(id)'`id`"_s,        u"\\' ; id #\\\\"_s};
+
+/// One word in quotes as fish reads it.
+QString readByFish(const QString &word)
+{
+    QString text;
+    bool isQuoted = false;
+    for (qsizetype at = 0; at < word.size(); ++at) {
+        const QChar next = at + 1 < word.size() ? word[at + 1] : QChar();
+        if (word[at] == u'\\' && (!isQuoted || next == u'\'' || next == u'\\'))
+            text += word[++at];
+        else if (word[at] == u'\'')
+            isQuoted = !isQuoted;
+        else
+            text += word[at];
+    }
+    return isQuoted ? u"never closed"_s : text;
+}
 
 ProcessResult run(ProcessSpec spec)
 {
@@ -58,6 +75,8 @@ TEST(QtProcessRunner, ShellQuotingKeepsEveryText)
         words.append(shellQuoted(text));
     EXPECT_EQ(QString::fromUtf8(run(shell(u"printf '%s|' "_s + words.join(u' '))).output),
               awkwardTexts.join(u'|') + u'|');
+    for (const QString &text : awkwardTexts)
+        EXPECT_EQ(readByFish(shellQuoted(text)), text);
 }
 
 TEST(QtProcessRunner, MissingProgramIsAnAnswer)
