@@ -11,9 +11,10 @@ void appendWord(QByteArray &line, const QByteArray &word)
     line.append('"');
     for (const char byte : word) {
         const auto value = static_cast<unsigned char>(byte);
-        if (byte == '"' || byte == '\\' || byte == '$') {
+        // A "~" in front becomes a home folder even inside the quotes; 0xff would be the end of the input.
+        if (byte == '"' || byte == '\\' || byte == '$' || byte == '~') {
             line.append('\\').append(byte);
-        } else if (value < 0x20 || value == 0x7f) {
+        } else if (value < 0x20 || value == 0x7f || value == 0xff) {
             line.append('\\').append(QByteArray::number(value, 8).rightJustified(3, '0'));
         } else {
             line.append(byte);

@@ -113,6 +113,7 @@ TEST_F(HostAgentsTest, PromptsArriveWholeWithEnterOnItsOwn)
     const QStringList prompts{u"a"_s,
                               u"-n --flag;"_s,
                               u"two\nlines\n"_s,
+                              u"~nobody-of-this-name/x and ~/y"_s,
                               u"!ls #{pid} $HOME ~ \\"_s,
                               u"Enter C-c \x1b[31mred"_s,
                               u"end\x1b[201~\rmore"_s,

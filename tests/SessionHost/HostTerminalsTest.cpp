@@ -42,7 +42,7 @@ bool isGone(pid_t pid)
 
 TEST_F(HostTerminalsTest, LabelsFoldersAndVariablesArriveAsTheyStand)
 {
-    const QString label = u"#{pid} a.b:c; \"q\" 'x' $HOME\n%1 é😀 \\"_s;
+    const QString label = u"~ #{pid} a.b:c; \"q\" 'x' $HOME\n%1 é😀 \\"_s;
     const QString folder = home.path(u"a #{pid} ##[b#[c $(x) 'q';"_s);
     QDir().mkpath(folder);
     const QString value = u"a b;c\n$HOME `x` #{pid} \"q\" \\ é;"_s;
