@@ -1,8 +1,10 @@
 #include "Herdr/HerdrExternalOpen.h"
+#include "Herdr/HerdrLaunchArguments.h"
 #include "Herdr/HerdrPlacement.h"
 #include "Herdr/PromptDelivery.h"
 #include "Herdr/ProtectedFolders.h"
 #include "HerdrFixture.h"
+#include "Platform/QtProcessRunner.h"
 #include "Support/FakeDesktop.h"
 
 #include <QFileInfo>
@@ -109,6 +111,31 @@ TEST(HerdrExternalOpenTest, WritesAnExecutableScript)
     EXPECT_EQ(home.read(u".local/share/keelhaven/attach-herdr.command"_s),
               "#!/bin/sh\nunset HERDR_ENV HERDR_SOCKET_PATH HERDR_CLIENT_SOCKET_PATH HERDR_PANE_ID\n"
               "exec \"/a \\\"\\$b\\`/herdr\" --session keelhaven\n");
+}
+
+/// Both texts with double quotes, carried out by a shell, under a name that holds what is special to one.
+TEST(HerdrExternalOpenTest, NoNameBreaksOutOfItsQuotes)
+{
+    const TestHome home;
+    const QString odd = u"-a \"q\" 'x' $(touch out) `touch out` ${HOME} \\ !1\nü; exit 7 #"_s;
+    const QString binary = home.write(odd + u"/herdr"_s, "#!/bin/sh\nprintf '%s|' \"$@\"\n");
+    QFile::setPermissions(binary, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    home.write(odd + u"/Guard/protected_paths_hook.py"_s, "print('guard', end='')\n");
+    KeelhavenPaths paths = home.paths();
+    paths.resourcesDir = home.path(odd);
+    const QList<std::pair<QString, QString>> cases{
+        {HerdrExternalOpen::attachScript(binary), u"--session|keelhaven|"_s},
+        {HerdrExternalOpen::attachCommand(binary), u"--session|keelhaven|"_s},
+        {HerdrLaunchArguments::guardHookCommand(paths).value(), u"guard"_s}};
+    QtProcessRunner processes;
+    for (const auto &[command, output] : cases) {
+        ProcessSpec spec;
+        spec.program = u"/bin/sh"_s;
+        spec.arguments = QStringList{u"-c"_s, command};
+        spec.workingDirectory = home.path();
+        EXPECT_EQ(await(processes.run(spec)).output, output.toUtf8()) << command.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(home.path(u"out"_s)));
 }
 
 struct ExternalOpenTest : HerdrFixture
