@@ -187,22 +187,22 @@ void SchedulerEngine::evaluateDueSlots(Date now)
             if (const auto due = m_due.dueAt(m_slots, i, calendar); due && *due <= now)
                 dueSlots.append({m_slots[i], *due});
         }
+        dueSlots.removeIf([this](const auto &due) { return !shipEnabled(due.first.shipID); });
         m_evaluating = true;
-        bool fired = false;
-        for (auto &[slot, due] : dueSlots) {
-            if (!shipEnabled(slot.shipID))
-                continue;
+        for (const auto &[slot, due] : std::as_const(dueSlots))
             markFired(slot.id, now);
-            fired = true;
+        m_evaluating = false;
+        // Stored before the first of them starts: a crash from here on must not find an agent that never
+        // fired.
+        if (!dueSlots.isEmpty()) {
+            saveSlots();
+            syncJobs();
+        }
+        for (const auto &[slot, due] : std::as_const(dueSlots)) {
             if (now - due > latenessLimit)
                 recordSkipped(slot, due);
             else
                 enqueue(slot, RunTrigger::Scheduled);
-        }
-        m_evaluating = false;
-        if (fired) {
-            saveSlots();
-            syncJobs();
         }
     }
     pump();
