@@ -187,8 +187,12 @@ QStringList sessionArgs(const RunLaunchRequest &request, const KeelhavenPaths &p
     args += AgentModelCatalog::launchArgs(request.provider, request.model);
     for (const QString &folder : request.addDirs)
         args << u"--add-dir"_s << folder;
-    if (request.resumeSessionID && !request.resumeSessionID->isEmpty())
-        args << u"--resume"_s << *request.resumeSessionID;
+    const QString resumed = request.resumeSessionID.value_or(QString());
+    // The id comes from a log that sessions write to: it must not become an option.
+    if (resumed.startsWith(u'-'))
+        args << u"--resume="_s + resumed;
+    else if (!resumed.isEmpty())
+        args << u"--resume"_s << resumed;
     return args;
 }
 

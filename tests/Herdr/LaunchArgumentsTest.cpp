@@ -69,6 +69,8 @@ TEST(HerdrLaunchArgumentsTest, TheSessionsOptionsFollow)
     EXPECT_EQ(claude.sliced(4), (QStringList{u"--model"_s, u"opus"_s, u"--add-dir"_s, u"/a"_s, u"--add-dir"_s,
                                              u"/b"_s, u"--resume"_s, u"s1"_s}));
     EXPECT_TRUE(claude[3].contains(u"protected_paths_hook.py")) << claude[3].toStdString();
+    request.resumeSessionID = u"--dangerous"_s;
+    EXPECT_EQ(sessionArgs(request, paths, {}).last(), u"--resume=--dangerous");
 
     request.provider = AgentProvider::Codex;
     request.resumeSessionID = u""_s;
