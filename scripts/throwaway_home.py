@@ -102,7 +102,11 @@ class ThrowawayHome:
         self.environment = {name: os.environ[name] for name in kept if name in os.environ}
         self.environment.update(HOME=str(self.path), XDG_RUNTIME_DIR=str(runtime), DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={runtime}/no-bus", SHELL="/bin/bash", DISABLE_AUTOUPDATER="1")
         self.environment.setdefault("LANG", "C.UTF-8")
-        self._install_agent(real)
+        try:
+            self._install_agent(real)
+        except BaseException:
+            shutil.rmtree(self.path)
+            raise
 
     def __enter__(self) -> "ThrowawayHome":
         return self
