@@ -16,25 +16,14 @@ constexpr const char *agentOption = "@keelhaven_agent";
 /// A session file this old settles the arrival, should a release draw an input box that no rule knows.
 constexpr double settledSession = 5;
 
-/// How long a start waits for a shell that is just coming up. A client that is told "busy" looks again much
-/// later than most shells take, and waits for the answer before it sends anything else.
-constexpr Span shellPatience = 200ms;
-constexpr Span shellLook = 5ms;
-
-/// The same for the agent: one that comes up at once is there with the answer to its start.
-constexpr Span agentPatience = 250ms;
-constexpr Span agentLook = 10ms;
+/// How long an answer of list() is given again when nothing is known to have changed: tmux does not tell of a
+/// pane that a person makes, nor of a title or of text on a screen.
+constexpr Span longestLife = 1s;
+constexpr Span screenLife = 100ms;
 
 double secondsNow(const Clock &clock)
 {
     return secondsSince1970(clock.now());
-}
-
-bool isKnownText(const QString &name)
-{
-    return !name.isEmpty() && name.size() <= 200 && std::none_of(name.begin(), name.end(), [](QChar c) {
-        return c.category() == QChar::Other_Control;
-    });
 }
 
 } // namespace
@@ -115,8 +104,16 @@ QCoro::Task<HostResult<QList<PaneRow>>> AgentRegistry::rows()
     co_return rows;
 }
 
-QCoro::Task<HostResult<Herdr::AgentList>> AgentRegistry::list()
+QCoro::Task<HostResult<EncodedResult>> AgentRegistry::list()
 {
+    const bool hasNews = m_watch.takeNews();
+    if (hasNews || !isCurrent(m_listing))
+        m_listing.reset();
+    if (m_listing)
+        co_return EncodedResult(m_listing->answer);
+    // What changes from here on makes the next call look again.
+    const quint64 changes = m_tmux.changes();
+    const Date began = m_clock.now();
     const auto found = co_await rows();
     if (!found)
         co_return failure(found.error());
@@ -126,7 +123,32 @@ QCoro::Task<HostResult<Herdr::AgentList>> AgentRegistry::list()
         if (const auto info = infoFor(row))
             list.agents.append(*info);
     }
-    co_return list;
+    const EncodedResult answer(list);
+    if (const auto life = listingLife())
+        m_listing = Listing{answer, m_tmux.generation(), changes, began + *life};
+    co_return answer;
+}
+
+bool AgentRegistry::isCurrent(const std::optional<Listing> &listing) const
+{
+    return listing && listing->generation == m_tmux.generation() && listing->changes == m_tmux.changes() &&
+           m_clock.now() < listing->expires;
+}
+
+std::optional<Span> AgentRegistry::listingLife()
+{
+    Span life = longestLife;
+    for (const Entry &entry : std::as_const(m_entries)) {
+        if (entry.record.isPending())
+            return std::nullopt;
+        if (!entry.record.isPresent())
+            continue;
+        const bool tellsOfItself =
+            entry.tellsOfItself && m_watch.watchFolder(entry.configFolder + "/sessions");
+        if (!tellsOfItself || !m_watch.watchProcess(entry.record.process()))
+            life = screenLife;
+    }
+    return life;
 }
 
 QCoro::Task<HostResult<PaneRow>> AgentRegistry::freshRow(QString target)
@@ -184,6 +206,7 @@ QCoro::Task<void> AgentRegistry::refresh(QList<PaneRow> rows)
     };
     std::vector<Capture> captures;
     const auto takenAt = static_cast<qint64>(secondsNow(m_clock));
+    m_watch.look();
     QByteArrayList unsaved;
     for (const PaneRow &row : rows) {
         findByHand(row);
@@ -221,7 +244,7 @@ void AgentRegistry::advance(Entry &entry, const PaneRow &row)
         const bool isLate =
             entry.record.phase == AgentPhase::Arriving &&
             secondsNow(m_clock) - entry.record.startedAt > static_cast<double>(entry.record.timeoutMs) / 1000;
-        if (!isAlive(entry.record.process()))
+        if (!m_watch.isRunning(entry.record.process()) && !isAlive(entry.record.process()))
             entry.record.phase = AgentPhase::Ended;
         else if (isLate)
             entry.record.phase = AgentPhase::Running;
@@ -308,11 +331,13 @@ void AgentRegistry::followWrapper(Entry &entry)
 bool AgentRegistry::needsScreen(Entry &entry, const PaneRow &row)
 {
     readAgentEnvironment(entry);
+    entry.tellsOfItself = false;
     if (entry.record.kind == AgentKind::Claude) {
         if (entry.record.phase == AgentPhase::Arriving)
             followWrapper(entry);
         if (const auto session = entry.session.read(entry.configFolder, entry.record.process())) {
             entry.status = session->status;
+            entry.tellsOfItself = true;
             const bool isSettled =
                 secondsNow(m_clock) - static_cast<double>(session->changedAt) > settledSession;
             if (entry.record.phase == AgentPhase::Arriving && isSettled) {
@@ -376,122 +401,6 @@ std::optional<Herdr::AgentInfo> AgentRegistry::infoFor(const PaneRow &row) const
         info.agentStatus = Herdr::Status::Unknown;
     }
     return info;
-}
-
-bool AgentRegistry::isTaken(const QByteArray &pane) const
-{
-    const auto present = m_entries.constFind(pane);
-    return present != m_entries.constEnd() && present->record.phase != AgentPhase::Ended;
-}
-
-QCoro::Task<void> AgentRegistry::waitForShell(PaneRow row)
-{
-    const Date began = m_clock.now();
-    while (!isTaken(row.pane) && !isShellReady(row.shell, row.terminal) &&
-           m_clock.now() - began < shellPatience) {
-        const bool slept = co_await m_clock.sleep(shellLook);
-        if (!slept)
-            co_return;
-    }
-}
-
-QCoro::Task<void> AgentRegistry::waitForAgent(QString paneID)
-{
-    const Date began = m_clock.now();
-    while (m_clock.now() - began < agentPatience) {
-        const bool slept = co_await m_clock.sleep(agentLook);
-        if (!slept)
-            co_return;
-        const auto row = co_await freshRow(paneID);
-        const auto entry = row ? m_entries.constFind(row->pane) : m_entries.constEnd();
-        if (entry == m_entries.constEnd() || !entry->record.isPending())
-            co_return;
-    }
-}
-
-QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentStartParams params)
-{
-    const auto kind = agentKindNamed(params.kind);
-    if (!kind)
-        co_return failure(HerdrFailure{u"agent_kind_unknown"_s,
-                                       u"no agent of kind %1 is known"_s.arg(params.kind.left(80))});
-    if (!isKnownText(params.name))
-        co_return failure(
-            HerdrFailure{u"invalid_request"_s, u"an agent's name is 1 to 200 printable characters"_s});
-    const auto loaded = co_await loadRecords();
-    if (!loaded)
-        co_return failure(loaded.error());
-    const auto row = co_await m_terminals.pane(params.paneId);
-    if (!row)
-        co_return failure(row.error());
-    const QList<PaneRow> rows{*row};
-    co_await refresh(rows);
-    co_await waitForShell(*row);
-    // From here to the record's entry nothing waits: two starts in one pane cannot both find it free.
-    if (isTaken(row->pane))
-        co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"an agent is already in the pane"_s});
-    if (!isShellReady(row->shell, row->terminal))
-        co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"the shell of the pane is not ready"_s});
-    for (const Entry &other : std::as_const(m_entries)) {
-        if (other.record.name == params.name && other.record.phase != AgentPhase::Ended)
-            co_return failure(
-                HerdrFailure{u"agent_name_taken"_s, u"an agent named %1 is running"_s.arg(params.name)});
-    }
-    Entry entry;
-    entry.record.name = params.name;
-    entry.record.kind = *kind;
-    entry.record.token = AgentLaunch::newToken();
-    entry.record.startedAt = secondsNow(m_clock);
-    entry.record.timeoutMs = std::clamp(params.timeoutMs.value_or(60000), 1000, 600000);
-    entry.isUnsaved = true;
-    const AgentLaunch launch(m_paths.launchFolder, entry.record.token);
-    const auto prepared = launch.prepare(*kind, params.args);
-    if (!prepared)
-        co_return failure(prepared.error());
-    m_entries.insert(row->pane, std::move(entry));
-    const QByteArrayList changed{row->pane};
-    co_await save(changed);
-    // Ctrl-U takes away what somebody may have left on the line.
-    const QByteArray typed = "\x15" + launch.line().toUtf8() + '\r';
-    const auto sent = co_await m_input.type(row->pane, typed);
-    if (!sent) {
-        launch.forget();
-        m_entries.remove(row->pane);
-        co_return failure(targetError(sent.error(), IDKind::Pane, params.paneId));
-    }
-    Herdr::AgentStarted started;
-    started.argv = QStringList{rulesOf(*kind).name} + rulesOf(*kind).leading + params.args;
-    started.agent.name = params.name;
-    started.agent.paneId = params.paneId;
-    started.agent.tabId = publicID(IDKind::Tab, row->window, m_tmux.epoch());
-    started.agent.workspaceId = publicID(IDKind::Workspace, row->session, m_tmux.epoch());
-    started.agent.agentStatus = Herdr::Status::Unknown;
-    started.agent.launchPending = true;
-    co_await waitForAgent(params.paneId);
-    if (const auto info = infoFor(*row))
-        started.agent = *info;
-    co_return started;
-}
-
-QCoro::Task<HostResult<Herdr::AgentInfo>> AgentRegistry::prompt(Herdr::AgentPromptParams params)
-{
-    const auto row = co_await freshRow(params.target);
-    if (!row)
-        co_return failure(row.error());
-    auto info = infoFor(*row);
-    if (info && info->isPending())
-        co_return failure(
-            HerdrFailure{u"agent_not_ready"_s, u"%1 is still coming up"_s.arg(params.target.left(80))});
-    if (!info || !info->agent)
-        co_return failure(
-            HerdrFailure{u"no_such_agent"_s, u"no agent named %1 is running"_s.arg(params.target.left(80))});
-    if (info->agentStatus == Herdr::Status::Blocked)
-        co_return failure(HerdrFailure{u"agent_blocked"_s,
-                                       u"%1 waits for an answer to a dialog"_s.arg(params.target.left(80))});
-    const auto sent = co_await m_input.pasteAndEnter(row->pane, row->terminal, params.text);
-    if (!sent)
-        co_return failure(targetError(sent.error(), IDKind::Pane, info->paneId));
-    co_return *info;
 }
 
 } // namespace Keelhaven

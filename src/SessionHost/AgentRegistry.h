@@ -2,7 +2,9 @@
 
 #include "SessionHost/AgentLaunch.h"
 #include "SessionHost/AgentRecord.h"
+#include "SessionHost/ChangeWatch.h"
 #include "SessionHost/ClaudeSessions.h"
+#include "SessionHost/EncodedResult.h"
 #include "SessionHost/HostPaths.h"
 #include "SessionHost/PaneInput.h"
 #include "SessionHost/Terminals.h"
@@ -17,9 +19,10 @@ class AgentRegistry
 public:
     AgentRegistry(HostPaths paths, TmuxControl &tmux, Terminals &terminals, PaneInput &input, Clock &clock);
 
-    /// Every agent there is, was started here, or is coming up. Costs one command, and a capture for each
-    /// agent whose state only the screen tells.
-    [[nodiscard]] QCoro::Task<HostResult<Herdr::AgentList>> list();
+    /// Every agent there is, was started here, or is coming up: an AgentList, encoded. Costs one command, and
+    /// a capture for each agent whose state only the screen tells; nearly nothing when nothing has changed
+    /// since the last call and that was a moment ago, as when a client asks once for each of its agents.
+    [[nodiscard]] QCoro::Task<HostResult<EncodedResult>> list();
 
     /// One agent by the name it was started under (or by the id of its pane).
     [[nodiscard]] QCoro::Task<HostResult<Herdr::AgentInfo>> get(QString target);
@@ -47,9 +50,22 @@ private:
         qint64 screenActivity = -1;
         qint64 screenTakenAt = 0;
         Herdr::Status status = Herdr::Status::Unknown;
+        bool tellsOfItself = false; ///< `status` is what its session file says
         bool isUnsaved = false;
     };
 
+    /// An answer of list() and what it holds for.
+    struct Listing
+    {
+        EncodedResult answer;
+        int generation = 0;  ///< of the connection
+        quint64 changes = 0; ///< of tmux
+        Date expires{};
+    };
+
+    [[nodiscard]] bool isCurrent(const std::optional<Listing> &listing) const;
+    /// How long the answer that was just made may be given again; nothing while an agent is coming up.
+    [[nodiscard]] std::optional<Span> listingLife();
     QCoro::Task<HostResult<void>> loadRecords();
     QCoro::Task<HostResult<QList<PaneRow>>> rows();
     QCoro::Task<void> refresh(QList<PaneRow> rows);
@@ -78,6 +94,8 @@ private:
     QHash<pid_t, std::pair<quint64, std::optional<AgentKind>>>
         m_foreground;     ///< what a process was found to be
     int m_generation = 0; ///< of the connection that m_entries was read from
+    ChangeWatch m_watch;
+    std::optional<Listing> m_listing;
 };
 
 } // namespace Keelhaven

@@ -22,6 +22,8 @@ void ControlParser::takeLine(QByteArrayView line, QList<Reply> &replies)
     if (m_open.isEmpty()) {
         if (line.startsWith("%begin "))
             m_open = line.sliced(7).toByteArray();
+        else
+            ++m_notifications;
         return;
     }
     const bool ended = line.startsWith("%end ") && line.sliced(5) == m_open;

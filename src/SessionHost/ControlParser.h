@@ -22,12 +22,16 @@ public:
     /// Takes the bytes and gives the replies that ended in them, in order.
     [[nodiscard]] QList<Reply> feed(const QByteArray &bytes);
 
+    /// How many notifications came so far.
+    [[nodiscard]] quint64 notificationCount() const { return m_notifications; }
+
 private:
     void takeLine(QByteArrayView line, QList<Reply> &replies);
 
     QByteArray m_rest; ///< a line that has not ended
     QByteArray m_body;
     QByteArray m_open; ///< the fields of the open reply: "time number flags"; empty between replies
+    quint64 m_notifications = 0;
 };
 
 } // namespace Keelhaven

@@ -10,13 +10,10 @@ namespace {
 
 /// One response: `{"id": …, "result": …}` or `{"id": …, "error": …}`; the id is left out when the request had
 /// none.
-QByteArray responseLine(const std::optional<QString> &id, const QString &member, JSONValue value)
+QByteArray responseLine(const std::optional<QString> &id, const QByteArray &member, const QByteArray &json)
 {
-    JSONObject response;
-    if (id)
-        response.set(u"id"_s, JSONValue(*id));
-    response.set(member, std::move(value));
-    return JSONValue(response).encoded();
+    const QByteArray first = id ? "\"id\": " + JSONValue(*id).encoded() + ", " : QByteArray();
+    return '{' + first + '"' + member + "\": " + json + '}';
 }
 
 } // namespace
@@ -29,7 +26,7 @@ HostMethods::HostMethods(Terminals &terminals, AgentRegistry &agents, PaneInput 
 
 QByteArray HostMethods::errorLine(const HerdrFailure &error, const std::optional<QString> &id)
 {
-    return responseLine(id, u"error"_s, JSONValue(encodeRecord(error)));
+    return responseLine(id, "error", EncodedResult(error));
 }
 
 template <auto Method, typename Params>
@@ -42,7 +39,7 @@ QCoro::Task<HostMethods::Answer> HostMethods::call(HostMethods &host, JSONValue 
     const auto outcome = co_await (host.*Method)(*decoded);
     if (!outcome)
         co_return failure(outcome.error());
-    co_return encodeRecord(*outcome);
+    co_return EncodedResult(*outcome);
 }
 
 const QMap<QString, HostMethods::Handler> &HostMethods::table()
@@ -92,7 +89,7 @@ QCoro::Task<QByteArray> HostMethods::serve(QByteArray line)
     const auto answer = co_await handler(*this, params);
     if (!answer)
         co_return errorLine(answer.error(), id);
-    co_return responseLine(id, u"result"_s, JSONValue(*answer));
+    co_return responseLine(id, "result", *answer);
 }
 
 QCoro::Task<HostResult<Herdr::Pong>> HostMethods::ping(Herdr::NoParams)
@@ -161,7 +158,7 @@ QCoro::Task<HostResult<Herdr::Ack>> HostMethods::paneFocus(Herdr::PaneTarget par
     return m_terminals.focusPane(std::move(params));
 }
 
-QCoro::Task<HostResult<Herdr::AgentList>> HostMethods::agentList(Herdr::NoParams)
+QCoro::Task<HostResult<EncodedResult>> HostMethods::agentList(Herdr::NoParams)
 {
     return m_agents.list();
 }

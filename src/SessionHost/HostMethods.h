@@ -38,7 +38,7 @@ public:
     std::function<void()> onStop;
 
 private:
-    using Answer = HostResult<JSONObject>;
+    using Answer = HostResult<EncodedResult>;
     using Handler = QCoro::Task<Answer> (*)(HostMethods &, JSONValue);
 
     [[nodiscard]] static const QMap<QString, Handler> &table();
@@ -57,7 +57,7 @@ private:
     QCoro::Task<HostResult<Herdr::Ack>> paneSendText(Herdr::PaneSendTextParams params);
     QCoro::Task<HostResult<Herdr::Ack>> paneClose(Herdr::PaneTarget params);
     QCoro::Task<HostResult<Herdr::Ack>> paneFocus(Herdr::PaneTarget params);
-    QCoro::Task<HostResult<Herdr::AgentList>> agentList(Herdr::NoParams params);
+    QCoro::Task<HostResult<EncodedResult>> agentList(Herdr::NoParams params);
     QCoro::Task<HostResult<Herdr::AgentResult>> agentGet(Herdr::AgentTarget params);
     QCoro::Task<HostResult<Herdr::AgentStarted>> agentStart(Herdr::AgentStartParams params);
     QCoro::Task<HostResult<Herdr::AgentResult>> agentPrompt(Herdr::AgentPromptParams params);

@@ -16,7 +16,13 @@ namespace {
 /// nothing.
 constexpr Span shortestPause = 10ms;
 constexpr Span longestPause = 100ms;
-constexpr Span pauseStep = 4ms;
+constexpr Span longestPausePerKilobyte = 1ms;
+
+/// The terminal takes 4 KB at a time, and between two such parts nothing waits in it for a moment: only
+/// several looks in a row tell that the last part was read, more of them for a text of many parts.
+constexpr Span lookInterval = 4ms;
+constexpr qsizetype fewestLooks = 2;
+constexpr qsizetype bytesPerLook = 16 * 1024;
 
 /// Whether nothing that was typed into the terminal waits for its program. False when that cannot be told.
 bool hasReadAll(const QByteArray &terminal)
@@ -157,12 +163,16 @@ QCoro::Task<HostResult<void>> PaneInput::type(QByteArray pane, QByteArray text)
     co_return {};
 }
 
-QCoro::Task<bool> PaneInput::untilRead(QByteArray terminal)
+QCoro::Task<bool> PaneInput::untilRead(QByteArray terminal, qsizetype size)
 {
     const Date began = m_clock.now();
+    const Span longest = longestPause + size / 1024 * longestPausePerKilobyte;
+    const qsizetype wantedLooks = fewestLooks + size / bytesPerLook;
     bool slept = co_await m_clock.sleep(shortestPause);
-    while (slept && !hasReadAll(terminal) && m_clock.now() - began < longestPause)
-        slept = co_await m_clock.sleep(pauseStep);
+    for (qsizetype looks = 0; slept && looks < wantedLooks && m_clock.now() - began < longest;) {
+        looks = hasReadAll(terminal) ? looks + 1 : 0;
+        slept = co_await m_clock.sleep(lookInterval);
+    }
     co_return slept;
 }
 
@@ -179,7 +189,7 @@ QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QByteArr
         const auto pasted = co_await write(pane, bytes, Brackets::WhenAsked);
         if (!pasted)
             co_return failure(pasted.error());
-        const bool waited = co_await untilRead(terminal);
+        const bool waited = co_await untilRead(terminal, bytes.size());
         if (!waited)
             co_return failure(terminalUnavailable(u"the host is going down"_s));
     }
@@ -187,7 +197,7 @@ QCoro::Task<HostResult<void>> PaneInput::pasteAndEnter(QByteArray pane, QByteArr
     // What the next one types must not be read together with this Enter, either.
     const auto queue = m_queues.constFind(pane);
     if (queue != m_queues.constEnd() && !queue->empty()) {
-        [[maybe_unused]] const bool waited = co_await untilRead(terminal);
+        [[maybe_unused]] const bool waited = co_await untilRead(terminal, 1);
     }
     co_return entered;
 }

@@ -30,7 +30,7 @@ private:
     QCoro::Task<std::shared_ptr<Turn>> takeTurn(QByteArray pane);
     void pass(const QByteArray &pane);
     QCoro::Task<HostResult<void>> leaveCopyMode(QByteArray pane);
-    QCoro::Task<bool> untilRead(QByteArray terminal);
+    QCoro::Task<bool> untilRead(QByteArray terminal, qsizetype size);
     QCoro::Task<HostResult<void>> write(QByteArray pane, QByteArray bytes, Brackets brackets);
 
     TmuxControl &m_tmux;

@@ -43,6 +43,14 @@ const QList<QByteArrayList> &serverOptions()
     return options;
 }
 
+bool onlyAsks(const QByteArray &command)
+{
+    static const QByteArrayList questions{"list-panes"_ba,   "list-windows"_ba, "list-sessions"_ba,
+                                          "list-clients"_ba, "capture-pane"_ba, "display-message"_ba,
+                                          "show-options"_ba};
+    return questions.contains(command);
+}
+
 /// Ends a process without waiting for it; the caller may be one of its own signals.
 void letGo(std::unique_ptr<QProcess> owned)
 {
@@ -230,6 +238,8 @@ QCoro::Task<TmuxControl::Outcome> TmuxControl::send(QByteArrayList words)
         if (word.contains('\0'))
             co_return failure(HerdrFailure{u"invalid_request"_s, u"a NUL character cannot be carried"_s});
     }
+    if (!onlyAsks(words.value(0)))
+        ++m_changes;
     const OneShot<Outcome> answer;
     m_pending.push_back(answer);
     m_process->write(tmuxLine(words) + '\n');
@@ -240,7 +250,9 @@ QCoro::Task<TmuxControl::Outcome> TmuxControl::send(QByteArrayList words)
 
 void TmuxControl::readOutput()
 {
+    const quint64 told = m_parser.notificationCount();
     const auto replies = m_parser.feed(m_process->readAllStandardOutput());
+    m_changes += m_parser.notificationCount() - told;
     const QProcess *source = m_process.get();
     m_lastReply = m_clock.now();
     for (const auto &reply : replies) {

@@ -65,6 +65,11 @@ public:
     /// Counts connections; whoever keeps a copy of what tmux holds reads it again when this has changed.
     [[nodiscard]] int generation() const { return m_generation; }
 
+    /// Counts what may have changed something in tmux: commands that were sent and that do not only ask, and
+    /// what tmux told unasked. tmux tells of windows that come or go; that a person splits one it does not
+    /// tell.
+    [[nodiscard]] quint64 changes() const { return m_changes; }
+
     /// The session that keeps the connection alive. It is no workspace. "$0"
     [[nodiscard]] QByteArray homeSession() const { return m_homeSession; }
 
@@ -105,6 +110,7 @@ private:
     Timer m_replyTimer;
     Date m_lastReply{};
     int m_generation = 0;
+    quint64 m_changes = 0;
     bool m_isOpen = false;
     bool m_isConnecting = false;
     bool m_isClosed = false;

@@ -179,6 +179,36 @@ TEST_F(HostAgentsTest, StatusFollowsTheSessionFileAndTheScreenAlike)
     }
 }
 
+TEST_F(HostAgentsTest, AListThatIsGivenAgainMissesNothing)
+{
+    const QString pane = makePane();
+    const QString other = makePane();
+    startAgent(u"claude"_s, u"one"_s, pane);
+    startAgent(u"claude"_s, u"two"_s, other);
+    const QDir sessions(home.path(u".claude/sessions"_s));
+    const auto files = sessions.entryList({u"*.json"_s}, QDir::Files);
+    ASSERT_EQ(files.size(), 2);
+    const auto tell = [&](const char *from, const char *to) {
+        for (const QString &file : files) {
+            const QString name = u".claude/sessions/"_s + file;
+            home.write(name, home.read(name).replace(from, to));
+        }
+    };
+    for (int round = 0; round < 20; ++round) {
+        ASSERT_EQ(statusIn(pane) + statusIn(other), u"idleidle"_s) << round;
+        tell("idle", "busy");
+        ASSERT_EQ(statusIn(pane) + statusIn(other), u"workingworking"_s) << round;
+        tell("busy", "idle");
+    }
+    const auto process = QFileInfo(files.first()).baseName().toInt();
+    ASSERT_EQ(::kill(process, SIGKILL), 0);
+    ASSERT_TRUE(waitUntil([&] { return !agentIn(pane)[u"agent"] || !agentIn(other)[u"agent"]; }, 500ms));
+    ASSERT_FALSE(agentIn(other).isNull());
+    call(u"pane.close"_s, object({{u"pane_id"_s, JSONValue(other)}}));
+    EXPECT_TRUE(agentIn(other).isNull());
+    EXPECT_FALSE(agentIn(pane).isNull());
+}
+
 TEST_F(HostAgentsTest, AnEndedAgentLeavesAShellThatTakesTheNext)
 {
     const QString pane = makePane();
