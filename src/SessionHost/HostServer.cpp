@@ -1,5 +1,6 @@
 #include "SessionHost/HostServer.h"
 
+#include "Platform/InotifyDirectoryWatch.h"
 #include "SessionHost/HostMethods.h"
 
 #include <QSocketNotifier>
@@ -202,13 +203,26 @@ Result<void, QString> HostServer::listen(const QString &path, const QString &loc
     m_path = path;
     if (auto opened = openSocket(*address); !opened)
         return opened;
-    // A socket that a clean-up of the folder took away would leave everybody without the panes, and its lock
-    // would keep any other server from taking the place.
-    m_lookAfterSocket = m_clock.every(lookInterval, [this, address = *address] {
-        if (!isStanding(address, m_socketFile))
-            static_cast<void>(openSocket(address));
-    });
+    watchFolder();
     return {};
+}
+
+/// A socket that a clean-up of the folder took away would leave everybody without the panes, and its lock
+/// would keep any other server from taking the place.
+void HostServer::watchFolder()
+{
+    m_folderWatch = InotifyDirectoryWatchFactory().watch(
+        QFileInfo(m_path).path(), [this] { lookAfterSocket(); }, [this] { watchFolder(); });
+    // While the folder itself is away nothing tells of its return.
+    m_folderPoll = m_folderWatch ? Timer() : m_clock.after(lookInterval, [this] { watchFolder(); });
+    lookAfterSocket();
+}
+
+void HostServer::lookAfterSocket()
+{
+    const auto address = addressOf(m_path);
+    if (address && !isStanding(*address, m_socketFile))
+        static_cast<void>(openSocket(*address));
 }
 
 /// On failure an earlier socket stays in use.
@@ -246,7 +260,8 @@ Result<void, QString> HostServer::openSocket(const sockaddr_un &address)
 
 void HostServer::stopListening()
 {
-    m_lookAfterSocket.reset();
+    m_folderWatch.reset();
+    m_folderPoll.reset();
     m_notifier.reset();
     m_acceptPause.reset();
     if (m_listener < 0)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Clock.h"
+#include "Platform/DirectoryWatch.h"
 #include "Platform/Result.h"
 #include "Platform/Tasks.h"
 
@@ -56,6 +57,8 @@ private:
     class Connection;
 
     [[nodiscard]] Result<void, QString> openSocket(const sockaddr_un &address);
+    void watchFolder();
+    void lookAfterSocket();
     void acceptAll();
     void remove(Connection *connection);
     QCoro::Task<> answer(QPointer<QObject> connection, QByteArray line);
@@ -67,7 +70,8 @@ private:
     std::list<std::unique_ptr<Connection>> m_connections; ///< oldest first
     std::unique_ptr<QSocketNotifier> m_notifier;
     Timer m_acceptPause;
-    Timer m_lookAfterSocket;
+    std::unique_ptr<DirectoryWatch> m_folderWatch;
+    Timer m_folderPoll;
     SocketFile m_socketFile;
     QString m_path;
     int m_listener = -1;

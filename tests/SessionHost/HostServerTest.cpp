@@ -166,7 +166,7 @@ TEST_F(HostServerTest, ASocketThatWasTakenAwayIsMadeAgain)
     before.send("half");
     ASSERT_TRUE(waitUntil([&] { return server.connectionCount() == 1; }));
     ASSERT_EQ(::unlink(path.toUtf8().constData()), 0);
-    clock.advance(2s);
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(path); }));
     RawClient after(path);
     after.send("whole\n");
     EXPECT_EQ(after.receive(), "<whole>\n");
@@ -176,8 +176,20 @@ TEST_F(HostServerTest, ASocketThatWasTakenAwayIsMadeAgain)
     // What stands there instead is left alone.
     ASSERT_EQ(::unlink(path.toUtf8().constData()), 0);
     home.write(u"host.sock"_s, "data");
+    settle();
     clock.advance(2s);
     EXPECT_EQ(home.read(u"host.sock"_s), "data");
+
+    // The whole folder goes, and comes back.
+    ASSERT_EQ(::rename(home.path().toUtf8().constData(), (home.path() + u"-away"_s).toUtf8().constData()), 0);
+    settle();
+    ASSERT_TRUE(QDir().mkpath(home.path()));
+    EXPECT_FALSE(QFile::exists(path));
+    ASSERT_TRUE(waitUntil([&] {
+        clock.advance(2s);
+        return QFile::exists(path);
+    }));
+    EXPECT_TRUE(QDir(home.path() + u"-away"_s).removeRecursively());
 }
 
 TEST(HostServerStart, ADeadSocketIsReplacedAndAFileIsNot)
