@@ -5,7 +5,6 @@
 #include <QFile>
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,8 +44,13 @@ Result<ControlInstance, ControlInstanceError> ControlInstance::claim(const Keelh
         ::open(QFile::encodeName(lockFile).constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!lock)
         return failed(u"cannot open %1: %2"_s.arg(lockFile, systemError()));
-    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK)
+    // A record lock belongs to the process alone. flock would be shared by a child that a killed instance was
+    // just starting, and keep its successor out.
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (::fcntl(lock.get(), F_SETLK, &whole) != 0) {
+        if (errno == EACCES || errno == EAGAIN)
             return failure(ControlInstanceError{ControlInstanceError::Kind::AlreadyRunning,
                                                 u"Keelhaven is already running."_s});
         return failed(u"cannot lock %1: %2"_s.arg(lockFile, systemError()));

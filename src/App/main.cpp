@@ -20,6 +20,7 @@
 #include "Store/DatabaseOpening.h"
 
 #include <QCoreApplication>
+#include <QThreadPool>
 #include <cstdio>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -221,6 +222,8 @@ int runInstance(const QString &link)
     service.quit();
     // Whoever still waits is woken, sees that the program ends, and leaves before its services do.
     machine.clock.close();
+    machine.processes.close();
+    QThreadPool::globalInstance()->waitForDone(1000);
     QCoreApplication::sendPostedEvents();
     return status;
 }

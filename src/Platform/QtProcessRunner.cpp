@@ -96,6 +96,16 @@ public:
         m_process.waitForFinished(1000);
     }
 
+    /// Kills the process and tells its waiter so, at once.
+    void abandon()
+    {
+        m_process.disconnect(this);
+        m_timer.stop();
+        signalGroup(SIGKILL);
+        m_result.kind = ProcessResult::Kind::Crashed;
+        done.resolve(m_result);
+    }
+
     OneShot<ProcessResult> done;
 
 private:
@@ -158,8 +168,21 @@ private:
 
 } // namespace
 
+void QtProcessRunner::close()
+{
+    m_isClosed = true;
+    const auto running = m_children.children();
+    for (QObject *child : running)
+        static_cast<Child *>(child)->abandon();
+}
+
 QCoro::Task<ProcessResult> QtProcessRunner::run(ProcessSpec spec)
 {
+    if (m_isClosed) {
+        ProcessResult refused;
+        refused.error = u"the program is going down"_s;
+        co_return refused;
+    }
     const QString program = executablePath(spec);
     if (program.isEmpty()) {
         ProcessResult missing;

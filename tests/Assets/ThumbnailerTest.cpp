@@ -157,7 +157,9 @@ TEST_F(ThumbnailerTest, HostileFilesGiveNothing)
     EXPECT_EQ(spinning.kind, ProcessResult::Kind::Crashed) << "its processor time is over first";
     const QString large = home.write(u"large.png"_s, encoded(filled({3000, 3000}, Qt::blue), "PNG"));
     EXPECT_FALSE(thumbnail(large).isNull());
+#if !__has_feature(address_sanitizer) // which needs more address space than any limit leaves
     EXPECT_FALSE(run({u"image"_s, u"10"_s, u"60"_s, large}).succeeded()) << "too little memory for it";
+#endif
 }
 
 TEST_F(ThumbnailerTest, VideoGivesTheFrameAtOneSecond)
