@@ -25,7 +25,7 @@ class Home:
         tools = self.path / "tools"
         tools.mkdir()
         (tools / "claude").symlink_to(SOURCE / "tools" / "scripted-agent")
-        (self.path / ".profile").write_text(f'export PATH="{tools}:$PATH"\n')
+        (self.path / ".profile").write_text(f'export PATH="{tools}:$PATH"\nunset HISTFILE\n')
         self.log = self.path / "agent.log"
         (self.path / ".scripted-agent.json").write_text(json.dumps({"SCRIPTED_LOG": str(self.log), **wishes}))
         self.environment = {"HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.path / ".run"), "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={self.path}/.run/no-bus", "PATH": os.environ["PATH"], "SHELL": "/bin/bash", "LANG": "C.UTF-8"}

@@ -84,6 +84,7 @@ void EventList::add(Piece &piece, EventRecord event, quint64 number)
         piece.oldest = std::min(piece.oldest, event.ts);
         piece.newest = std::max(piece.newest, event.ts);
     }
+    piece.lastNumber = number;
     piece.block->numbers.push_back(number);
     piece.block->events.push_back(std::move(event));
     ++piece.count;
@@ -151,11 +152,10 @@ QList<quint64> EventList::numbersSince(Date since) const
 
 const EventRecord *EventList::at(quint64 number) const
 {
-    const auto firstNumber = [](const Piece &piece) { return piece.block->numberData[piece.first]; };
-    const auto behind = std::ranges::upper_bound(m_pieces, number, {}, firstNumber);
-    if (behind == m_pieces.begin())
+    const auto found = std::ranges::lower_bound(m_pieces, number, {}, &Piece::lastNumber);
+    if (found == m_pieces.end())
         return nullptr;
-    const Piece &piece = *std::prev(behind);
+    const Piece &piece = *found;
     const std::span numbers(piece.block->numberData + piece.first, static_cast<size_t>(piece.count));
     const auto place = std::ranges::lower_bound(numbers, number);
     if (place == numbers.end() || *place != number)

@@ -21,11 +21,10 @@ class EventList
         std::shared_ptr<Block> block;
         qsizetype first = 0;
         qsizetype count = 0;
-        double oldest = 0;           ///< no element is older
-        double newest = 0;           ///< no element is newer
-        bool isSorted = true;        ///< by ts, ascending
-        QSet<QString> sessions = {}; ///< of all elements; dropped ones may still be named here
-        QSet<QUuid> runs = {};
+        double oldest = 0;      ///< no element is older
+        double newest = 0;      ///< no element is newer
+        bool isSorted = true;   ///< by ts, ascending
+        quint64 lastNumber = 0; ///< of its last element
     };
 
 public:
