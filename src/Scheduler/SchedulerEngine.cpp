@@ -188,10 +188,8 @@ void SchedulerEngine::evaluateDueSlots(Date now)
                 dueSlots.append({m_slots[i], *due});
         }
         dueSlots.removeIf([this](const auto &due) { return !shipEnabled(due.first.shipID); });
-        m_evaluating = true;
         for (const auto &[slot, due] : std::as_const(dueSlots))
             markFired(slot.id, now);
-        m_evaluating = false;
         // Stored before the first of them starts: a crash from here on must not find an agent that never
         // fired.
         if (!dueSlots.isEmpty()) {
@@ -217,10 +215,6 @@ void SchedulerEngine::markFired(const QUuid &id, Date at)
     if (m_slots[index].schedule.isOnce())
         m_slots[index].enabled = false;
     m_due.update(m_slots, index, m_services.calendar());
-    if (!m_evaluating) {
-        saveSlots();
-        syncJobs();
-    }
 }
 
 void SchedulerEngine::recordSkipped(const SchedulerSlot &slot, Date scheduledFor)

@@ -277,7 +277,6 @@ private:
     bool m_polling = false;
     bool m_started = false;
     bool m_isShutDown = false;
-    bool m_evaluating = false; ///< agents marked as fired are saved once, at the end of the evaluation
     QList<RunRecord> m_launching;
     std::optional<QString> m_lastWorkspaceError;
 };
