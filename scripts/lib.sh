@@ -7,9 +7,13 @@ case $build_dir in /*) ;; *) build_dir=$PWD/$build_dir ;; esac
 
 build_packages=(clang-19 libclang-rt-19-dev cmake ninja-build ccache mold git python3
     qt6-base-dev qcoro-qt6-dev libsqlite3-dev libgtest-dev libgmock-dev dbus-daemon
-    qtkeychain-qt6-dev)
+    qtkeychain-qt6-dev qt6-declarative-dev qt6-declarative-dev-tools)
 # libsecret reaches the keyring; the last four make thumbnails of more kinds of files.
 run_packages=(tmux tzdata procps libsecret-1-0 libqt6svg6 qt6-image-formats-plugins ffmpegthumbnailer shared-mime-info)
+# What the window's screens import, and the typeface they are set in.
+window_packages=(qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-controls qml6-module-qtquick-templates
+    qml6-module-qtquick-layouts qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
+    qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel fonts-inter)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
 check_packages=(clang-format-19 clang-tidy-19)
 
