@@ -21,5 +21,8 @@ set(KEELHAVEN_APP_CONTROL
     ControlWire.cpp
     DeepLinkRouter.cpp
     Doctor.cpp
+    Instance.cpp
+    LocalCommands.cpp
+    Machine.cpp
     QuitSignals.cpp)
 set_source_files_properties(main.cpp PROPERTIES COMPILE_DEFINITIONS KEELHAVEN_VERSION="${PROJECT_VERSION}")

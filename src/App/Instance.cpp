@@ -1,0 +1,87 @@
+#include "App/Instance.h"
+
+#include "App/AppModel.h"
+#include "App/Commands/CommandTable.h"
+#include "App/ControlInstance.h"
+#include "App/ControlServer.h"
+#include "App/ControlService.h"
+#include "App/LocalCommands.h"
+#include "App/Machine.h"
+#include "App/QuitSignals.h"
+#include "Notifications/DeepLink.h"
+#include "Store/DatabaseOpening.h"
+
+#include <QCoreApplication>
+#include <QThreadPool>
+#include <unistd.h>
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Another process is the instance: it gets the link, by the same way that a click on one takes.
+int handOver(const QString &link)
+{
+    const QByteArray front = QFile::encodeName(QCoreApplication::applicationDirPath() + u"/keelhaven"_s);
+    const QByteArray word = link.toUtf8();
+    ::execl(front.constData(), front.constData(), "open", word.constData(), nullptr);
+    return print(CommandReply::refused(u"cannot start %1."_s.arg(QFile::decodeName(front))));
+}
+
+} // namespace
+
+int runInstance(const QString &link, const FrontBuilder &buildFront)
+{
+    Machine machine;
+    const auto instance = ControlInstance::claim(machine.paths);
+    if (!instance) {
+        if (instance.error().kind == ControlInstanceError::Kind::AlreadyRunning && !link.isEmpty())
+            return handOver(link);
+        return print(CommandReply::refused(instance.error().message()));
+    }
+    const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
+    const auto model = AppModel::create(machine.environment());
+    if (!model)
+        return print(CommandReply::refused(model.error().message()));
+    ControlServer server(instance->listener(), machine.clock);
+    DoctorServices doctor = machine.doctor((*model)->herdrProbe());
+    doctor.instanceDatabase = (*model)->databaseError();
+    ControlService service(server, **model, doctor);
+    (*model)->start();
+    auto front = buildFront ? buildFront(**model, machine) : nullptr;
+    if (!link.isEmpty())
+        (*model)->handleDeepLink(link);
+    const int status = QCoreApplication::exec();
+    front.reset();
+    (*model)->shutdown();
+    service.quit();
+    // Whoever still waits is woken, sees that the program ends, and leaves before its services do.
+    machine.clock.close();
+    machine.processes.close();
+    // What comes back from a pool thread may hand it the next piece of work, so this takes some rounds.
+    for (int round = 0; round < 10 && (*model)->tasks().running() > 0; ++round) {
+        QThreadPool::globalInstance()->waitForDone(200);
+        QCoreApplication::sendPostedEvents();
+    }
+    return status;
+}
+
+int runProgram(const FrontBuilder &buildFront)
+{
+    const QStringList words = QCoreApplication::arguments().mid(1);
+    if (words.value(0) == u"--cli"_s)
+        return runWithoutInstance(words.mid(1));
+    if (words.isEmpty())
+        return runInstance({}, buildFront);
+    if (words.size() == 1 && DeepLink::parse(words[0]))
+        return runInstance(words[0], buildFront);
+    if (words[0] == u"--help"_s || words[0] == u"--version"_s)
+        return runWithoutInstance(words);
+    return print(
+        {.exit = ExitStatus::WrongUsage,
+         .error = UsageError{u"unexpected \"%1\""_s.arg(words[0]), u"keelhaven --help"_s}.message()});
+}
+
+} // namespace Keelhaven
