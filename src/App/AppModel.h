@@ -44,6 +44,7 @@ struct AppEnvironment
     /// The program that makes thumbnails; empty when this build carries none.
     QString thumbnailer;
     class SecretStore &secrets;
+    class HttpClient &http;
 };
 
 /// The composition root: builds every service exactly once, owns them for the life of the process and wires

@@ -50,8 +50,8 @@ DoctorServices Machine::doctor(HerdrProbe &probe)
 
 AppEnvironment Machine::environment()
 {
-    return {paths,         clock, processes, settings,    watches,     jobs,   power,
-            notifications, sleep, desktop,   bundledHost, thumbnailer, secrets};
+    return {paths,         clock, processes, settings,    watches,     jobs,    power,
+            notifications, sleep, desktop,   bundledHost, thumbnailer, secrets, http};
 }
 
 } // namespace Keelhaven

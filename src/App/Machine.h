@@ -8,6 +8,7 @@
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/LogindPower.h"
 #include "Platform/LogindSleepMonitor.h"
+#include "Platform/QtHttpClient.h"
 #include "Platform/QtProcessRunner.h"
 #include "Platform/SystemClock.h"
 #include "Platform/SystemdJobManager.h"
@@ -23,6 +24,7 @@ struct Machine
     KeelhavenPaths paths = KeelhavenPaths::fromEnvironment();
     SystemClock clock;
     QtProcessRunner processes;
+    QtHttpClient http;
     FileSettingsStore settings{paths.settingsFile()};
     InotifyDirectoryWatchFactory watches;
     MessageBus systemBus{MessageBus::systemAddress(), clock};

@@ -11,6 +11,7 @@
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
 #include "Support/FakeDesktop.h"
+#include "Support/FakeHttpClient.h"
 #include "Support/FakeProcessRunner.h"
 #include "Support/MemorySecrets.h"
 #include "Support/MemorySettings.h"
@@ -68,7 +69,8 @@ protected:
                                        desktop,
                                        {},
                                        {},
-                                       secrets});
+                                       secrets,
+                                       http});
         EXPECT_TRUE(model);
         return model ? *std::move(model) : nullptr;
     }
@@ -93,6 +95,7 @@ protected:
     const KeelhavenPaths paths = home.paths();
     VirtualClock clock;
     FakeProcessRunner processes;
+    FakeHttpClient http;
     MemorySettings settings;
     MemorySecrets secrets;
     InotifyDirectoryWatchFactory watches;
