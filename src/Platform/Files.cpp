@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -17,8 +18,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// No file that is read whole comes near it; a sparse one made by mistake must not end the program.
-constexpr off_t largestFile = off_t(1) << 30;
+/// What is left of the file from where it stands, or one byte more than `limit` when there is more.
+QByteArray readUpTo(QFile &file, qint64 size, qint64 limit)
+{
+    QByteArray bytes = file.read(std::min(size, limit) + 1);
+    // A size is only what the file had: it may grow, and the kernel's own files tell none.
+    constexpr qint64 chunk = 256 * 1024;
+    while (bytes.size() <= limit) {
+        const QByteArray more = file.read(std::min(chunk, limit + 1 - bytes.size()));
+        if (more.isEmpty())
+            break;
+        bytes.append(more);
+    }
+    return bytes;
+}
 
 /// What a symbolic link says, relative or absolute; empty for anything else.
 QString linkTarget(const QString &path)
@@ -60,7 +73,7 @@ Result<void, FileError> writeFileAtomically(const QString &path, const QByteArra
     return {};
 }
 
-Result<QByteArray, FileError> readFile(const QString &path)
+Result<QByteArray, FileError> readFile(const QString &path, qint64 limit)
 {
     const auto failed = [&](const QString &reason) {
         return failure(FileError{u"cannot read %1: %2"_s.arg(path, reason)});
@@ -78,11 +91,11 @@ Result<QByteArray, FileError> readFile(const QString &path)
     struct stat status = {};
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
         return failed(u"it is no regular file"_s);
-    if (status.st_size > largestFile)
-        return failed(u"it is larger than %1 MB"_s.arg(largestFile >> 20));
-    const QByteArray bytes = file.readAll();
+    const QByteArray bytes = status.st_size > limit ? QByteArray() : readUpTo(file, status.st_size, limit);
     if (file.error() != QFile::NoError)
         return failed(file.errorString());
+    if (std::max<qint64>(status.st_size, bytes.size()) > limit)
+        return failed(u"it is larger than %1 MB"_s.arg(limit >> 20));
     return bytes;
 }
 

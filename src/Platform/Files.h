@@ -21,9 +21,13 @@ struct FileError
 /// part. The file gets mode 0600. Missing parent folders are made.
 [[nodiscard]] Result<void, FileError> writeFileAtomically(const QString &path, const QByteArray &bytes);
 
-/// The whole file, or an error that names it. Only regular files of up to 1 GiB are read: a pipe in the place
-/// of one is refused, never waited for.
-[[nodiscard]] Result<QByteArray, FileError> readFile(const QString &path);
+/// No file that is read whole comes near this size, in bytes; a sparse one made by mistake must not end the
+/// program.
+inline constexpr qint64 largestFile = qint64(1) << 30;
+
+/// The whole file, or an error that names it. Only regular files of up to `limit` bytes are read, one that
+/// grows meanwhile included: a pipe in the place of one is refused, never waited for.
+[[nodiscard]] Result<QByteArray, FileError> readFile(const QString &path, qint64 limit = largestFile);
 
 /// `path` without a leading "~" or "~/", which become `home`.
 [[nodiscard]] QString expandTilde(const QString &path, const QString &home);

@@ -108,6 +108,10 @@ TEST_F(FileTree, WhatIsNoFileOrTooBigToBeOneIsRefusedAtOnce)
     ASSERT_EQ(::truncate(QFile::encodeName(sparse).constData(), off_t(100) << 30), 0);
     EXPECT_EQ(readFile(sparse).error().message(),
               u"cannot read "_s + sparse + u": it is larger than 1024 MB"_s);
+    const QString small = m_home.write(u"small"_s, "12345");
+    EXPECT_EQ(readFile(small, 5), QByteArray("12345"));
+    EXPECT_FALSE(readFile(small, 4));
+    EXPECT_FALSE(readFile(u"/proc/self/status"_s, 100)) << "it tells no size beforehand";
     EXPECT_TRUE(readFile(u"/proc/self/status"_s)->startsWith("Name:"))
         << "a file that does not know its size";
 }

@@ -43,6 +43,21 @@ TEST(RunContract, ReadsResultsTolerantly)
     EXPECT_FALSE(read("[]"));
     EXPECT_FALSE(read("{\"summary\":"));
     EXPECT_FALSE(RunContract::readResult(home.path(u"absent.json"_s)));
+    EXPECT_FALSE(RunContract::readResult(home.path()));
+}
+
+TEST(RunContract, ResultThatIsTooLargeIsToldInsteadOfRead)
+{
+    const TestHome home;
+    QByteArray bytes = R"({"summary":"done","artifacts":["/a"]})";
+    bytes.append(RunContract::largestResult - bytes.size(), ' ');
+    const QString path = home.write(u"result.json"_s, bytes);
+    EXPECT_EQ(RunContract::readResult(path).value().summary, u"done"_s);
+    home.write(u"result.json"_s, bytes + ' ');
+    const TaskResult told = RunContract::readResult(path).value();
+    EXPECT_EQ(told.summary,
+              u"The result file was left unread: cannot read %1: it is larger than 1 MB."_s.arg(path));
+    EXPECT_TRUE(told.artifacts.isEmpty());
 }
 
 TEST(PluginCacheGuard, KeepsTheCacheAndAllPathsIntoItOut)

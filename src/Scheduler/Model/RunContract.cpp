@@ -2,6 +2,7 @@
 
 #include "Platform/Files.h"
 
+#include <QFileInfo>
 #include <QStringBuilder>
 
 namespace Keelhaven::RunContract {
@@ -34,9 +35,16 @@ QString strip(const QString &text)
 
 std::optional<TaskResult> readResult(const QString &path)
 {
-    const auto bytes = readFile(path);
-    if (!bytes)
+    const auto bytes = readFile(path, largestResult);
+    if (!bytes) {
+        // The agent meant to hand something over, so whoever reads of the run learns why nothing came.
+        if (QFileInfo(path).size() > largestResult)
+            return TaskResult{.summary =
+                                  u"The result file was left unread: %1."_s.arg(bytes.error().message()),
+                              .artifacts = {},
+                              .links = {}};
         return std::nullopt;
+    }
     auto result = decodeRecordBytes<TaskResult>(*bytes);
     return result ? std::optional(*std::move(result)) : std::nullopt;
 }

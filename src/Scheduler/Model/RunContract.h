@@ -17,7 +17,11 @@ inline constexpr QStringView marker = u" When you are completely done, write a J
 /// What the user asked for: the text before the marker, trimmed; the text as it is when it holds none.
 [[nodiscard]] QString strip(const QString &text);
 
-/// The result an agent left, or nothing when the file is missing or not readable as one.
+/// A result is a few sentences and a list of files; what is larger, in bytes, was written by mistake.
+inline constexpr qint64 largestResult = 1 << 20;
+
+/// The result an agent left, or nothing when the file is missing or not readable as one. One that is too
+/// large gives a result whose summary says so.
 [[nodiscard]] std::optional<TaskResult> readResult(const QString &path);
 
 } // namespace RunContract
