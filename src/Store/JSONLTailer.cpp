@@ -4,6 +4,8 @@ namespace Keelhaven {
 
 namespace {
 constexpr qsizetype chunkSize = 4 << 20;
+/// Four times the longest that the hook writes; a longer line is no event.
+constexpr qsizetype longestLine = 2 << 20;
 constexpr double noCutoff = -std::numeric_limits<double>::infinity();
 }
 
@@ -22,7 +24,7 @@ JSONLTailer::ReadResult JSONLTailer::read(const QString &path, Date now)
     if (file && !(m_current && m_current->file.identity() == file->identity())) {
         m_previous = std::exchange(m_current, std::nullopt);
         m_previousEnds = now + afterglow;
-        m_current.emplace(Source{.file = *std::move(file), .lines = {}});
+        m_current.emplace(Source{.file = *std::move(file), .lines = LineBuffer(longestLine)});
         count += drain(*m_current, cutoff);
     }
 

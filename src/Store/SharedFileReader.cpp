@@ -1,6 +1,7 @@
 #include "Store/SharedFileReader.h"
 
 #include "Platform/Files.h"
+#include "Platform/SystemLog.h"
 
 #include <QFileInfo>
 #include <algorithm>
@@ -8,9 +9,14 @@
 
 namespace Keelhaven {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 /// Parsing this much takes about a millisecond.
 constexpr quint64 lightBytes = 64 << 10;
+
+/// Ten times what the files of a large board take. Parsed they take a multiple of it.
+constexpr qint64 largestContractFile = 64 << 20;
 }
 
 std::optional<SharedFileReader::FileStamp> SharedFileReader::FileStamp::of(const QString &path)
@@ -29,11 +35,15 @@ std::optional<JSONValue> SharedFileReader::ContractFile::reparseIfChanged()
     const auto found = FileStamp::of(path);
     if (isUnchanged(found))
         return std::nullopt;
+    const bool isNew = found != stamp;
     stamp = found;
     failed = false;
     if (!found)
         return JSONObject();
-    const auto bytes = readFile(path);
+    const auto bytes = readFile(path, largestContractFile);
+    // A file cut in the middle of a write is whole a moment later; this one stays as it is.
+    if (!bytes && isNew)
+        systemLog(u"Keelhaven: %1; what was read of it before stands"_s.arg(bytes.error().message()));
     auto json = bytes ? JSONValue::parse(*bytes) : failure(JSONParseError{});
     if (!json) {
         failed = true;

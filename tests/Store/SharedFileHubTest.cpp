@@ -211,6 +211,26 @@ TEST_F(HubTest, HalfWrittenFileLeavesTheLastGoodRecordAndIsTriedAgain)
     EXPECT_EQ(hub.current().state, StateFile::empty()) << "a file that has gone resets its record";
 }
 
+TEST_F(HubTest, FileTooLargeToParseIsToldOnceAndLeftUnread)
+{
+    put(u"state.json"_s, R"({"last_refresh": "1"})");
+    hub.start();
+    finish();
+    const QByteArray whole = R"({"last_refresh": "2"})";
+    put(u"state.json"_s, whole + QByteArray((64 << 20) - whole.size() + 1, ' '));
+    testing::internal::CaptureStderr();
+    change();
+    change();
+    EXPECT_EQ(
+        QString::fromStdString(testing::internal::GetCapturedStderr()),
+        u"Keelhaven: cannot read %1: it is larger than 64 MB; what was read of it before stands\n"_s.arg(
+            home.paths().stateFile()));
+    EXPECT_EQ(hub.current().state.lastRefresh, u"1"_s);
+    put(u"state.json"_s, whole);
+    change();
+    EXPECT_EQ(hub.current().state.lastRefresh, u"2"_s);
+}
+
 TEST_F(HubTest, SubscribersComeAndGo)
 {
     int late = 0;
