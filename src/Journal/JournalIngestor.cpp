@@ -13,6 +13,22 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// How much of a journal is read when its run is over, in reads of the tailer's limit. The main loop waits
+/// for it, and whatever the agent left running may go on writing.
+constexpr int lastReads = 4;
+
+/// Nobody answers as many questions of one run. An agent that asks in a loop must not fill the item, which is
+/// stored whole with each question, nor the user's screen.
+constexpr qsizetype mostOpenQuestions = 100;
+
+qsizetype openQuestionsOf(const RunRecord &run, const std::optional<WorkItem> &item)
+{
+    return item ? std::ranges::count_if(
+                      item->humanQA,
+                      [&](const HumanQuestion &asked) { return asked.isOpen() && asked.runID == run.id; })
+                : 0;
+}
+
 /// Whether the item has this question of this run already: a journal that was replaced is read again.
 bool wasAsked(const HumanQuestion &question, const std::optional<WorkItem> &item)
 {
@@ -47,7 +63,11 @@ void JournalIngestor::poll(const RunRecord &run)
 
 std::optional<QString> JournalIngestor::finish(const RunRecord &run)
 {
-    while (readOnce(run)) {
+    const auto tailer = m_tailers.find(run.id);
+    // The summary comes last: of a journal that outran the polls, the end counts.
+    if (tailer != m_tailers.end())
+        tailer->second.skipToLast(quint64(lastReads) * RunJournalTailer::readLimit);
+    for (int reads = 0; reads <= lastReads && readOnce(run); ++reads) {
     }
     m_tailers.erase(run.id);
     m_progress.remove(run.id);
@@ -133,7 +153,8 @@ void JournalIngestor::handleQuestion(const JournalEvent &event, const RunRecord 
                                  .answeredAt = {},
                                  .dismissedAt = {},
                                  .runID = run.id};
-    if (wasAsked(question, m_workItems->item(*item)))
+    const auto known = m_workItems->item(*item);
+    if (wasAsked(question, known) || openQuestionsOf(run, known) >= mostOpenQuestions)
         return;
     m_workItems->appendQuestion(question, *item);
     if (onQuestion)

@@ -26,7 +26,8 @@ public:
     JournalIngestor(KeelhavenDatabase &database, Clock &clock, Tasks &tasks, QString home,
                     AssetStore *assets = nullptr, WorkItemStore *workItems = nullptr);
 
-    /// A run asks its human. By now the question hangs on a work item.
+    /// A run asks its human. By now the question hangs on a work item. Not called for a run that has a
+    /// hundred open questions: further ones reach the journal table only.
     std::function<void(const RunRecord &run, const HumanQuestion &question)> onQuestion;
     /// New progress of a run, by the run's own id.
     std::function<void(const QUuid &runID, const QString &text)> onProgress;
@@ -36,7 +37,7 @@ public:
     void begin(const RunRecord &run, const QString &journalPath, bool skipExisting);
     /// Handles the new lines, in order. Nothing for a run that is not followed.
     void poll(const RunRecord &run);
-    /// Reads what is left, stops following, and gives the summary.
+    /// Reads what is left, of very much the end, stops following, and gives the summary.
     std::optional<QString> finish(const RunRecord &run);
 
     /// The last summary; it stays after finish() until the process ends.

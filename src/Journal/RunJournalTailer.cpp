@@ -35,4 +35,15 @@ QList<JournalEvent> RunJournalTailer::read(Date now)
     return events;
 }
 
+void RunJournalTailer::skipToLast(quint64 bytes)
+{
+    const auto file = TailFile::open(m_path);
+    const quint64 size = file ? file->size() : 0;
+    if (size < m_offset || size - m_offset <= bytes)
+        return;
+    // The line that is cut here is no JSON any more, so it drops out by itself.
+    m_offset = size - bytes;
+    m_lines.clear();
+}
+
 } // namespace Keelhaven

@@ -20,12 +20,17 @@ public:
     /// Whether the last read stopped at its limit.
     [[nodiscard]] bool hasMore() const { return m_hasMore; }
 
-    static constexpr qsizetype readLimit = 4 << 20;
+    /// Passes over all that is not read yet but the last `bytes` of it.
+    void skipToLast(quint64 bytes);
+
+    static constexpr qsizetype readLimit = 1 << 20;
+    /// A longer line is skipped: far beyond what the reporting tools write.
+    static constexpr qsizetype longestLine = 1 << 20;
 
 private:
     QString m_path;
     quint64 m_offset = 0;
-    LineBuffer m_lines;
+    LineBuffer m_lines{longestLine};
     bool m_hasMore = false;
 };
 

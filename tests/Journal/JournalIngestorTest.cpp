@@ -248,16 +248,41 @@ TEST_F(JournalIngestorTest, LinesAreHandledOnceAndWhole)
     EXPECT_EQ(journal.progress(run.id), std::nullopt);
 }
 
-TEST_F(JournalIngestorTest, FloodIsReadInPortionsAndFinishedWhole)
+TEST_F(JournalIngestorTest, FloodIsReadInPortionsAndItsEndCounts)
 {
     const QByteArray line =
         "{\"type\": \"progress\", \"ts\": 1, \"text\": \"" + QByteArray(100000, 'x') + "\"}\n";
-    append(line.repeated(100) + "{\"type\": \"summary\", \"ts\": 2, \"text\": \"end\"}\n");
+    append(line.repeated(100));
+    append("{\"type\": \"note\", \"ts\": 2, \"text\": \"" + QByteArray(1 << 20, 'x') + "\"}\n");
+    append("{\"type\": \"summary\", \"ts\": 3, \"text\": \"end\"}\n");
+    // Something that the agent left running writes on while the run is closed.
+    const auto tellAndAppend = [&](const QUuid &, const QString &text) {
+        progress.append(text);
+        append(line);
+    };
     journal.begin(run, path, false);
     journal.poll(run);
-    EXPECT_LT(progress.size(), 100);
+    EXPECT_EQ(progress.size(), 10);
+    journal.onProgress = tellAndAppend;
     EXPECT_EQ(journal.finish(run), u"end"_s);
-    EXPECT_EQ(progress.size(), 100);
+    EXPECT_GT(progress.size(), 10 + 25);
+    EXPECT_LT(progress.size(), 10 + 60);
+    EXPECT_EQ(journal.events(run.id).size(), 2) << "a line of a megabyte is none";
+}
+
+TEST_F(JournalIngestorTest, AskingInALoopEndsAtAHundredOpenQuestions)
+{
+    for (int i = 0; i < 120; ++i)
+        append("{\"type\": \"question\", \"text\": \"?\", \"ts\": " + QByteArray::number(i) + "}\n");
+    journal.begin(run, path, false);
+    journal.poll(run);
+    EXPECT_EQ(told.size(), 100);
+    EXPECT_EQ(workItems.openQuestions({}).size(), 100);
+    EXPECT_EQ(journal.events(run.id).size(), 120);
+    workItems.dismiss(workItems.openQuestions({}).first().question.id);
+    append("{\"type\": \"question\", \"text\": \"At last?\", \"ts\": 999}\n");
+    journal.poll(run);
+    EXPECT_EQ(told.last(), u"At last?"_s);
 }
 
 TEST_F(JournalIngestorTest, LostDatabaseStillReachesTheScreens)
