@@ -78,12 +78,12 @@ bool writeAll(int target, const char *bytes, size_t size)
     return true;
 }
 
-/// The number of bytes copied, nothing on an error or when there are more than `limit`.
-std::optional<qint64> copyBytes(int source, int target, qint64 limit)
+/// The number of bytes copied, nothing on an error, a stop, or when there are more than `limit`.
+std::optional<qint64> copyBytes(int source, int target, qint64 limit, const std::stop_token &stop)
 {
     std::vector<char> buffer(256 * 1024);
     qint64 total = 0;
-    while (true) {
+    while (!stop.stop_requested()) {
         const ssize_t count = ::read(source, buffer.data(), buffer.size());
         if (count < 0 && errno == EINTR)
             continue;
@@ -95,10 +95,18 @@ std::optional<qint64> copyBytes(int source, int target, qint64 limit)
         if (total > limit || !writeAll(target, buffer.data(), static_cast<size_t>(count)))
             return std::nullopt;
     }
+    return std::nullopt;
+}
+
+/// Whether the bytes are on the disk before a row says that they are. Some file systems cannot tell.
+bool flush(int target)
+{
+    return ::fdatasync(target) == 0 || errno == EINVAL || errno == ENOSYS;
 }
 
 /// Copies the file, which may have been swapped for something else since it was looked at.
-std::optional<qint64> copyFile(const QByteArray &source, const QString &target, qint64 limit)
+std::optional<qint64> copyFile(const QByteArray &source, const QString &target, qint64 limit,
+                               const std::stop_token &stop)
 {
     const Descriptor in(::open(source.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
@@ -111,7 +119,9 @@ std::optional<qint64> copyFile(const QByteArray &source, const QString &target, 
             ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
         if (!out)
             return std::nullopt;
-        copied = copyBytes(in.number(), out.number(), limit);
+        copied = copyBytes(in.number(), out.number(), limit, stop);
+        if (copied && !flush(out.number()))
+            copied.reset();
     }
     if (!copied)
         ::unlink(name.constData());
@@ -137,7 +147,7 @@ bool isTaken(const QString &path)
 
 } // namespace
 
-std::optional<Taken> take(const QString &path, const QString &folder, qint64 copyLimit)
+std::optional<Taken> take(const QString &path, const QString &folder, qint64 copyLimit, std::stop_token stop)
 {
     const QByteArray source = QFile::encodeName(path);
     const auto size = regularFileSize(source);
@@ -148,7 +158,7 @@ std::optional<Taken> take(const QString &path, const QString &folder, qint64 cop
     const bool hasFolders = makeFolder(folder + u"/thumbs"_s).has_value();
     if (hasFolders && copyLimit >= *size) {
         const QString target = uniquePath(folder + u'/' + fileName);
-        if (const auto copied = copyFile(source, target, copyLimit)) {
+        if (const auto copied = copyFile(source, target, copyLimit, stop)) {
             taken.bytes = *copied;
             taken.storedPath = target;
         }
@@ -179,6 +189,19 @@ void discard(const QString &folder, const std::optional<QString> &storedPath,
     }
     QDir().rmdir(folder + u"/thumbs"_s);
     QDir().rmdir(folder);
+}
+
+void removeLeftovers(const QString &folder, const QSet<QString> &kept)
+{
+    for (const QString &part : {QString(), u"thumbs/"_s}) {
+        const QDir directory(folder + u'/' + part);
+        if (QFileInfo(QDir::cleanPath(directory.path())).isSymLink())
+            return;
+        for (const QString &name : directory.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+            if (!kept.contains(part + name))
+                QFile::remove(directory.filePath(name));
+        }
+    }
 }
 
 } // namespace Keelhaven::AssetFile

@@ -50,10 +50,11 @@ std::optional<QByteArray> pictureFrom(const ProcessResult &result)
 
 } // namespace
 
-QCoro::Task<Asset> process(Asset asset, QString folder, qint64 copyLimit, Thumbnailer thumbnailer)
+QCoro::Task<Asset> process(Asset asset, QString folder, qint64 copyLimit, Thumbnailer thumbnailer,
+                           std::stop_token stop)
 {
-    auto takeFile = [path = asset.path, folder, copyLimit] {
-        return AssetFile::take(path, folder, copyLimit);
+    auto takeFile = [path = asset.path, folder, copyLimit, stop] {
+        return AssetFile::take(path, folder, copyLimit, stop);
     };
     const auto taken = co_await onPool(std::move(takeFile));
     if (!taken)
@@ -64,7 +65,7 @@ QCoro::Task<Asset> process(Asset asset, QString folder, qint64 copyLimit, Thumbn
     asset.copied = taken->storedPath.has_value();
 
     const auto limits = limitsFor(asset.kind);
-    if (!limits || thumbnailer.program.isEmpty())
+    if (!limits || thumbnailer.program.isEmpty() || stop.stop_requested())
         co_return asset;
     ProcessSpec spec;
     spec.program = thumbnailer.program;
@@ -74,7 +75,7 @@ QCoro::Task<Asset> process(Asset asset, QString folder, qint64 copyLimit, Thumbn
     spec.outputLimit = mostThumbnailBytes;
     const auto result = co_await thumbnailer.processes->run(spec);
     const auto picture = pictureFrom(result);
-    if (!picture)
+    if (!picture || stop.stop_requested())
         co_return asset;
     auto write = [path = taken->thumbnailPath, bytes = *picture] {
         return writeFileAtomically(path, bytes).has_value();

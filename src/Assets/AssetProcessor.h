@@ -4,6 +4,7 @@
 #include "Platform/ProcessRunner.h"
 
 #include <QCoroTask>
+#include <stop_token>
 
 namespace Keelhaven {
 
@@ -20,8 +21,9 @@ namespace AssetProcessor {
 /// Copies the asset's file into `folder` when it has at most `copyLimit` bytes, and makes its thumbnail.
 /// Gives the asset with size, MIME type, copy and thumbnail filled in as far as they could be made; unchanged
 /// when there is no such file. One call at a time for a folder. Reading and writing happen on a pool thread.
+/// A stop ends it soon; what it made by then is named in the asset.
 [[nodiscard]] QCoro::Task<Asset> process(Asset asset, QString folder, qint64 copyLimit,
-                                         Thumbnailer thumbnailer);
+                                         Thumbnailer thumbnailer, std::stop_token stop = {});
 
 } // namespace AssetProcessor
 

@@ -45,6 +45,11 @@ AssetStore::AssetStore(AssetServices services)
     : m_services(std::move(services))
 {}
 
+AssetStore::~AssetStore()
+{
+    m_stop.request_stop();
+}
+
 std::optional<Asset> AssetStore::register_(const AssetReport &report)
 {
     // A NUL ends a path for the system but not here: the row would name another file than the one opened.
@@ -71,30 +76,94 @@ std::optional<Asset> AssetStore::register_(const AssetReport &report)
     raiseVersion();
     m_waiting.append(asset);
     if (!m_isWorking)
-        m_services.tasks.spawn(work(), "AssetStore::work");
+        m_services.tasks.spawn(work({}), "AssetStore::work");
     return asset;
 }
 
+void AssetStore::resume()
+{
+    Q_ASSERT(!m_isWorking);
+    constexpr auto oldest = std::chrono::days(30);
+    // The size is told with the copy, so a row without one was cut off, or its file was not there.
+    m_waiting = select(u"SELECT * FROM assets WHERE bytes IS NULL AND added_at >= ? ORDER BY added_at"_s,
+                       {SQLiteValue::date(m_services.clock.now() - oldest)});
+    QList<QUuid> runs;
+    for (const Asset &asset : std::as_const(m_waiting)) {
+        if (!runs.contains(asset.runID))
+            runs.append(asset.runID);
+    }
+    if (!runs.isEmpty())
+        m_services.tasks.spawn(work(runs), "AssetStore::resume");
+}
+
+void AssetStore::stop()
+{
+    m_stop.request_stop();
+}
+
 /// Processes what waits, one at a time: a run that delivers a thousand files starts no thousand children, and
-/// two files of one name get theirs in the order in which they came.
-QCoro::Task<> AssetStore::work()
+/// two files of one name get theirs in the order in which they came. `interrupted` are the runs whose folders
+/// may hold what an earlier process did not finish.
+QCoro::Task<> AssetStore::work(QList<QUuid> interrupted)
 {
     const QPointer<AssetStore> self(this);
     const Thumbnailer thumbnailer = m_services.thumbnailer;
+    const std::stop_token stop = m_stop.get_token();
     m_isWorking = true;
-    while (!m_waiting.isEmpty()) {
-        const Asset waiting = m_waiting.takeFirst();
-        const QString folder = m_services.assetsDir + u'/' + uuidText(waiting.runID);
-        const qint64 limit = copyLimitBytes();
-        const Asset done = co_await AssetProcessor::process(waiting, folder, limit, thumbnailer);
+    for (const QUuid &runID : std::as_const(interrupted)) {
+        // Without the names every file would look like a leftover.
+        const auto kept = storedNames(runID);
+        if (!kept)
+            continue;
+        auto clean = [folder = folderOf(runID), names = *kept] {
+            AssetFile::removeLeftovers(folder, names);
+            return true;
+        };
+        co_await onPool(std::move(clean));
         if (!self)
             co_return;
-        if (update(done))
-            raiseVersion();
-        else
+    }
+    while (!m_waiting.isEmpty() && !stop.stop_requested()) {
+        const Asset waiting = m_waiting.takeFirst();
+        const QString folder = folderOf(waiting.runID);
+        const qint64 limit = copyLimitBytes();
+        const Asset done = co_await AssetProcessor::process(waiting, folder, limit, thumbnailer, stop);
+        // A row that got no more than half is left as it was, for the next start.
+        const bool isCutOff = !self || stop.stop_requested();
+        if (isCutOff || !update(done))
             AssetFile::discard(folder, done.storedPath, done.thumbnailPath);
+        else
+            raiseVersion();
+        if (!self)
+            co_return;
     }
     m_isWorking = false;
+}
+
+/// The files that the table names in the run's folder, relative to it. Nothing when the table cannot be read.
+std::optional<QSet<QString>> AssetStore::storedNames(const QUuid &runID) const
+{
+    const auto rows = m_services.database.sync([&](SQLiteConnection &connection) {
+        return connection.query(u"SELECT stored_path, thumbnail_path FROM assets WHERE run_id = ?"_s,
+                                {SQLiteValue::uuid(runID)});
+    });
+    if (!rows)
+        return std::nullopt;
+    QSet<QString> names;
+    // By name, for the folder may have moved with its home since.
+    const auto nameOf = [](const QString &path) { return path.sliced(path.lastIndexOf(u'/') + 1); };
+    for (const SQLiteRow &row : *rows) {
+        if (const auto path = row.string(u"stored_path"))
+            names.insert(nameOf(*path));
+        if (const auto path = row.string(u"thumbnail_path"))
+            names.insert(u"thumbs/"_s + nameOf(*path));
+    }
+    return names;
+}
+
+QString AssetStore::folderOf(const QUuid &runID) const
+{
+    return m_services.assetsDir + u'/' + uuidText(runID);
 }
 
 QList<Asset> AssetStore::assetsForRun(const QUuid &runID) const
@@ -121,11 +190,13 @@ std::optional<Asset> AssetStore::asset(const QString &id) const
 
 void AssetStore::delete_(const QUuid &runID)
 {
-    const auto deleted = m_services.database.sync([&](SQLiteConnection &connection) {
+    m_waiting.removeIf([&](const Asset &asset) { return asset.runID == runID; });
+    // Rows that cannot be deleted stay; they are told of as before.
+    static_cast<void>(m_services.database.sync([&](SQLiteConnection &connection) {
         return connection.run(u"DELETE FROM assets WHERE run_id = ?"_s, {SQLiteValue::uuid(runID)});
-    });
-    if (deleted && *deleted > 0)
-        raiseVersion();
+    }));
+    // Also when there was none: the run store deletes a run's rows with the run, and nobody is told of that.
+    raiseVersion();
 }
 
 qint64 AssetStore::copyLimitBytes() const

@@ -7,6 +7,7 @@
 #include "Store/SQLite/KeelhavenDatabase.h"
 
 #include <QObject>
+#include <QSet>
 
 namespace Keelhaven {
 
@@ -41,6 +42,13 @@ class AssetStore : public QObject
 
 public:
     explicit AssetStore(AssetServices services);
+    ~AssetStore() override;
+
+    /// Once, before anything is registered: goes on with what an earlier process registered in the last 30
+    /// days and did not finish, and removes what that one left half done.
+    void resume();
+    /// Ends copying soon. What is not done waits for the next resume().
+    void stop();
 
     /// Makes the row and gives it at once; copy and thumbnail follow in the background, one file at a time.
     /// Nothing when the run has reported this path before, or the row cannot be made.
@@ -53,7 +61,8 @@ public:
     [[nodiscard]] QList<Asset> recent(int limit) const;
     [[nodiscard]] std::optional<Asset> asset(const QString &id) const;
 
-    /// Forgets a run's assets. Their files stay.
+    /// Forgets a run's assets, those included that wait for their copy. Their files stay. Also to be called
+    /// when somebody else removed the run's rows, before or after.
     void delete_(const QUuid &runID);
 
     /// Files of more bytes are not copied. Read from the settings at each use.
@@ -72,13 +81,16 @@ private:
     [[nodiscard]] QList<Asset> select(const QString &sql, const SQLiteParameters &parameters) const;
     [[nodiscard]] bool insert(const Asset &asset);
     [[nodiscard]] bool update(const Asset &asset);
+    [[nodiscard]] std::optional<QSet<QString>> storedNames(const QUuid &runID) const;
+    [[nodiscard]] QString folderOf(const QUuid &runID) const;
     void raiseVersion();
-    QCoro::Task<> work();
+    QCoro::Task<> work(QList<QUuid> interrupted);
 
     AssetServices m_services;
     QList<Asset> m_waiting; ///< registered, not yet processed
     int m_version = 0;
     bool m_isWorking = false;
+    std::stop_source m_stop;
 };
 
 } // namespace Keelhaven

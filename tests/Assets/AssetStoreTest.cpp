@@ -1,6 +1,7 @@
 #include "Assets/AssetStore.h"
 
 #include "Assets/AssetFile.h"
+#include "Platform/Files.h"
 #include "Support/FakeProcessRunner.h"
 #include "Support/MemorySettings.h"
 #include "Support/TestHome.h"
@@ -273,6 +274,92 @@ TEST_F(AssetStoreTest, DeletedRunKeepsNoFilesOfLateCopies)
     processes.finishPending(FakeProcessRunner::exited(0, jpeg));
     ASSERT_TRUE(waitUntil([this] { return !store.isWorking(); }));
     EXPECT_FALSE(QFileInfo::exists(folder));
+}
+
+TEST_F(AssetStoreTest, DeletedRunIsToldOfAndWaitsForNoCopies)
+{
+    processes.answer = [](const ProcessSpec &) { return std::nullopt; };
+    ASSERT_TRUE(add(home.write(u"a.png"_s, "x")));
+    ASSERT_TRUE(add(home.write(u"b.png"_s, "x")));
+    ASSERT_TRUE(waitUntil([this] { return !processes.runs.isEmpty(); }));
+    // The run store has removed the rows with the run's other traces.
+    execute(u"DELETE FROM assets"_s);
+    const int version = store.version();
+    store.delete_(run);
+    EXPECT_GT(store.version(), version);
+    processes.finishPending(FakeProcessRunner::exited(0, jpeg));
+    ASSERT_TRUE(waitUntil([this] { return !store.isWorking(); }));
+    EXPECT_EQ(processes.runs.size(), 1) << "the second one is not even looked at";
+    EXPECT_FALSE(QFileInfo::exists(folder));
+}
+
+TEST_F(AssetStoreTest, WhatAQuitCutsOffIsDoneAfterTheNextStart)
+{
+    processes.answer = [](const ProcessSpec &) { return FakeProcessRunner::exited(0, jpeg); };
+    const Asset before = processed(home.write(u"before.png"_s, "x"));
+    processes.answer = [](const ProcessSpec &) { return std::nullopt; };
+    const auto cutOff = add(home.write(u"a.png"_s, "picture"));
+    const auto waiting = add(home.write(u"b.txt"_s, "text"));
+    const auto late = add(home.path(u"late.txt"_s));
+    ASSERT_TRUE(waitUntil([this] { return processes.runs.size() == 2; }));
+    store.stop();
+    processes.finishPending(FakeProcessRunner::exited(1));
+    ASSERT_TRUE(waitUntil([this] { return !store.isWorking(); }));
+    const QStringList names = {u"before.png"_s};
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files), names) << "no half-made copy stays";
+    EXPECT_EQ(store.asset(cutOff->id), cutOff);
+
+    // A process that was killed leaves files that no row names; one row is of a later version.
+    execute(u"UPDATE assets SET kind = 'hologram' WHERE path LIKE '%before.png'"_s);
+    const QString base = u".local/share/keelhaven/assets/"_s + uuidText(run);
+    for (const char *leftover : {"a.png", ".x", "thumbs/a.png.jpg"})
+        home.write(base + u'/' + QString::fromUtf8(leftover), "half");
+    home.write(u"late.txt"_s, "it came");
+    AssetStore next({*database, clock, settings, tasks, {&processes, u"/bin/thumbnailer"_s}, assetsDir});
+    processes.answer = [](const ProcessSpec &) { return FakeProcessRunner::exited(0, jpeg); };
+    next.resume();
+    ASSERT_TRUE(waitUntil([&] { return !next.isWorking(); }));
+    EXPECT_EQ(next.asset(cutOff->id)->storedPath, folder + u"/a.png"_s);
+    EXPECT_EQ(next.asset(cutOff->id)->thumbnailPath, folder + u"/thumbs/a.png.jpg"_s);
+    EXPECT_EQ(home.read(base + u"/a.png"_s), "picture");
+    EXPECT_TRUE(next.asset(waiting->id)->copied);
+    EXPECT_TRUE(next.asset(late->id)->copied);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden),
+              (QStringList{u"a.png"_s, u"b.txt"_s, u"before.png"_s, u"late.txt"_s}));
+    EXPECT_TRUE(QFile::exists(*before.thumbnailPath));
+    EXPECT_EQ(next.version(), 3);
+
+    AssetStore third({*database, clock, settings, tasks, {&processes, u"/bin/thumbnailer"_s}, assetsDir});
+    third.resume();
+    EXPECT_FALSE(third.isWorking()) << "nothing is left to do";
+}
+
+TEST_F(AssetStoreTest, OldAndForeignFoldersAreLeftAlone)
+{
+    const auto added = add(home.path(u"missing.txt"_s));
+    ASSERT_TRUE(waitUntil([this] { return !store.isWorking(); }));
+    const QString kept = home.write(u"project/kept"_s, "x");
+    ASSERT_TRUE(makeFolder(assetsDir));
+    ASSERT_TRUE(QFile::link(home.path(u"project"_s), folder));
+    AssetStore next({*database, clock, settings, tasks, {}, assetsDir});
+    next.resume();
+    ASSERT_TRUE(waitUntil([&] { return !next.isWorking(); }));
+    EXPECT_TRUE(QFile::exists(kept)) << "a link in the folder's place is not followed";
+    clock.jump(std::chrono::days(31));
+    AssetStore later({*database, clock, settings, tasks, {}, assetsDir});
+    later.resume();
+    EXPECT_FALSE(later.isWorking());
+}
+
+TEST(AssetFileTest, StoppedCopyLeavesNothing)
+{
+    const TestHome home;
+    std::stop_source stop;
+    stop.request_stop();
+    const auto taken =
+        AssetFile::take(home.write(u"a.txt"_s, "x"), home.path(u"assets"_s), 100, stop.get_token());
+    EXPECT_EQ(taken->storedPath, std::nullopt);
+    EXPECT_TRUE(QDir(home.path(u"assets"_s)).entryList(QDir::Files).isEmpty());
 }
 
 TEST_F(AssetStoreTest, ListsAreOrderedAndTolerant)
