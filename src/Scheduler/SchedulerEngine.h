@@ -142,12 +142,15 @@ public:
     void takeOver(const QUuid &runID);
     [[nodiscard]] std::optional<ParkedSession> parkedSession(const QUuid &slotID) const;
     /// Delivers a further prompt to the agent's parked session; gives the new run's id, or nothing when no
-    /// session rests there ready to take it.
+    /// session rests there ready to take it, or another prompt is just on its way to it.
     QCoro::Task<std::optional<QUuid>> continueRun(QUuid slotID, QString prompt);
     /// Ends a parked session.
     void releaseParked(const QUuid &runID);
     /// Ends parked sessions that are too old or too many.
     QCoro::Task<> sweepParked(Date now);
+    /// Closes tabs with this label that no live run and no parked session holds; true when one of them still
+    /// has a session at work.
+    QCoro::Task<bool> reconcileOrphanTabs(QString label);
 
     // History
 
@@ -169,6 +172,8 @@ public:
     // Hooks; unset unless a default is given
 
     std::function<void(const RunRecord &)> onRunCommitted;
+    /// A finished run was removed from history and store, with its folders.
+    std::function<void(const QUuid &runID)> onRunRemoved;
     std::function<void(const RunRecord &)> onRunWaiting;
     std::function<void(const EngineEvent &)> onEvent;
     std::function<bool(const std::optional<QUuid> &)> shipEnabled = [](const std::optional<QUuid> &) {
@@ -234,7 +239,7 @@ private:
     // Monitoring (SchedulerMonitoring.cpp)
     QCoro::Task<> superviseRun(ActiveRunPtr run, Date now);
     QCoro::Task<bool> windDown(ActiveRunPtr run, RunProbe probe, Date now);
-    QCoro::Task<> answerTrustPrompt(ActiveRunPtr run);
+    QCoro::Task<> answerDialog(ActiveRunPtr run, Date now);
     QCoro::Task<> recoverIdle(ActiveRunPtr run, Date now);
     QCoro::Task<> handleRunEnded(ActiveRunPtr run);
     QCoro::Task<> finalize(ActiveRunPtr run, RunOutcome outcome, bool notify, bool closePane);
@@ -254,6 +259,8 @@ private:
     void park(const ActiveRunPtr &run);
     void resetParkedTimer();
     QCoro::Task<> endParked(LaunchedRun run);
+    QCoro::Task<bool> isReadyForMore(ParkedSession session);
+    [[nodiscard]] RunRecord followUpRecord(const RunRecord &previous, const QString &prompt) const;
 
     // History (SchedulerHistory.cpp)
     void editRecord(const QUuid &runID, const std::function<bool(RunRecord &)> &edit);
@@ -268,6 +275,7 @@ private:
     QList<QueuedRun> m_queued;
     QList<ActiveRunPtr> m_closing; ///< out of `active`, on the way to history
     QMap<QUuid, ParkedSession> m_parked;
+    QSet<QUuid> m_continuing; ///< parked runs whose sessions a follow-up is on its way to
     const Date m_scheduleFloor;
     DueTable m_due;
     EventList m_events; ///< of the last snapshot

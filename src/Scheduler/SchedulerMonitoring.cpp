@@ -144,7 +144,7 @@ QCoro::Task<> SchedulerEngine::superviseRun(ActiveRunPtr run, Date now)
     }
     const bool isClaude = run->record.resolvedProvider() == AgentProvider::Claude;
     if (isClaude && (probe.state == AgentState::Idle || probe.state == AgentState::Blocked)) {
-        co_await answerTrustPrompt(run);
+        co_await answerDialog(run, now);
         if (!self || !isActive(run))
             co_return;
     }
@@ -166,12 +166,15 @@ QCoro::Task<> SchedulerEngine::superviseRun(ActiveRunPtr run, Date now)
         markWaiting(run, now);
 }
 
-QCoro::Task<> SchedulerEngine::answerTrustPrompt(ActiveRunPtr run)
+QCoro::Task<> SchedulerEngine::answerDialog(ActiveRunPtr run, Date now)
 {
     const QPointer<SchedulerEngine> self(this);
     const auto text = co_await m_services.launcher.transcript(run->launched, trustPromptLines);
     if (!self || !isActive(run) || !text)
         co_return;
+    // Without this it would count as idle until its time limit.
+    if (!run->completionSeen && !run->takenOver && !run->stalledNotified && RunMatcher::asksToSignIn(*text))
+        markWaiting(run, now);
     const auto answer = RunMatcher::trustPromptResponse(*text);
     if (!answer || answer == run->lastTrustResponse)
         co_return;

@@ -5,6 +5,7 @@
 #include "Scheduler/RunResume.h"
 #include "Scheduler/SchedulerEngine.h"
 
+#include <QScopeGuard>
 #include <algorithm>
 
 // Taking sessions over, resuming finished ones, keeping them open, and sending further prompts to them.
@@ -70,7 +71,8 @@ void SchedulerEngine::takeOver(const QUuid &runID)
     m_tasks.spawn(m_services.launcher.focus(run->launched), "focus");
     openExternal();
     if (run->completionSeen) {
-        if (run->slot.keepSessionOpen)
+        // A run that is being stopped already has its outcome, and its pane is about to go.
+        if (run->slot.keepSessionOpen && !run->record.outcome)
             park(run);
         m_tasks.spawn(finalize(run, RunOutcome::completed(), true, false), "close taken-over run");
     }
@@ -101,55 +103,79 @@ std::optional<ParkedSession> SchedulerEngine::parkedSession(const QUuid &slotID)
     return latest;
 }
 
-QCoro::Task<std::optional<QUuid>> SchedulerEngine::continueRun(QUuid slotID, QString prompt)
+/// Whether the session rests, so that it would take a prompt now. A pane that is gone is no longer parked.
+QCoro::Task<bool> SchedulerEngine::isReadyForMore(ParkedSession session)
 {
     const QPointer<SchedulerEngine> self(this);
-    const auto session = parkedSession(slotID);
-    if (!session)
-        co_return std::nullopt;
-    RunProbe probe = co_await m_services.launcher.probe(session->launched);
+    RunProbe probe = co_await m_services.launcher.probe(session.launched);
     if (self && probe.exists && probe.state == AgentState::Unknown) {
         const bool slept = co_await m_services.clock.sleep(secondProbe);
         if (!slept || !self)
-            co_return std::nullopt;
-        probe = co_await m_services.launcher.probe(session->launched);
+            co_return false;
+        probe = co_await m_services.launcher.probe(session.launched);
     }
-    if (!self)
-        co_return std::nullopt;
+    if (!self || m_isShutDown)
+        co_return false;
     if (!probe.exists) {
-        m_parked.remove(session->record.id);
+        m_parked.remove(session.record.id);
         resetParkedTimer();
-        co_return std::nullopt;
+        Q_EMIT changed();
+        co_return false;
     }
-    if (probe.state != AgentState::Idle && probe.state != AgentState::Done)
-        co_return std::nullopt;
+    co_return probe.state == AgentState::Idle || probe.state == AgentState::Done;
+}
 
+RunRecord SchedulerEngine::followUpRecord(const RunRecord &previous, const QString &prompt) const
+{
     RunRecord record;
-    record.slotID = session->record.slotID;
-    record.slotName = session->record.slotName;
-    record.cwd = session->record.cwd;
-    record.projectDir = session->record.projectDir;
-    record.sessionID = session->record.sessionID;
-    record.shipID = session->record.shipID;
-    record.agentKind = session->record.agentKind;
-    record.workItemID = session->record.workItemID;
-    record.dispatchID = session->record.dispatchID;
+    record.slotID = previous.slotID;
+    record.slotName = previous.slotName;
+    record.cwd = previous.cwd;
+    record.projectDir = previous.projectDir;
+    record.sessionID = previous.sessionID;
+    record.shipID = previous.shipID;
+    record.agentKind = previous.agentKind;
+    record.workItemID = previous.workItemID;
+    record.dispatchID = previous.dispatchID;
     record.command = prompt;
     record.trigger = RunTrigger::Manual;
     record.startedAt = m_services.clock.now();
     // The first run's journal and folder go on being used.
-    record.launchRunID = session->record.launchRunID.value_or(session->record.id);
+    record.launchRunID = previous.launchRunID.value_or(previous.id);
+    return record;
+}
+
+QCoro::Task<std::optional<QUuid>> SchedulerEngine::continueRun(QUuid slotID, QString prompt)
+{
+    const QPointer<SchedulerEngine> self(this);
+    const auto session = parkedSession(slotID);
+    // While one follow-up is being delivered the session may still look idle, and a second one would be
+    // typed into the first.
+    if (!session || m_continuing.contains(session->record.id))
+        co_return std::nullopt;
+    const QUuid parkedID = session->record.id;
+    m_continuing.insert(parkedID);
+    const auto ended = qScopeGuard([self, parkedID] {
+        if (self)
+            self->m_continuing.remove(parkedID);
+    });
+    const bool ready = co_await isReadyForMore(*session);
+    if (!self || !ready)
+        co_return std::nullopt;
+
+    const RunRecord record = followUpRecord(session->record, prompt);
     if (session->slot.keepAwake)
         holdAwake(record.id);
     const Date floor = m_services.clock.now();
     const auto taken = co_await m_services.launcher.prompt(session->launched, prompt);
     if (!self)
         co_return std::nullopt;
-    if (!taken) {
+    // At quit the session was ended with the parked ones, so no run may come of it any more.
+    if (!taken || m_isShutDown) {
         releaseAwake(record.id);
         co_return std::nullopt;
     }
-    m_parked.remove(session->record.id);
+    m_parked.remove(parkedID);
     resetParkedTimer();
     auto run = std::make_shared<ActiveRun>(record, session->slot, session->launched);
     run->eventFloor = floor;
@@ -200,8 +226,8 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
         const RunProbe probe = co_await m_services.launcher.probe(session);
         if (!self)
             co_return;
-        if (!probe.exists)
-            m_parked.remove(id);
+        if (!probe.exists && m_parked.remove(id) > 0)
+            Q_EMIT changed();
     }
     const std::chrono::hours keepOpen(
         std::clamp(Setting::read(m_services.settings, Setting::dispatchKeepOpenHours), -longestKeepOpenHours,
@@ -210,10 +236,24 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
     QList<ParkedSession> sessions = m_parked.values();
     std::ranges::stable_sort(sessions, {}, &ParkedSession::since);
     for (qsizetype i = 0; i < sessions.size(); ++i) {
-        if (now - sessions[i].since > keepOpen || sessions.size() - i > maxOpen)
-            releaseParked(sessions[i].record.id);
+        const QUuid id = sessions[i].record.id;
+        const bool isTooOld = now - sessions[i].since > keepOpen;
+        // A session that a prompt is on its way to is in use.
+        if ((isTooOld || sessions.size() - i > maxOpen) && !m_continuing.contains(id))
+            releaseParked(id);
     }
     resetParkedTimer();
+}
+
+QCoro::Task<bool> SchedulerEngine::reconcileOrphanTabs(QString label)
+{
+    QSet<QString> keeping;
+    for (const auto &run : std::as_const(m_active))
+        keeping.insert(run->launched.tabID);
+    for (const auto &session : std::as_const(m_parked))
+        keeping.insert(session.launched.tabID);
+    const bool anyBusy = co_await m_services.launcher.reconcileFinishedTabs(label, keeping);
+    co_return anyBusy;
 }
 
 } // namespace Keelhaven

@@ -107,7 +107,11 @@ public:
     bool holdLaunches = false;
     /// While true, reading a screen waits until releaseScreens().
     bool holdScreens = false;
+    /// While true, prompts wait until releasePrompts().
+    bool holdPrompts = false;
     int terminatedAtQuit = 0;
+    bool tabsBusy = false;                           ///< a tab that was left behind has a session at work
+    QList<std::pair<QString, QSet<QString>>> tidied; ///< label and kept tabs of each clean-up
 
     QCoro::Task<Result<LaunchedRun, LaunchError>> launch(RunLaunchRequest request) override
     {
@@ -144,8 +148,19 @@ public:
         for (const auto &gate : std::exchange(m_screenGates, {}))
             gate.resolve(true);
     }
+    void releasePrompts()
+    {
+        holdPrompts = false;
+        for (const auto &gate : std::exchange(m_promptGates, {}))
+            gate.resolve(true);
+    }
     QCoro::Task<Result<void, LaunchError>> prompt(LaunchedRun run, QString text) override
     {
+        if (holdPrompts) {
+            OneShot<bool> gate;
+            m_promptGates.append(gate);
+            static_cast<void>(co_await gate);
+        }
         if (promptFails)
             co_return failure(LaunchError{QStringLiteral("no")});
         panes[run.paneID].prompts.append(text);
@@ -187,7 +202,11 @@ public:
         panes[run.paneID].typed.append(text);
         co_return;
     }
-    QCoro::Task<bool> reconcileFinishedTabs(QString, QSet<QString>) override { co_return false; }
+    QCoro::Task<bool> reconcileFinishedTabs(QString label, QSet<QString> keeping) override
+    {
+        tidied.append({label, keeping});
+        co_return tabsBusy;
+    }
     std::optional<QString> takeFailedLaunchScreen(const QUuid &) override
     {
         return std::exchange(failedScreen, std::nullopt);
@@ -202,6 +221,7 @@ private:
     int m_count = 0;
     QList<OneShot<bool>> m_gates;
     QList<OneShot<bool>> m_screenGates;
+    QList<OneShot<bool>> m_promptGates;
 };
 
 class CountingPower : public PowerBackend

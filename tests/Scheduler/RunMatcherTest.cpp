@@ -79,6 +79,26 @@ TEST(RunMatcher, TheLaunchIDBeatsTheFolderAndTheKnownSessionBeatsBoth)
     EXPECT_EQ(sessionOf(key, events), u"known"_s);
 }
 
+TEST(RunMatcher, EventsThatNameAnotherRunAreNotTakenByTheirFolder)
+{
+    auto key = keyFor();
+    key.runID = QUuid::createUuid();
+    key.launchRunID = QUuid::createUuid();
+    const auto named = [](EventRecord event, const std::optional<QUuid> &run) {
+        event.runID = run;
+        return event;
+    };
+    const auto other = QUuid::createUuid();
+    const QList<EventRecord> others{named(event(0, "SessionStart", "theirs"), other),
+                                    named(stop(1, "theirs"), other)};
+    const auto found = RunMatcher::assess(key, others, {});
+    EXPECT_EQ(found, RunMatcher::Assessment()) << "two runs of one folder, and the other is done first";
+    key.launchRunID.reset();
+    EXPECT_EQ(RunMatcher::assess(key, others, {}), RunMatcher::Assessment());
+    for (const auto &run : {std::optional(key.runID), std::optional<QUuid>()})
+        EXPECT_EQ(sessionOf(key, others + QList{named(event(2, "SessionStart", "mine"), run)}), u"mine"_s);
+}
+
 TEST(RunMatcher, FoldersMatchThroughSymbolicLinks)
 {
     const TestHome home;
@@ -158,6 +178,18 @@ TEST(RunMatcher, AnswersToTrustPrompts)
     for (const auto &test : cases)
         EXPECT_EQ(RunMatcher::trustPromptResponse(test.pane), test.answer)
             << test.pane.left(80).toStdString();
+}
+
+TEST(RunMatcher, KnowsAPaneWhereNobodyIsSignedIn)
+{
+    const QString box = u"❯ \n"_s + u"─"_s.repeated(40) + u"\n  ⏵⏵ auto mode on"_s;
+    EXPECT_TRUE(RunMatcher::asksToSignIn(box + u"      Not logged in · Run /login\n\n"_s));
+    EXPECT_TRUE(
+        RunMatcher::asksToSignIn(box + u"      Not logged in · Run /login\n  tmux focus-events off"_s));
+    EXPECT_TRUE(RunMatcher::asksToSignIn(u"  Invalid API key · Please run /login"_s));
+    EXPECT_FALSE(RunMatcher::asksToSignIn(box));
+    EXPECT_FALSE(RunMatcher::asksToSignIn(u"It said: Not logged in · Run /login\nDone.\n"_s + box))
+        << "an agent may quote it";
 }
 
 TEST(RunMatcher, StallsOnlyPastTheLimit)

@@ -369,4 +369,17 @@ TEST_F(MonitoringTest, ACodexRunEndsWhenItRestsAndKeepsItsPane)
     EXPECT_EQ(paneOf(run).closes, 0);
 }
 
+TEST_F(MonitoringTest, ASessionWhereNobodyIsSignedInWaitsForAPerson)
+{
+    const auto run = begin();
+    int waiting = 0;
+    engine->onRunWaiting = [&](const RunRecord &) { ++waiting; };
+    pane().probe.state = AgentState::Idle;
+    pane().screen = u"❯ \n────\n  ⏵⏵ auto mode on        Not logged in · Run /login\n"_s;
+    clock.advance(10s);
+    EXPECT_EQ(waiting, 1);
+    EXPECT_TRUE(run->record.stalledAt);
+    EXPECT_EQ(engine->active().size(), 1);
+}
+
 } // namespace Keelhaven

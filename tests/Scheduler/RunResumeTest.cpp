@@ -302,4 +302,58 @@ TEST_F(ResumeTest, AFollowUpGoesOnlyToASessionThatRests)
     EXPECT_TRUE(engine->parked().isEmpty());
 }
 
+TEST_F(ResumeTest, ASessionTakesOneFollowUpAtATime)
+{
+    const auto session = parkOne(u"agent"_s);
+    const QUuid agent = session.record.slotID;
+    launcher.holdPrompts = true;
+    std::optional<QUuid> first;
+    auto deliverFirst = [](QCoro::Task<std::optional<QUuid>> task,
+                           std::optional<QUuid> &id) -> QCoro::Task<> { id = co_await task; };
+    const auto running = deliverFirst(engine->continueRun(agent, u"first"_s), first);
+    EXPECT_EQ(await(engine->continueRun(agent, u"second"_s)), std::nullopt);
+    settings.set(u"dispatchMaxOpenSessions"_s, qint64(0));
+    await(engine->sweepParked(clock.now()));
+    EXPECT_EQ(paneOf(session.launched).exitRequests, 0) << "a session in use does not end";
+    launcher.promptFails = true;
+    launcher.releasePrompts();
+    settleAll();
+    EXPECT_EQ(first, std::nullopt);
+
+    launcher.promptFails = false;
+    EXPECT_NE(await(engine->continueRun(agent, u"third"_s)), std::nullopt) << "open again after a failure";
+    EXPECT_EQ(paneOf(session.launched).prompts, QStringList{u"third"_s});
+    EXPECT_EQ(engine->active().size(), 1);
+}
+
+TEST_F(ResumeTest, QuitWhileAFollowUpIsOnItsWayLeavesNoRunBehind)
+{
+    const auto session = parkOne(u"agent"_s);
+    launcher.holdPrompts = true;
+    engine->continueRun(session.record.slotID, u"more"_s);
+    ASSERT_EQ(powerBackend.held > 0, true);
+    engine->shutdown();
+    launcher.releasePrompts();
+    settleAll();
+    EXPECT_EQ(launcher.terminatedAtQuit, 1);
+    EXPECT_TRUE(engine->active().isEmpty());
+    EXPECT_EQ(powerBackend.held, 0);
+}
+
+TEST_F(ResumeTest, ARunThatIsBeingStoppedIsNotKeptOpenByATakeOver)
+{
+    const auto run = begin(u"agent"_s, [](SchedulerSlot &agent) { agent.keepSessionOpen = true; });
+    paneOf(run->launched).probe.state = AgentState::Working;
+    deliver(event(u"Stop"_s, run->record));
+    ASSERT_TRUE(run->completionSeen);
+    launcher.holdScreens = true;
+    engine->stop(run->record.id);
+    engine->takeOver(run->record.id);
+    launcher.releaseScreens();
+    settleAll();
+    EXPECT_TRUE(engine->parked().isEmpty());
+    ASSERT_EQ(engine->history().size(), 1);
+    EXPECT_EQ(engine->history().first().outcome, RunOutcome::cancelled());
+}
+
 } // namespace Keelhaven

@@ -13,6 +13,13 @@ bool isClaude(const EventRecord &event)
     return !event.provider || *event.provider == u"claude";
 }
 
+/// Whether the event names another run as its own. Several runs may work in one folder, and each of their
+/// sessions tells which one it belongs to.
+bool isOfAnotherRun(const EventRecord &event, const RunKey &key)
+{
+    return event.runID && event.runID != key.launchRunID && event.runID != key.runID;
+}
+
 /// Compares folders with one folder. Each distinct path is resolved once, however many events name it.
 class SameFolder
 {
@@ -50,7 +57,7 @@ std::optional<QString> findSession(const RunKey &key, const EventList &events, c
     }
     for (const EventRecord *event : events.find({.since = key.startedAt - matchBefore})) {
         if (!isClaude(*event) || event->type != u"SessionStart" || !event->sessionId ||
-            claimed.contains(*event->sessionId))
+            claimed.contains(*event->sessionId) || isOfAnotherRun(*event, key))
             continue;
         const Date at = event->date();
         if (at >= key.startedAt - matchBefore && at <= key.startedAt + matchAfter && event->cwd &&
@@ -82,7 +89,8 @@ public:
             return atOrAfterFloor(event);
         if (m_session)
             return event.sessionId == m_session && atOrAfterFloor(event);
-        return event.cwd && event.date() >= m_key.startedAt && m_isSameFolder(*event.cwd);
+        return event.cwd && event.date() >= m_key.startedAt && !isOfAnotherRun(event, m_key) &&
+               m_isSameFolder(*event.cwd);
     }
 
 private:
@@ -166,6 +174,21 @@ std::optional<QString> trustPromptResponse(const QString &paneText)
             return line->contains(u"yes, i trust") ? u"\r"_s : u"\u001B[B"_s;
     }
     return std::nullopt;
+}
+
+bool asksToSignIn(const QString &paneText)
+{
+    constexpr int footLines = 3;
+    const auto lines = paneText.toLower().split(u'\n');
+    int seen = 0;
+    for (auto line = lines.crbegin(); line != lines.crend() && seen < footLines; ++line) {
+        if (line->trimmed().isEmpty())
+            continue;
+        ++seen;
+        if (line->trimmed().endsWith(u"· run /login") || line->trimmed().endsWith(u"· please run /login"))
+            return true;
+    }
+    return false;
 }
 
 QString normalize(const QString &path)

@@ -37,12 +37,15 @@ inline constexpr auto matchBefore = std::chrono::seconds(5);
 inline constexpr auto matchAfter = std::chrono::seconds(45);
 
 /// Reads Claude events. `claimed` are the sessions of all other live runs.
-[[nodiscard]] Assessment assess(const RunKey &key, const EventList &events,
-                                const QSet<QString> &claimed);
+[[nodiscard]] Assessment assess(const RunKey &key, const EventList &events, const QSet<QString> &claimed);
 
 /// What to type into a pane that shows a folder-trust question: Enter, the arrow-down key when the cursor is
 /// not on the yes line, or nothing.
 [[nodiscard]] std::optional<QString> trustPromptResponse(const QString &paneText);
+
+/// Whether Claude's pane says at its foot that nobody is signed in. It then rests like any idle session, yet
+/// answers every prompt with that sentence.
+[[nodiscard]] bool asksToSignIn(const QString &paneText);
 
 /// The path with symbolic links resolved.
 [[nodiscard]] QString normalize(const QString &path);
