@@ -51,11 +51,11 @@ def is_inside(path, root):
 class Roots:
     """The protected folders, each with all the names that lead to it."""
 
-    def __init__(self, value, project=None):
+    def __init__(self, folders, project=None):
         self.roots = []  # the folder as it was named, as it is
         self.resolved = {}
         granted = self.real(project) if project and os.path.isabs(project) else None
-        for named in value.split(":"):
+        for named in folders:
             root = os.path.normpath(named) if os.path.isabs(named) else "/"
             real = self.real(root)
             # A project behind a link into a folder opens that folder, as one that openly lies in it does.
@@ -172,10 +172,16 @@ def check_command(roots, command, cwd):
         roots.check_text(command)
 
 
+def protected_folders():
+    """The folders of the environment; a list in JSON is there when one of the names holds a colon."""
+    listed = os.environ.get("KEELHAVEN_PROTECTED_ROOTS_JSON")
+    return parse(listed) if listed else os.environ.get("KEELHAVEN_PROTECTED_ROOTS", "").split(":")
+
+
 def refusal(event):
     """Why the call is refused, or None."""
     tool, fields = event.get("tool_name"), event.get("tool_input")
-    roots = Roots(os.environ.get("KEELHAVEN_PROTECTED_ROOTS", ""), os.environ.get("CLAUDE_PROJECT_DIR"))
+    roots = Roots(protected_folders(), os.environ.get("CLAUDE_PROJECT_DIR"))
     if not roots.roots or not isinstance(fields, dict):
         return None
     cwd = event.get("cwd")

@@ -149,6 +149,8 @@ QMap<QString, QString> environment(const RunLaunchRequest &request, const QStrin
         variables.insert(u"KEELHAVEN_RUN_DIR"_s, *request.runDir);
     if (!deniedRoots.isEmpty())
         variables.insert(u"KEELHAVEN_PROTECTED_ROOTS"_s, ProtectedFolders::environmentValue(deniedRoots));
+    if (const QString list = ProtectedFolders::environmentList(deniedRoots); !list.isEmpty())
+        variables.insert(u"KEELHAVEN_PROTECTED_ROOTS_JSON"_s, list);
     return variables;
 }
 

@@ -1,5 +1,6 @@
 #include "Herdr/ProtectedFolders.h"
 
+#include "Contract/RecordMapper.h"
 #include "Platform/Files.h"
 
 namespace Keelhaven::ProtectedFolders {
@@ -32,8 +33,10 @@ QStringList denied(const QString &home, const QString &cwd, const QStringList &a
         granted.append(normalized(folder, home));
     QStringList roots = candidates(home);
     roots.removeIf([&granted](const QString &root) {
-        return std::ranges::any_of(
-            granted, [&root](const QString &path) { return path == root || path.startsWith(root + u'/'); });
+        // By name, or by where symbolic links lead: a project must not be shut out of its own folder.
+        return std::ranges::any_of(granted, [&root](const QString &path) {
+            return path == root || path.startsWith(root + u'/') || isInside(path, root);
+        });
     });
     return roots;
 }
@@ -41,6 +44,13 @@ QStringList denied(const QString &home, const QString &cwd, const QStringList &a
 QString environmentValue(const QStringList &paths)
 {
     return paths.join(u':');
+}
+
+QString environmentList(const QStringList &paths)
+{
+    const bool isAmbiguous =
+        std::ranges::any_of(paths, [](const QString &path) { return path.contains(u':'); });
+    return isAmbiguous ? JSONCodec<QStringList>::encode(paths).serialized() : QString();
 }
 
 QString guarded(const QString &text)

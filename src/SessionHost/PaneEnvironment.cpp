@@ -25,6 +25,7 @@ QProcessEnvironment paneEnvironment()
                                    u"KEELHAVEN_RUN_ID"_s,
                                    u"KEELHAVEN_RUN_DIR"_s,
                                    u"KEELHAVEN_PROTECTED_ROOTS"_s,
+                                   u"KEELHAVEN_PROTECTED_ROOTS_JSON"_s,
                                    u"KEELHAVEN_NO_BROWSER"_s,
                                    u"OLDPWD"_s,
                                    u"SHLVL"_s,

@@ -130,6 +130,11 @@ TEST(HerdrLaunchArgumentsTest, ThePanesEnvironmentNamesTheRun)
     const auto full = environment(request, {u"/a"_s, u"/b"_s});
     EXPECT_EQ(full.value(u"KEELHAVEN_RUN_DIR"_s), u"/r");
     EXPECT_EQ(full.value(u"KEELHAVEN_PROTECTED_ROOTS"_s), u"/a:/b");
+    EXPECT_FALSE(full.contains(u"KEELHAVEN_PROTECTED_ROOTS_JSON"_s));
+    const auto odd = environment(request, {u"/a:b/\"c\""_s, u"/d"_s});
+    EXPECT_EQ(odd.value(u"KEELHAVEN_PROTECTED_ROOTS"_s), u"/a:b/\"c\":/d");
+    EXPECT_EQ(JSONValue::parse(odd.value(u"KEELHAVEN_PROTECTED_ROOTS_JSON"_s).toUtf8()),
+              JSONValue(JSONArray{u"/a:b/\"c\""_s, u"/d"_s}));
 }
 
 } // namespace Keelhaven

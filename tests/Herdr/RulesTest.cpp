@@ -69,6 +69,22 @@ TEST(ProtectedFoldersTest, AProjectOpensTheFolderItLiesInAndNoOther)
     EXPECT_EQ(ProtectedFolders::normalized(u"/../.."_s, home), u"/");
 }
 
+TEST(ProtectedFoldersTest, AProjectBehindALinkIsNotShutOutOfItsOwnFolder)
+{
+    const TestHome home;
+    home.write(u"data/papers/app/file"_s, {});
+    home.write(u"Music/mix/file"_s, {});
+    QFile::link(home.path(u"data/papers"_s), home.path(u"Documents"_s));
+    QFile::link(home.path(u"Music/mix"_s), home.path(u"mix"_s));
+    const auto opens = [&](const QString &cwd, const QString &folder) {
+        return !ProtectedFolders::denied(home.path(), cwd, {}).contains(home.path(folder));
+    };
+    EXPECT_TRUE(opens(home.path(u"data/papers/app"_s), u"Documents"_s)) << "the folder is a link";
+    EXPECT_TRUE(opens(home.path(u"mix"_s), u"Music"_s)) << "the project is one";
+    EXPECT_FALSE(opens(home.path(u"data"_s), u"Documents"_s));
+    EXPECT_FALSE(opens(home.path(u"mix"_s), u"Documents"_s));
+}
+
 TEST(ProtectedFoldersTest, ThePromptCarriesTheRule)
 {
     const QString rule = ProtectedFolders::guarded(u" \n"_s);

@@ -262,7 +262,7 @@ class GuardTest(unittest.TestCase):
         command = line.format(home=self.home, user=os.path.basename(self.home), nl="\n")
         with mock.patch.dict(os.environ, self.environment(), clear=True):
             try:
-                shell_guard.check(protected_paths_hook.Roots(self.roots), command, self.project)
+                shell_guard.check(protected_paths_hook.Roots(self.roots.split(":")), command, self.project)
             except protected_paths_hook.Refused:
                 return True
         return False
@@ -318,6 +318,14 @@ class GuardTest(unittest.TestCase):
         ]:
             with self.subTest(tool=tool, fields=str(fields)[:80]):
                 self.assertEqual(self.refusal(tool, fields) is not None, refused)
+
+    def test_names_with_a_colon(self):
+        odd = os.path.join(self.home, "a:b", "Documents")
+        os.makedirs(odd)
+        roots = {"roots": f"{odd}:/Volumes", "KEELHAVEN_PROTECTED_ROOTS_JSON": json.dumps([odd, "/Volumes"])}
+        for path, refused in [(f"{odd}/x", True), ("/Volumes/x", True), (f"{self.home}/a/x", False)]:
+            with self.subTest(path):
+                self.assertEqual(self.refusal("Read", {"file_path": path}, **roots) is not None, refused)
 
     def test_where_the_session_stands(self):
         for command, cwd, refused in [
