@@ -130,6 +130,11 @@ QCoro::Task<Result<LaunchedRun, HerdrError>> startSession(Context context, RunLa
     if (!pane)
         co_return failure(pane.error());
     context->openingPanes.insert(pane->paneId);
+    // An agent that came up now would have nobody to look after it.
+    if (context->clock.isClosed()) {
+        co_await closeFailedPane(context, pane->paneId, request.runID);
+        co_return failure(HerdrError::transport(quitting));
+    }
     const QStringList args = HerdrLaunchArguments::sessionArgs(request, context->paths, deniedRoots);
     Herdr::AgentStartParams params;
     params.name = HerdrLaunchArguments::agentName(request.name);

@@ -215,6 +215,20 @@ TEST_F(HerdrLauncherTest, QuitClosesThePanesOfLaunchesUnderWay)
     EXPECT_EQ(transport->posted.size(), 1) << "a live session is no launch any more";
 }
 
+TEST_F(HerdrLauncherTest, ATabThatIsMadeWhileTheProgramQuitsGetsNoAgent)
+{
+    transport->holds = Method::workspaceCreate.toString();
+    auto starting = launcher.launch(request);
+    launcher.terminateAllBlocking({}, 1ms);
+    ASSERT_TRUE(transport->posted.isEmpty()) << "its pane is not known yet";
+    clock.close();
+    transport->release();
+    EXPECT_FALSE(finish(std::move(starting)));
+    EXPECT_TRUE(transport->callsOf(Method::agentStart).isEmpty());
+    ASSERT_EQ(transport->posted.size(), 1);
+    EXPECT_TRUE(transport->posted[0].contains(u"p1"));
+}
+
 TEST_F(HerdrLauncherTest, AnAgentThatIsNeverReadySaysWhy)
 {
     AgentInfo pending = agent(Status::Working);
