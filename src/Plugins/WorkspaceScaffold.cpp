@@ -230,6 +230,12 @@ QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir
     auto &processes = m_processes;
     const QString folder = QFileInfo(dir).fileName();
     for (const QString &plugin : plugins) {
+        // Quotes keep it from the shell, but the command would still take it for an option of its own.
+        if (plugin.startsWith(u'-')) {
+            if (log)
+                log(u"workspace %1: install %2 → no plugin's name begins with a dash"_s.arg(folder, plugin));
+            continue;
+        }
         ProcessSpec spec;
         spec.program = userShell();
         spec.arguments = QStringList{u"-lc"_s, u"cd "_s + shellQuoted(dir) + u" && claude plugin install "_s +

@@ -197,9 +197,11 @@ TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
         return FakeProcessRunner::exited(1, outputs.takeFirst().toUtf8());
     };
     QStringList lines;
-    await(scaffold.installPlugins({u"a@m"_s, u"b"_s}, u"/w/it's"_s,
+    await(scaffold.installPlugins({u"a@m"_s, u"--config=x@m"_s, u"b"_s}, u"/w/it's"_s,
                                   [&](const QString &line) { lines.append(line); }));
-    ASSERT_EQ(lines.size(), 2);
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines.takeAt(1), u"workspace it's: install --config=x@m → no plugin's name begins with a dash");
+    EXPECT_EQ(processes.runs.size(), 2);
     EXPECT_EQ(lines[0], u"workspace it's: install a@m → "_s + u"🚢"_s.repeated(297) + u"end"_s);
     EXPECT_EQ(lines[1], u"workspace it's: install b → (no output)"_s);
     EXPECT_EQ(processes.runs[0].program, userShell());
