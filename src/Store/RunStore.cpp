@@ -79,14 +79,16 @@ std::optional<QString> RunStore::loadScrollback(const QUuid &id)
 
 QList<RunRecord> RunStore::loadHistory()
 {
-    QList<RunRecord> history;
+    // Somebody may have copied a file: a run counts once, as the file of its own name has it.
+    QMap<QUuid, RunRecord> byID;
     const QDir folder(m_runsDir);
     for (const QString &name : folder.entryList({u"*.json"_s}, QDir::Files | QDir::Hidden)) {
         const auto bytes = readFile(folder.filePath(name));
         auto record = bytes ? decodeRecordBytes<RunRecord>(*bytes) : failure(DecodeError{});
-        if (record)
-            history.append(*std::move(record));
+        if (record && (!byID.contains(record->id) || recordFile(record->id).endsWith(u'/' + name)))
+            byID.insert(record->id, *record);
     }
+    QList<RunRecord> history = byID.values();
     std::ranges::sort(history, std::ranges::greater(), &RunRecord::startedAt);
     return history;
 }

@@ -80,7 +80,14 @@ TEST_F(RunStoreTest, IDsThatAreNoUUIDsNeverBecomePaths)
     QByteArray record = readFile(file(run, u".json"_s)).value();
     const QString moved = u".local/share/keelhaven/scheduler/runs/run.json"_s;
     home.write(moved, record);
-    EXPECT_EQ(store.loadHistory(), (QList{run, run})) << "the name of a file says nothing";
+    EXPECT_EQ(store.loadHistory(), QList{run}) << "a copy is the same run";
+    auto edited = run;
+    edited.summary = u"edited"_s;
+    ASSERT_TRUE(store.saveRecord(edited));
+    EXPECT_EQ(store.loadHistory(), QList{edited}) << "the file of its own name tells";
+    QFile::remove(file(run, u".json"_s));
+    EXPECT_EQ(store.loadHistory(), QList{run}) << "else the name of a file says nothing";
+    ASSERT_TRUE(store.saveRecord(run));
     record.replace(uuidText(run.id).toUtf8(), "../slots");
     home.write(moved, record);
     EXPECT_EQ(store.loadHistory(), QList{run});
