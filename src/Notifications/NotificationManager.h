@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Contract/Models/StateFile.h"
 #include "Platform/Calendar.h"
 #include "Platform/Clock.h"
 #include "Platform/NotificationSink.h"
@@ -8,6 +9,8 @@
 #include <QUuid>
 
 namespace Keelhaven {
+
+class EventList;
 
 /// Posts user notifications and routes a click on one. On the main loop; the collaborators outlive it.
 class NotificationManager
@@ -18,6 +21,10 @@ public:
 
     /// From 22:00 up to but not including 08:00 local time, when the setting "quietHoursEnabled" is on.
     [[nodiscard]] bool isQuietHours() const;
+
+    /// Tells of the sessions that ended or flagged something, where the settings want that. `links` says
+    /// which folder belongs to which project. What quiet hours hide is dropped, not delayed.
+    void process(const EventList &newEvents, const StateFile::Links &links);
 
     /// Shows one notification now. `url` opens on a click. No setting is looked at: the caller does that.
     void post(const QString &title, const QString &body, const QString &url);

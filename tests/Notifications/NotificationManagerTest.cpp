@@ -1,5 +1,6 @@
 #include "Notifications/NotificationManager.h"
 
+#include "Contract/Models/EventList.h"
 #include "Support/MemorySettings.h"
 #include "Support/VirtualClock.h"
 
@@ -53,6 +54,57 @@ TEST_F(NotificationManagerTest, RunNotificationsRespectQuietHoursUnlessTheyMustN
     manager.postRun(u"day"_s, {}, id, false);
     const QString link = u"keelhaven://run/0A1B2C3D-0000-4000-8000-00000000000F"_s;
     EXPECT_EQ(sink.shown, (QStringList{u"failed|b|"_s + link, u"day||"_s + link}));
+}
+
+TEST_F(NotificationManagerTest, SessionsThatEndOrFlagSomethingAreTold)
+{
+    const StateFile::Links links{{u"my app"_s, u"/code/app"_s}};
+    const auto event = [](const char *json) { return *EventRecord::fromLine(QByteArrayView(json)); };
+    const EventList events{
+        event(R"({"type": "Stop", "cwd": "/code/app/src", "last_message": "done"})"),
+        event(R"({"type": "Stop", "cwd": "/code/other/"})"),
+        event(R"({"type": "Stop"})"),
+        event(R"({"type": "flag", "repo_hint": "hinted", "cwd": "/code/app", "note": "look"})"),
+        event(R"({"type": "flag", "cwd": "/"})"),
+        event(R"({"type": "SubagentStop", "cwd": "/code/app"})"),
+        event(R"({"type": "Stop", "provider": "codex", "cwd": "/code/app"})"),
+        event(R"({"type": "Stop", "provider": "codex", "run_id": "0A1B2C3D-0000-4000-8000-00000000000F"})"),
+    };
+    manager.process(events, links);
+    EXPECT_EQ(sink.shown, QStringList()) << "off unless switched on";
+    settings.set(u"notificationsEnabled"_s, true);
+    manager.process(events, links);
+    const QString app = u"keelhaven://project/my%20app"_s;
+    EXPECT_EQ(sink.shown, (QStringList{u"Session finished in my app|done|"_s + app,
+                                       u"Session finished in other||keelhaven://project/other"_s,
+                                       u"Session finished in a project||keelhaven://project/a%20project"_s,
+                                       u"⚑ Flagged in hinted|look|keelhaven://project/hinted"_s,
+                                       u"⚑ Flagged in /||keelhaven://project/%2F"_s,
+                                       u"Session finished in my app||"_s + app}));
+    sink.shown.clear();
+    settings.set(u"quietHoursEnabled"_s, true); // it is two in the morning
+    manager.process(events, links);
+    EXPECT_EQ(sink.shown, QStringList());
+}
+
+TEST_F(NotificationManagerTest, LongMessagesAreCutBetweenCharacters)
+{
+    settings.set(u"notificationsEnabled"_s, true);
+    const QString face = u"\U0001F469\u200D\U0001F4BB"_s; // one character of five units
+    const std::pair<QString, QString> cases[] = {
+        {QString(120, u'x'), QString(120, u'x')},
+        {QString(121, u'x'), QString(119, u'x') + u'…'},
+        {QString(119, u'x') + face, QString(119, u'x') + face},
+        {QString(118, u'x') + face + u"yz"_s, QString(118, u'x') + face + u'…'},
+    };
+    for (const auto &[message, body] : cases) {
+        EventRecord stop;
+        stop.type = u"Stop"_s;
+        stop.cwd = u"/p"_s;
+        stop.lastMessage = message;
+        manager.process({stop}, {});
+        EXPECT_EQ(sink.shown.takeLast(), u"Session finished in p|%1|keelhaven://project/p"_s.arg(body));
+    }
 }
 
 TEST_F(NotificationManagerTest, ClicksGoToTheProjectOrTheRouter)
