@@ -202,6 +202,7 @@ void AppModel::wireHooks()
                                        DeepLink::run(run.id));
         Q_EMIT happened({EngineEvent::Kind::Question, run, question.question});
     };
+    own.scheduler->onRunRemoved = [this](const QUuid &runID) { m_services->assets.delete_(runID); };
     own.scheduler->openExternal = [this] {
         auto &services = *m_services;
         services.tasks.spawn(openHerdr(&services.herdrLocator, &services.environment.processes,
@@ -244,6 +245,7 @@ void AppModel::start()
     };
     own.usage.start();
     own.workItems.load(own.environment.clock.now());
+    own.assets.resume();
     own.scheduler->start();
     own.environment.sleep.start();
     own.workspaceStore.start();
@@ -258,6 +260,7 @@ void AppModel::shutdown()
     own.environment.sleep.onDidWake = nullptr;
     own.snapshots = {};
     own.hub.stop();
+    own.assets.stop();
     own.workspaceStore.stop();
     own.scheduler->shutdown();
     own.usage.shutdown();

@@ -174,6 +174,8 @@ public:
     std::function<void(const RunRecord &)> onRunCommitted;
     /// A finished run was removed from history and store, with its folders.
     std::function<void(const QUuid &runID)> onRunRemoved;
+    /// A finished run was removed from history and store, with its folders.
+    std::function<void(const QUuid &runID)> onRunRemoved;
     std::function<void(const RunRecord &)> onRunWaiting;
     std::function<void(const EngineEvent &)> onEvent;
     std::function<bool(const std::optional<QUuid> &)> shipEnabled = [](const std::optional<QUuid> &) {

@@ -25,14 +25,19 @@ void SchedulerEngine::remove(const QUuid &runID)
         return;
     m_services.store.deleteRecord(runID);
     m_history.erase(record);
+    if (onRunRemoved)
+        onRunRemoved(runID);
     Q_EMIT changed();
 }
 
 void SchedulerEngine::clearHistory()
 {
     const auto former = std::exchange(m_history, {});
-    for (const auto &record : former)
+    for (const auto &record : former) {
         m_services.store.deleteRecord(record.id);
+        if (onRunRemoved)
+            onRunRemoved(record.id);
+    }
     Q_EMIT changed();
 }
 

@@ -153,20 +153,49 @@ TEST_F(AppModelTest, WhatARunAsksAndDeliversIsKeptAndTold)
         home.write(u"journal.jsonl"_s, "{\"type\": \"question\", \"question\": \"" + QByteArray(161, 'x') +
                                            "\"}\n"
                                            R"({"type": "asset", "path": "report.md"})"
+                                           "\n"
+                                           R"({"type": "asset", "path": "later.md"})"
                                            "\n");
     model->journal().begin(run, journal, false);
     model->journal().poll(run);
     EXPECT_EQ(notifications.shown, (QList<QStringList>{{u"❓ Nightly needs you"_s, QString(160, u'x'),
                                                         u"keelhaven://run/"_s + uuidText(run.id)}}));
     EXPECT_TRUE(waitUntil([&] { return !model->assets().isWorking(); }));
-    ASSERT_EQ(model->assets().assetsForRun(run.id).size(), 1);
-    EXPECT_TRUE(model->assets().assetsForRun(run.id).first().storedPath.has_value());
+    ASSERT_EQ(model->assets().assetsForRun(run.id).size(), 2);
+    EXPECT_TRUE(model->assets().assetsForRun(run.id).first().copied);
+    EXPECT_FALSE(model->assets().assetsForRun(run.id).last().copied);
+    home.write(u"later.md"_s, "# Later");
 
     const auto next = open();
     EXPECT_TRUE(next->workItems().openQuestions(run.shipID).isEmpty());
     next->start();
     EXPECT_EQ(next->workItems().openQuestions(run.shipID).size(), 1)
         << "it waits for the user over a restart";
+    EXPECT_TRUE(waitUntil([&] { return !next->assets().isWorking(); }));
+    EXPECT_TRUE(next->assets().assetsForRun(run.id).last().copied)
+        << "what could not be copied is tried again";
+}
+
+TEST_F(AppModelTest, RemovedRunTakesItsDeliveriesAlong)
+{
+    RunRecord run;
+    run.slotName = u"Nightly"_s;
+    run.cwd = home.path();
+    ASSERT_TRUE(RunStore(paths).saveRecord(run));
+    const auto model = open();
+    model->start();
+    settle();
+    AssetStore &assets = model->assets();
+    home.write(u"report.md"_s, "# Done");
+    model->journal().ingest({.summary = {}, .artifacts = {{u"report.md"_s, {}, {}}}, .links = {}}, run);
+    EXPECT_TRUE(waitUntil([&] { return !assets.isWorking(); }));
+    const QString copy = assets.assetsForRun(run.id).value(0).storedPath.value_or(QString());
+    EXPECT_TRUE(QFile::exists(copy));
+    const int version = assets.version();
+    model->scheduler().remove(run.id);
+    EXPECT_TRUE(assets.assetsForRun(run.id).isEmpty());
+    EXPECT_GT(assets.version(), version) << "screens that show them learn of it";
+    EXPECT_FALSE(QFileInfo(copy).dir().exists());
 }
 
 TEST_F(AppModelTest, AWakeAndAClickLookWhatIsDue)
