@@ -12,7 +12,7 @@ FLOORS = [
     ["Notifications", "Setup", "Journal", "Scheduler/Usage", "Plugins", "Scheduler/Prompt", "Herdr"],
     ["Scheduler"],
     ["Mirror", "Captain", "Dispatch"],
-    ["App", "App/Commands"],
+    ["Surfaces", "App", "App/Commands"],
     ["UI", "MenuBar"],
 ]
 # Programs of their own, outside the floors.

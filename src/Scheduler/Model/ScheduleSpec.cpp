@@ -87,14 +87,6 @@ struct NextFire
     }
 };
 
-QString clockText(const ScheduleSpec::HourMinute &time)
-{
-    const int hour = time.hour % 12 == 0 ? 12 : time.hour % 12;
-    return u"%1:%2 %3"_s.arg(hour)
-        .arg(time.minute, 2, 10, QChar(u'0'))
-        .arg(time.hour <= 11 ? u"am"_s : u"pm"_s);
-}
-
 QString clockTexts(QList<ScheduleSpec::HourMinute> times)
 {
     std::ranges::sort(times);
@@ -102,12 +94,6 @@ QString clockTexts(QList<ScheduleSpec::HourMinute> times)
     for (const auto &time : times)
         texts.append(clockText(time));
     return texts.join(u", "_s);
-}
-
-QString dayText(int day)
-{
-    static constexpr std::array<QStringView, 7> names{u"Sun", u"Mon", u"Tue", u"Wed", u"Thu", u"Fri", u"Sat"};
-    return day >= 1 && day <= 7 ? names[static_cast<size_t>(day - 1)].toString() : u"?"_s;
 }
 
 struct Summary
@@ -122,7 +108,7 @@ struct Summary
     {
         QStringList days;
         for (const int day : rule.days)
-            days.append(dayText(day));
+            days.append(weekdayText(day));
         return days.join(u", "_s) + u" at "_s + clockTexts(rule.times);
     }
     QString operator()(const ScheduleSpec::EveryHours &rule) const
@@ -188,6 +174,20 @@ struct CalendarEntries
 };
 
 } // namespace
+
+QString clockText(const ScheduleSpec::HourMinute &time)
+{
+    const int hour = time.hour % 12 == 0 ? 12 : time.hour % 12;
+    return u"%1:%2 %3"_s.arg(hour)
+        .arg(time.minute, 2, 10, QChar(u'0'))
+        .arg(time.hour <= 11 ? u"am"_s : u"pm"_s);
+}
+
+QString weekdayText(int day)
+{
+    static constexpr std::array<QStringView, 7> names{u"Sun", u"Mon", u"Tue", u"Wed", u"Thu", u"Fri", u"Sat"};
+    return day >= 1 && day <= 7 ? names[static_cast<size_t>(day - 1)].toString() : u"?"_s;
+}
 
 std::optional<Date> ScheduleSpec::nextFireDate(Date after, const Calendar &calendar) const
 {

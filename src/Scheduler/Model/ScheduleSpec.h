@@ -77,6 +77,11 @@ struct ScheduleSpec
     [[nodiscard]] QList<CalendarEntry> launchdCalendarEntries(const Calendar &calendar) const;
 };
 
+/// "9:05 am", "12:00 pm"
+[[nodiscard]] QString clockText(const ScheduleSpec::HourMinute &time);
+/// "Sun" for 1 to "Sat" for 7, "?" for any other number.
+[[nodiscard]] QString weekdayText(int day);
+
 template <>
 struct JSONCodec<ScheduleSpec>
 {
