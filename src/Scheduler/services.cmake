@@ -5,4 +5,6 @@ set(KEELHAVEN_SCHEDULER_SERVICES
     Preflight.cpp
     QueuePolicy.cpp
     SchedulerCalendar.cpp
+    SweepOverview.cpp
+    SweepRunner.cpp
     UsageGatedAdmission.cpp)
