@@ -1,14 +1,11 @@
 #include "Platform/QtProcessRunner.h"
 
 #include "Platform/OneShot.h"
+#include "Platform/ProcessLaunch.h"
 
-#include <QFileInfo>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QTimer>
 #include <csignal>
-#include <fcntl.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace Keelhaven {
@@ -17,27 +14,6 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QProcessEnvironment environmentOf(const ProcessSpec &spec)
-{
-    auto environment = QProcessEnvironment::systemEnvironment();
-    for (const auto &[name, value] : spec.environment.asKeyValueRange()) {
-        if (value)
-            environment.insert(name, *value);
-        else
-            environment.remove(name);
-    }
-    return environment;
-}
-
-/// QProcess only finds out that a program is missing after its own time-out, so look first.
-QString executablePath(const ProcessSpec &spec)
-{
-    if (spec.program.contains(u'/'))
-        return QFileInfo(spec.program).isExecutable() ? spec.program : QString();
-    const auto path = environmentOf(spec).value(u"PATH"_s);
-    return QStandardPaths::findExecutable(spec.program, path.split(u':', Qt::SkipEmptyParts));
-}
 
 /// One child with its output and its race between end and time-out. Deletes itself when the process is gone;
 /// the runner's end takes the process with it.
@@ -48,7 +24,7 @@ public:
         : QObject(runner)
         , m_limit(spec.outputLimit)
     {
-        m_process.setProcessEnvironment(environmentOf(spec));
+        m_process.setProcessEnvironment(ProcessLaunch::environment(spec.environment));
         if (!spec.workingDirectory.isEmpty())
             m_process.setWorkingDirectory(spec.workingDirectory);
         m_process.setProcessChannelMode(spec.errors == ProcessSpec::Errors::Merge
@@ -59,12 +35,7 @@ public:
         if (spec.input.isEmpty())
             m_process.setStandardInputFile(QProcess::nullDevice());
         const pid_t parent = ::getpid();
-        m_process.setChildProcessModifier([parent] {
-            ::setsid();
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (::getppid() != parent)
-                ::_exit(127);
-        });
+        m_process.setChildProcessModifier([parent] { ProcessLaunch::leadOwnGroup(parent); });
         connect(&m_process, &QProcess::readyReadStandardOutput, this, [this] { drain(); });
         connect(&m_process, &QProcess::readyReadStandardError, this, [this] { drain(); });
         connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
@@ -183,10 +154,10 @@ QCoro::Task<ProcessResult> QtProcessRunner::run(ProcessSpec spec)
         refused.error = u"the program is going down"_s;
         co_return refused;
     }
-    const QString program = executablePath(spec);
+    const QString program = ProcessLaunch::executablePath(spec.program, spec.environment);
     if (program.isEmpty()) {
         ProcessResult missing;
-        missing.error = u"cannot start %1: no such program"_s.arg(spec.program);
+        missing.error = ProcessLaunch::missingProgram(spec.program);
         co_return missing;
     }
     const auto done = (new Child(spec, program, &m_children))->done;
@@ -196,13 +167,13 @@ QCoro::Task<ProcessResult> QtProcessRunner::run(ProcessSpec spec)
 
 bool QtProcessRunner::startDetached(const ProcessSpec &spec)
 {
-    const QString program = executablePath(spec);
+    const QString program = ProcessLaunch::executablePath(spec.program, spec.environment);
     if (program.isEmpty())
         return false;
     QProcess process;
     process.setProgram(program);
     process.setArguments(spec.arguments);
-    process.setProcessEnvironment(environmentOf(spec));
+    process.setProcessEnvironment(ProcessLaunch::environment(spec.environment));
     process.setWorkingDirectory(spec.workingDirectory);
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
