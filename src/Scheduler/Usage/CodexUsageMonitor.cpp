@@ -1,0 +1,130 @@
+#include "Scheduler/Usage/CodexUsageMonitor.h"
+
+#include <QPointer>
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr Span readingTimeout = 20s;
+constexpr Span followInterval = 120s;
+
+} // namespace
+
+CodexUsageMonitor::CodexUsageMonitor(ClaudeLocator &locator, ChildProcessFactory &children, Clock &clock,
+                                     Tasks &tasks)
+    : m_locator(locator)
+    , m_children(children)
+    , m_clock(clock)
+    , m_tasks(tasks)
+{}
+
+CodexUsageMonitor::~CodexUsageMonitor()
+{
+    shutdown();
+}
+
+QCoro::Task<> CodexUsageMonitor::refresh(std::stop_token stop)
+{
+    if (m_isLoading || m_isShutDown)
+        co_return;
+    setLoading(true);
+    const QPointer<CodexUsageMonitor> self(this);
+    std::stop_source either;
+    const std::stop_callback byCaller(stop, [either]() mutable { either.request_stop(); });
+    const std::stop_callback byShutdown(m_life.get_token(), [either]() mutable { either.request_stop(); });
+    const std::stop_token cancelled = either.get_token();
+
+    const auto path = co_await m_locator.loginShellPATH(u"codex"_s);
+    if (!self)
+        co_return;
+    if (cancelled.stop_requested()) {
+        setLoading(false);
+        co_return;
+    }
+    if (!path || !ClaudeLocator::contains(*path, u"codex"_s)) {
+        fail(u"codex isn't on your login shell's PATH"_s);
+        co_return;
+    }
+    const QStringList arguments{u"codex"_s, u"app-server"_s};
+    CodexUsageRequest request(m_children, m_clock, u"/usr/bin/env"_s, arguments, readingTimeout);
+    const auto answer = co_await request.read(path, cancelled);
+    if (!self)
+        co_return;
+    if (!answer) {
+        if (cancelled.stop_requested())
+            setLoading(false);
+        else
+            fail(u"codex app-server didn't answer (%1)"_s.arg(answer.error().message()));
+        co_return;
+    }
+    const auto snapshot = CodexUsageSnapshot::parse(answer->result, m_clock.now());
+    if (!snapshot) {
+        fail(u"codex app-server answered without rate limits — sign in with `codex login`"_s);
+        co_return;
+    }
+    m_snapshot = snapshot;
+    m_unavailable = false;
+    m_unavailableReason.reset();
+    setLoading(false);
+}
+
+void CodexUsageMonitor::startFollowing()
+{
+    stopFollowing();
+    if (m_isShutDown)
+        return;
+    m_following = std::stop_source();
+    m_tasks.spawn(follow(m_following.get_token()), "codex usage");
+}
+
+void CodexUsageMonitor::stopFollowing()
+{
+    m_nextReading.reset();
+    // Stopping resumes the reading, which looks at the members.
+    std::stop_source following = std::exchange(m_following, std::stop_source(std::nostopstate));
+    following.request_stop();
+}
+
+QCoro::Task<> CodexUsageMonitor::follow(std::stop_token stop)
+{
+    const QPointer<CodexUsageMonitor> self(this);
+    co_await refresh(stop);
+    if (!self || stop.stop_requested())
+        co_return;
+    const auto again = [this, stop] { m_tasks.spawn(follow(stop), "codex usage"); };
+    m_nextReading = m_clock.after(followInterval, again);
+}
+
+void CodexUsageMonitor::shutdown()
+{
+    m_isShutDown = true;
+    stopFollowing();
+    m_life.request_stop();
+}
+
+QString CodexUsageMonitor::unavailableNotice() const
+{
+    if (!m_unavailable)
+        return {};
+    return u"Codex usage unavailable. "_s +
+           m_unavailableReason.value_or(u"Check that Codex CLI is installed and signed in with ChatGPT."_s);
+}
+
+void CodexUsageMonitor::setLoading(bool isLoading)
+{
+    m_isLoading = isLoading;
+    Q_EMIT changed();
+}
+
+void CodexUsageMonitor::fail(const QString &reason)
+{
+    m_unavailable = true;
+    m_unavailableReason = reason;
+    setLoading(false);
+}
+
+} // namespace Keelhaven
