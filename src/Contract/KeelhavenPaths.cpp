@@ -137,6 +137,10 @@ QString KeelhavenPaths::claudeJSON() const
 {
     return home + u"/.claude.json"_s;
 }
+QString KeelhavenPaths::claudeSignInFile() const
+{
+    return home + u"/.claude/.credentials.json"_s;
+}
 QString KeelhavenPaths::launchAgentPlist() const
 {
     return home + u"/Library/LaunchAgents/com.keelhaven.scheduler.plist"_s;

@@ -45,7 +45,8 @@ struct KeelhavenPaths
     [[nodiscard]] QString settingsFile() const;
     [[nodiscard]] QString secretsFile() const; ///< where there is no keyring
     [[nodiscard]] QString controlSocket() const;
-    [[nodiscard]] QString claudeJSON() const; ///< ~/.claude.json
+    [[nodiscard]] QString claudeJSON() const;       ///< ~/.claude.json
+    [[nodiscard]] QString claudeSignInFile() const; ///< ~/.claude/.credentials.json, Claude Code's own
 
     /// The plugin folder among the resources, when `keelhaven/app.py` exists in it.
     [[nodiscard]] std::optional<QString> bundledPluginRoot() const;

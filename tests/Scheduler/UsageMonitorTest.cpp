@@ -110,5 +110,84 @@ TEST_F(UsageMonitorTest, TheEstimateStartsAfterTwoMinutes)
     EXPECT_EQ(monitor->snapshot()->meters.first().percent, 20);
 }
 
+TEST_F(UsageMonitorTest, AHugeBrokenOrForeignFileNeverHarmsWhatIsKnown)
+{
+    write(clock.now(), 10, 30 * 1024 * 1024);
+    monitor->start();
+    ASSERT_TRUE(waitUntil([&] { return percent() == 10; }));
+    const QByteArray whole = home.read(u".claude.json"_s);
+    const QByteArray cases[] = {
+        whole.left(whole.size() - 20),
+        "",
+        "[]",
+        R"({"cachedUsageUtilization":5})",
+        R"({"cachedUsageUtilization":{"utilization":{"limits":5}}})",
+        R"({"cachedUsageUtilization":{"utilization":{"limits":[{"kind":5,"percent":[]}]}}})"};
+    for (const QByteArray &bytes : cases) {
+        home.write(u".claude.json"_s, bytes);
+        clock.advance(120s);
+        ASSERT_TRUE(waitUntil([&] { return tasks.running() == 0; }));
+        EXPECT_EQ(percent(), 10) << bytes.left(80).toStdString();
+    }
+    write(clock.now(), 11);
+    clock.advance(120s);
+    EXPECT_EQ(percent(), 11);
+}
+
+TEST_F(UsageMonitorTest, ManyReadersOfALargeFileParseItOnce)
+{
+    write(clock.now(), 10, 1024 * 1024);
+    const auto first = monitor->fileSnapshot();
+    EXPECT_FALSE(await(monitor->fileSnapshot())) << "nothing is known until the first reader is done";
+    EXPECT_TRUE(waitUntil([&] { return first.isReady(); }));
+    EXPECT_TRUE(await(monitor->fileSnapshot()));
+}
+
+TEST_F(UsageMonitorTest, ARefreshReadsTheFileThenAsksTheAccount)
+{
+    OneShot<std::optional<UsageSnapshot>> answer;
+    int asked = 0;
+    const auto wait =
+        [](OneShot<std::optional<UsageSnapshot>> pending) -> QCoro::Task<std::optional<UsageSnapshot>> {
+        auto snapshot = co_await pending;
+        co_return snapshot;
+    };
+    monitor->fetchLive = [&] {
+        ++asked;
+        return wait(answer);
+    };
+    int changes = 0;
+    QObject::connect(monitor.get(), &UsageMonitor::refreshStateChanged, monitor.get(), [&] { ++changes; });
+    monitor->start();
+    clock.advance(1h);
+    EXPECT_EQ(asked, 0) << "nothing but a refresh touches the network";
+
+    write(clock.now() - 1min, 10);
+    tasks.spawn(monitor->refreshLive(), "refresh");
+    EXPECT_TRUE(monitor->refreshing());
+    EXPECT_EQ(percent(), 10);
+    tasks.spawn(monitor->refreshLive(), "refresh");
+    EXPECT_EQ(asked, 1) << "one at a time";
+    answer.resolve(std::optional(UsageSnapshot{clock.now(), {{{}, 33, {}, true, 0}}}));
+    EXPECT_FALSE(monitor->refreshing());
+    EXPECT_FALSE(monitor->lastRefreshError());
+    EXPECT_EQ(percent(), 33);
+    EXPECT_EQ(changes, 2);
+
+    answer = {};
+    tasks.spawn(monitor->refreshLive(), "refresh");
+    answer.resolve(std::nullopt);
+    EXPECT_EQ(
+        monitor->lastRefreshError(),
+        u"Couldn't fetch live usage — no Claude Code sign-in in the keychain, or the API didn't answer. The meters show the CLI's last numbers."_s);
+    EXPECT_EQ(percent(), 33) << "the last numbers stay";
+    answer = {};
+    tasks.spawn(monitor->refreshLive(), "refresh");
+    EXPECT_FALSE(monitor->lastRefreshError()) << "the next refresh has begun";
+    monitor.reset();
+    answer.resolve(std::nullopt);
+    EXPECT_EQ(tasks.running(), 0);
+}
+
 } // namespace
 } // namespace Keelhaven

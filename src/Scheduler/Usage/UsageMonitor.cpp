@@ -1,6 +1,7 @@
 #include "Scheduler/Usage/UsageMonitor.h"
 
 #include "Platform/Files.h"
+#include "Scheduler/Usage/UsageTexts.h"
 
 #include <sys/stat.h>
 
@@ -69,7 +70,7 @@ QCoro::Task<std::optional<UsageSnapshot>> UsageMonitor::fileSnapshot()
         m_stamp.reset();
         co_return std::nullopt;
     }
-    if (stamp == m_stamp)
+    if (stamp == m_stamp || m_isParsing)
         co_return std::optional<UsageSnapshot>(m_fromFile);
     std::optional<UsageSnapshot> parsed;
     if (stamp->size <= inlineLimit) {
@@ -77,9 +78,11 @@ QCoro::Task<std::optional<UsageSnapshot>> UsageMonitor::fileSnapshot()
     } else {
         const QPointer<UsageMonitor> self(this);
         const auto work = [path = m_claudeJSON] { return readSnapshot(path); };
+        m_isParsing = true;
         const auto fromPool = co_await onPool(work);
         if (!self)
             co_return std::nullopt;
+        m_isParsing = false;
         parsed = fromPool;
     }
     m_stamp = stamp;
@@ -93,6 +96,31 @@ QCoro::Task<> UsageMonitor::adoptFile()
     const auto candidate = co_await fileSnapshot();
     if (self)
         adopt(candidate);
+}
+
+QCoro::Task<> UsageMonitor::refreshLive()
+{
+    if (m_refreshing)
+        co_return;
+    const QPointer<UsageMonitor> self(this);
+    setRefreshState(true, std::nullopt);
+    co_await adoptFile();
+    std::optional<UsageSnapshot> fetched;
+    if (self && fetchLive) {
+        const auto answer = co_await fetchLive();
+        fetched = answer;
+    }
+    if (!self)
+        co_return;
+    adopt(fetched);
+    setRefreshState(false, fetched ? std::nullopt : std::optional(UsageTexts::refreshFailed.toString()));
+}
+
+void UsageMonitor::setRefreshState(bool refreshing, const std::optional<QString> &error)
+{
+    m_refreshing = refreshing;
+    m_lastRefreshError = error;
+    Q_EMIT refreshStateChanged();
 }
 
 std::optional<UsageMonitor::Stamp> UsageMonitor::stampOf(const QString &path)

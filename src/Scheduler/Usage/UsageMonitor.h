@@ -9,7 +9,8 @@
 namespace Keelhaven {
 
 /// Keeps a picture of the account's usage windows from the numbers that the Claude CLI caches in its own
-/// file. Lives on the main loop; clock and tasks outlive it.
+/// file and, when the user asks for it, from the account itself. Lives on the main loop; clock and tasks
+/// outlive it.
 class UsageMonitor : public QObject
 {
     Q_OBJECT
@@ -31,17 +32,28 @@ public:
     /// Takes a measurement over unless the present one is newer.
     void adopt(const std::optional<UsageSnapshot> &candidate);
 
+    /// Reads the file, then asks the account. Only ever on the user's own request: nothing else touches the
+    /// network or the sign-in. One at a time; a call during another one ends at once.
+    [[nodiscard]] QCoro::Task<> refreshLive();
+    [[nodiscard]] bool refreshing() const { return m_refreshing; }
+    /// Why the last refresh brought nothing, until the next one begins.
+    [[nodiscard]] const std::optional<QString> &lastRefreshError() const { return m_lastRefreshError; }
+
     /// What the file says. Ends without suspending when the file did not change since the last read or is
-    /// small; a large one is parsed on a pool thread.
+    /// small; a large one is parsed on a pool thread, and what was last read from it stands meanwhile.
     [[nodiscard]] QCoro::Task<std::optional<UsageSnapshot>> fileSnapshot();
 
     [[nodiscard]] QString claudeJSONURL() const { return m_claudeJSON; }
 
     /// Work tokens of this program's runs between two moments, the second excluded; 0 while unset.
     std::function<qint64(Date from, Date to)> tokensBetween;
+    /// Asks the account for its meters; while unset, a refresh finds nothing.
+    std::function<QCoro::Task<std::optional<UsageSnapshot>>()> fetchLive;
 
 Q_SIGNALS:
     void snapshotChanged();
+    /// `refreshing` or `lastRefreshError` changed.
+    void refreshStateChanged();
 
 private:
     /// Tells one content of the file from another without reading it.
@@ -55,6 +67,7 @@ private:
 
     [[nodiscard]] static std::optional<Stamp> stampOf(const QString &path);
     [[nodiscard]] QCoro::Task<> adoptFile();
+    void setRefreshState(bool refreshing, const std::optional<QString> &error);
 
     Clock &m_clock;
     Tasks &m_tasks;
@@ -63,6 +76,9 @@ private:
     std::optional<UsageSnapshot> m_snapshot;
     std::optional<Stamp> m_stamp; ///< of the content behind m_fromFile
     std::optional<UsageSnapshot> m_fromFile;
+    bool m_isParsing = false; ///< a large file, on a pool thread
+    bool m_refreshing = false;
+    std::optional<QString> m_lastRefreshError;
 };
 
 } // namespace Keelhaven
