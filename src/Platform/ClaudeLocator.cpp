@@ -1,8 +1,10 @@
 #include "Platform/ClaudeLocator.h"
 
+#include "Platform/LoginShell.h"
 #include "Platform/Shell.h"
 
 #include <QFileInfo>
+#include <algorithm>
 
 namespace Keelhaven {
 
@@ -10,37 +12,36 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto shellTimeout = std::chrono::seconds(5);
-
-QString lastNonEmptyLine(const QByteArray &output)
+/// Without one of these there is no place to look for tools in: a shell that does not know "$PATH" prints it.
+bool namesFolder(const QString &path)
 {
-    const auto lines = QString::fromUtf8(output).split(u'\n');
-    for (auto line = lines.crbegin(); line != lines.crend(); ++line) {
-        if (const QString text = line->trimmed(); !text.isEmpty())
-            return text;
-    }
-    return {};
+    const auto folders = path.split(u':');
+    return std::ranges::any_of(folders, [](const QString &folder) { return folder.startsWith(u'/'); });
 }
 
 } // namespace
 
-ClaudeLocator::ClaudeLocator(ProcessRunner &processes, SettingsStore &settings, QString home)
+ClaudeLocator::ClaudeLocator(ProcessRunner &processes, SettingsStore &settings, QString home,
+                             std::chrono::milliseconds limit)
     : m_processes(processes)
     , m_settings(settings)
     , m_home(std::move(home))
+    , m_limit(limit)
 {}
 
 QCoro::Task<std::optional<QString>> ClaudeLocator::loginShell(QString command) const
 {
     ProcessSpec spec;
     spec.program = userShell();
-    spec.arguments = QStringList{u"-lc"_s, command};
-    spec.timeout = shellTimeout;
+    spec.arguments = LoginShell::arguments(spec.program, command);
+    // Profiles that would decorate a terminal see that there is none.
+    spec.environment.insert(u"TERM"_s, u"dumb"_s);
+    spec.timeout = m_limit;
     auto &processes = m_processes;
     const ProcessResult result = co_await processes.run(spec);
     if (result.kind == ProcessResult::Kind::CannotStart || result.kind == ProcessResult::Kind::TimedOut)
         co_return std::nullopt;
-    co_return lastNonEmptyLine(result.output);
+    co_return LoginShell::answer(result.output);
 }
 
 QCoro::Task<std::optional<QString>> ClaudeLocator::loginShellPATH(bool forceRefresh) const
@@ -49,9 +50,8 @@ QCoro::Task<std::optional<QString>> ClaudeLocator::loginShellPATH(bool forceRefr
         if (const auto cached = cachedPATH())
             co_return cached;
     }
-    // Quoted, because fish prints the list with blanks otherwise.
     const auto answer = co_await loginShell(u"echo \"$PATH\""_s);
-    if (!answer || answer->isEmpty())
+    if (!answer || !namesFolder(*answer))
         co_return std::nullopt;
     m_settings.set(u"loginShellPATH"_s, *answer);
     co_return withUserToolDirs(*answer);

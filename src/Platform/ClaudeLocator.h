@@ -5,15 +5,20 @@
 
 namespace Keelhaven {
 
-/// The one way to reach outside tools: an application started by the desktop has a short PATH, the tools lie where
-/// the user's login shell finds them. Both collaborators outlive it.
+/// The one way to reach outside tools: an application started by the desktop has a short PATH, the tools lie
+/// where the user's login shell finds them. Both collaborators outlive it.
 class ClaudeLocator
 {
 public:
-    ClaudeLocator(ProcessRunner &processes, SettingsStore &settings, QString home);
+    /// How long a login shell may take over its start-up files and the command.
+    static constexpr std::chrono::milliseconds shellLimit = std::chrono::seconds(5);
 
-    /// The last non-empty line that `command` prints in the user's login shell, trimmed; profiles print noise above
-    /// it. Nothing when the shell cannot start or takes longer than 5 s. The exit status is not looked at.
+    ClaudeLocator(ProcessRunner &processes, SettingsStore &settings, QString home,
+                  std::chrono::milliseconds limit = shellLimit);
+
+    /// What `command`, a line for /bin/sh, prints with the environment of the user's login shell, trimmed.
+    /// Nothing when the shell cannot start, takes longer than 5 s or does not come to the command; what its
+    /// profile prints is left out. The exit status is not looked at.
     [[nodiscard]] QCoro::Task<std::optional<QString>> loginShell(QString command) const;
 
     /// The login shell's PATH with the user tool folders added. Cached in the setting "loginShellPATH".
@@ -31,13 +36,15 @@ public:
     /// First executable `tool` on `path`, or empty.
     [[nodiscard]] static QString find(const QString &path, const QString &tool);
 
-    /// `path` followed by ~/.local/bin, /opt/homebrew/bin and /usr/local/bin where they exist and are not in it.
+    /// `path` followed by ~/.local/bin, /opt/homebrew/bin and /usr/local/bin where they exist and are not in
+    /// it.
     [[nodiscard]] QString withUserToolDirs(const QString &path) const;
 
 private:
     ProcessRunner &m_processes;
     SettingsStore &m_settings;
     QString m_home;
+    std::chrono::milliseconds m_limit;
 };
 
 } // namespace Keelhaven

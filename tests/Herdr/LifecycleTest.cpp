@@ -1,5 +1,6 @@
 #include "Herdr/HerdrManager.h"
 #include "HerdrFixture.h"
+#include "Platform/LoginShell.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -40,10 +41,10 @@ TEST_F(HerdrLocatorTest, TakesTheFirstBinaryThatCanRun)
 {
     const auto found = [this] { return finish(locator.resolveBinaryWithSource()).value_or(Binary()); };
     EXPECT_EQ(found(), Binary());
-    EXPECT_EQ(processes.runs.last().arguments.last(), u"command -v herdr");
+    EXPECT_TRUE(processes.runs.last().arguments.last().contains(u"command -v herdr"));
 
     const QString shellFound = executable(u"opt/herdr"_s);
-    processes.output = [&](const ProcessSpec &) { return shellFound.toUtf8() + '\n'; };
+    processes.output = [&](const ProcessSpec &) { return LoginShell::framed(shellFound.toUtf8()); };
     EXPECT_EQ(found(), (Binary{shellFound, Source::Fallback}));
     EXPECT_EQ(settings.text(u"herdrResolvedPath"_s), shellFound);
     settings.remove(u"herdrResolvedPath"_s);

@@ -1,5 +1,6 @@
 #include "Platform/ClaudeLocator.h"
 #include "Platform/FileSettingsStore.h"
+#include "Platform/LoginShell.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
@@ -63,29 +64,40 @@ protected:
 
 } // namespace
 
-TEST_F(Locator, TakesTheLastLineOfANoisyProfile)
+TEST_F(Locator, LeavesOutWhatAProfilePrints)
 {
-    m_runner.answer("Welcome!\n\xff nvm ready\n\n  /usr/bin:/bin \r\n\n \n", ProcessResult::Kind::Exited, 3);
+    m_runner.answer("Welcome!\n\xff nvm ready" + LoginShell::framed(" /usr/bin:/bin \r\n") + "bye\n\n",
+                    ProcessResult::Kind::Exited, 3);
     EXPECT_EQ(ask(), u"/usr/bin:/bin"_s);
-    EXPECT_EQ(m_runner.asked.first().arguments, QStringList({u"-lc"_s, u"echo hi"_s}));
+    EXPECT_EQ(m_runner.asked.first().arguments.first(), u"-lc"_s);
+    EXPECT_TRUE(m_runner.asked.first().arguments.last().contains(u"echo hi"));
     EXPECT_EQ(m_runner.asked.first().errors, ProcessSpec::Errors::Discard);
+    EXPECT_EQ(LoginShell::arguments(u"/bin/tcsh"_s, u"x"_s).first(), u"-c"_s) << "csh takes -l only alone";
+
+    for (const QByteArray &noise : {QByteArray("This account is currently not available.\n"),
+                                    LoginShell::framed("/bin").chopped(1), QByteArray("/usr/bin:/bin\n")}) {
+        m_runner.answer(noise);
+        EXPECT_EQ(ask(), std::nullopt) << noise.constData();
+    }
 }
 
 TEST_F(Locator, HangingOrMissingShellGivesNothing)
 {
-    m_runner.answer("/half/a/path\n", ProcessResult::Kind::TimedOut, -1);
+    m_runner.answer(LoginShell::framed("/half/a/path"), ProcessResult::Kind::TimedOut, -1);
     EXPECT_EQ(ask(), std::nullopt);
     EXPECT_EQ(m_runner.asked.first().timeout, 5s);
     m_runner.answer({}, ProcessResult::Kind::CannotStart, -1);
     EXPECT_EQ(ask(), std::nullopt);
-    m_runner.answer(" \n");
-    EXPECT_EQ(await(m_locator.loginShellPATH(false)), std::nullopt);
+    for (const QByteArray answer : {"", "$PATH", "usr/bin:bin"}) {
+        m_runner.answer(LoginShell::framed(answer));
+        EXPECT_EQ(await(m_locator.loginShellPATH(false)), std::nullopt) << answer.constData();
+    }
     EXPECT_EQ(m_settings.keys(), QStringList());
 }
 
 TEST_F(Locator, CachesTheRawAnswerAndAddsFoldersOnEachRead)
 {
-    m_runner.answer("/usr/local/bin:/a\n");
+    m_runner.answer(LoginShell::framed("/usr/local/bin:/a"));
     EXPECT_EQ(m_locator.cachedPATH(), std::nullopt);
     EXPECT_EQ(await(m_locator.loginShellPATH(false)), u"/usr/local/bin:/a"_s);
     EXPECT_EQ(m_settings.text(u"loginShellPATH"_s), u"/usr/local/bin:/a");
@@ -102,7 +114,7 @@ TEST_F(Locator, CachesTheRawAnswerAndAddsFoldersOnEachRead)
 TEST_F(Locator, AsksAgainForAToolInstalledLater)
 {
     m_settings.set(u"loginShellPATH"_s, path(u"old"_s));
-    m_runner.answer((path(u"old"_s) + u':' + path(u"new"_s)).toUtf8());
+    m_runner.answer(LoginShell::framed((path(u"old"_s) + u':' + path(u"new"_s)).toUtf8()));
     const auto found = await(m_locator.loginShellPATH(u"claude"_s));
     ASSERT_TRUE(found);
     EXPECT_EQ(ClaudeLocator::find(*found, u"claude"_s), path(u"new/claude"_s));
