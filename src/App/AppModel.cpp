@@ -22,6 +22,7 @@
 #include "Scheduler/LaunchdManager.h"
 #include "Scheduler/PowerAssertionController.h"
 #include "Scheduler/SchedulerEngine.h"
+#include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
@@ -84,6 +85,7 @@ struct AppModel::Services
         , power(env.power, env.settings)
         , usage(env.clock, tasks, env.paths.claudeJSON())
         , locator(env.processes, env.settings, env.paths.home)
+        , codexUsage(locator, env.children, env.clock, tasks)
         , workspaces(env.clock, env.processes, env.paths.home)
         , workspaceStore(workspaces.root(), env.clock, env.watches, tasks)
         , herdrService(env.processes, env.paths)
@@ -113,6 +115,7 @@ struct AppModel::Services
     PowerAssertionController power;
     UsageMonitor usage;
     ClaudeLocator locator;
+    CodexUsageMonitor codexUsage;
     WorkspaceScaffold workspaces;
     WorkspaceStore workspaceStore;
     SystemdHerdrService herdrService;
@@ -264,6 +267,7 @@ void AppModel::shutdown()
     own.workspaceStore.stop();
     own.scheduler->shutdown();
     own.usage.shutdown();
+    own.codexUsage.shutdown();
     own.database->checkpoint();
 }
 
@@ -351,6 +355,10 @@ NotificationManager &AppModel::notifications()
 UsageMonitor &AppModel::usage()
 {
     return m_services->usage;
+}
+CodexUsageMonitor &AppModel::codexUsage()
+{
+    return m_services->codexUsage;
 }
 SettingsStore &AppModel::settings()
 {

@@ -12,6 +12,7 @@ namespace Keelhaven {
 
 class AssetStore;
 class Clock;
+class CodexUsageMonitor;
 class HerdrLocator;
 class HerdrManager;
 class HerdrProbe;
@@ -45,6 +46,7 @@ struct AppEnvironment
     QString thumbnailer;
     class SecretStore &secrets;
     class HttpClient &http;
+    class ChildProcessFactory &children;
 };
 
 /// The composition root: builds every service exactly once, owns them for the life of the process and wires
@@ -78,6 +80,7 @@ public:
     [[nodiscard]] KeychainStore &keychain();
     [[nodiscard]] NotificationManager &notifications();
     [[nodiscard]] UsageMonitor &usage();
+    [[nodiscard]] CodexUsageMonitor &codexUsage();
     [[nodiscard]] SettingsStore &settings();
     [[nodiscard]] Clock &clock();
     [[nodiscard]] Tasks &tasks();

@@ -60,6 +60,7 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     // Whoever still waits is woken, sees that the program ends, and leaves before its services do.
     machine.clock.close();
     machine.processes.close();
+    machine.children.close();
     machine.http.close();
     // What comes back from a pool thread may hand it the next piece of work, so this takes some rounds.
     for (int round = 0; round < 10 && (*model)->tasks().running() > 0; ++round) {

@@ -51,7 +51,7 @@ DoctorServices Machine::doctor(HerdrProbe &probe)
 AppEnvironment Machine::environment()
 {
     return {paths,         clock, processes, settings,    watches,     jobs,    power,
-            notifications, sleep, desktop,   bundledHost, thumbnailer, secrets, http};
+            notifications, sleep, desktop,   bundledHost, thumbnailer, secrets, http,    children};
 }
 
 } // namespace Keelhaven

@@ -8,6 +8,7 @@
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/LogindPower.h"
 #include "Platform/LogindSleepMonitor.h"
+#include "Platform/QtChildProcess.h"
 #include "Platform/QtHttpClient.h"
 #include "Platform/QtProcessRunner.h"
 #include "Platform/SystemClock.h"
@@ -24,6 +25,7 @@ struct Machine
     KeelhavenPaths paths = KeelhavenPaths::fromEnvironment();
     SystemClock clock;
     QtProcessRunner processes;
+    QtChildProcessFactory children;
     QtHttpClient http;
     FileSettingsStore settings{paths.settingsFile()};
     InotifyDirectoryWatchFactory watches;

@@ -10,6 +10,8 @@
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
+#include "Scheduler/Usage/CodexUsageMonitor.h"
+#include "Support/FakeChildProcess.h"
 #include "Support/FakeDesktop.h"
 #include "Support/FakeHttpClient.h"
 #include "Support/FakeProcessRunner.h"
@@ -70,7 +72,8 @@ protected:
                                        {},
                                        {},
                                        secrets,
-                                       http});
+                                       http,
+                                       children});
         EXPECT_TRUE(model);
         return model ? *std::move(model) : nullptr;
     }
@@ -96,6 +99,7 @@ protected:
     VirtualClock clock;
     FakeProcessRunner processes;
     FakeHttpClient http;
+    FakeChildProcessFactory children;
     MemorySettings settings;
     MemorySecrets secrets;
     InotifyDirectoryWatchFactory watches;
@@ -126,6 +130,20 @@ TEST_F(AppModelTest, WithoutItsDatabaseAgentsAndHistoryAreThoseOfThePlainFiles)
     EXPECT_EQ(model->scheduler().history(), QList{run});
     model->scheduler().upsert(agent(u"new"_s));
     EXPECT_EQ(plainFiles.loadSlots().size(), 2) << "what is saved now is there after the next start";
+}
+
+TEST_F(AppModelTest, AReadingOnItsWayEndsWithTheApplication)
+{
+    const QString codex = home.write(u"bin/codex"_s, "#!/bin/sh\n");
+    QFile::setPermissions(codex, QFile::ReadOwner | QFile::ExeOwner);
+    settings.set(u"loginShellPATH"_s, home.path(u"bin"_s));
+    const auto model = open();
+    model->codexUsage().startFollowing();
+    ASSERT_EQ(children.children.size(), 1);
+    EXPECT_NE(children.children.first()->live, nullptr);
+    model->shutdown();
+    EXPECT_EQ(children.children.first()->live, nullptr);
+    EXPECT_EQ(model->tasks().running(), 0);
 }
 
 TEST_F(AppModelTest, PlainFilesComeIntoTheDatabaseOnceAndAgentsStayInIt)
