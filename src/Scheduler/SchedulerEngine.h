@@ -111,6 +111,8 @@ public:
     /// queued.
     QList<QUuid> enqueue(SchedulerSlot slot, RunTrigger trigger = RunTrigger::Manual,
                          const EnqueueOptions &options = {});
+    /// Asks again about the runs that the admission policy holds back, whose settings have changed.
+    void reconsiderHeld();
     /// Takes a waiting run out of the queue as cancelled.
     void dequeue(const QUuid &runID);
     /// Ends a live run as cancelled.
@@ -174,8 +176,6 @@ public:
     std::function<void(const RunRecord &)> onRunCommitted;
     /// A finished run was removed from history and store, with its folders.
     std::function<void(const QUuid &runID)> onRunRemoved;
-    /// A finished run was removed from history and store, with its folders.
-    std::function<void(const QUuid &runID)> onRunRemoved;
     std::function<void(const RunRecord &)> onRunWaiting;
     std::function<void(const EngineEvent &)> onEvent;
     std::function<bool(const std::optional<QUuid> &)> shipEnabled = [](const std::optional<QUuid> &) {
@@ -214,6 +214,8 @@ private:
     [[nodiscard]] qsizetype slotIndex(const QUuid &id) const;
 
     // Queue (SchedulerQueue.cpp)
+    [[nodiscard]] QSet<QUuid> liveSlots() const;
+    [[nodiscard]] QSet<QUuid> queuedSlots() const;
     void pump();
     [[nodiscard]] std::optional<QUuid> nextAdmissible(qint64 cap, Date now) const;
     void admit(const QUuid &runID, const RunAdmissionPolicy &policy, Date now);

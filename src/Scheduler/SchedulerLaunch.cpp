@@ -207,8 +207,10 @@ std::optional<QString> SchedulerEngine::ensureWorkspace(const SchedulerSlot &slo
         plan.task = target.task;
         plan.plugins = slot.plugins;
         plan.brief = slot.command;
-        plan.projectFolders =
+        const QStringList folders =
             slot.workspaceMode == WorkspaceMode::Shared ? slot.cwds : QStringList{projectDir};
+        for (const QString &folder : folders)
+            plan.projectFolders.append(expandTilde(folder, home));
         plan.slotID = slot.id;
         const auto result = m_services.workspaces.ensure(plan);
         if (!result)

@@ -56,18 +56,31 @@ void SchedulerEngine::report(EngineEvent::Kind kind, const RunRecord &record, co
     Q_EMIT changed();
 }
 
+QSet<QUuid> SchedulerEngine::liveSlots() const
+{
+    QSet<QUuid> ids;
+    for (const auto &run : m_active)
+        ids.insert(run->record.slotID);
+    // A gate before the launch may take minutes, in which the next occurrence comes due.
+    for (const auto &record : m_launching)
+        ids.insert(record.slotID);
+    return ids;
+}
+
+QSet<QUuid> SchedulerEngine::queuedSlots() const
+{
+    QSet<QUuid> ids;
+    for (const auto &run : m_queued)
+        ids.insert(run.slot.id);
+    return ids;
+}
+
 QList<QUuid> SchedulerEngine::enqueue(SchedulerSlot slot, RunTrigger trigger, const EnqueueOptions &options)
 {
     if (m_isShutDown)
         return {};
-    if (trigger == RunTrigger::Scheduled) {
-        const bool isLive =
-            std::ranges::any_of(m_active, [&](const auto &run) { return run->record.slotID == slot.id; });
-        const bool isQueued =
-            std::ranges::any_of(m_queued, [&](const auto &run) { return run.slot.id == slot.id; });
-        if (isLive || isQueued)
-            return {};
-    }
+    if (trigger == RunTrigger::Scheduled && !QueuePolicy::canEnqueue(slot.id, liveSlots(), queuedSlots()))
+        return {};
     if (slot.cwds.isEmpty())
         return {};
     const Date now = m_services.clock.now();
@@ -186,6 +199,15 @@ void SchedulerEngine::admit(const QUuid &runID, const RunAdmissionPolicy &policy
         QMetaObject::invokeMethod(
             this, [this, admitted] { m_tasks.spawn(beginRun(admitted), "launch"); }, Qt::QueuedConnection);
     }
+}
+
+void SchedulerEngine::reconsiderHeld()
+{
+    for (auto &run : m_queued) {
+        run.notBefore.reset();
+        run.holdReason.reset();
+    }
+    pump();
 }
 
 void SchedulerEngine::dequeue(const QUuid &runID)

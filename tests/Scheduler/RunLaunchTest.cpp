@@ -220,7 +220,8 @@ TEST_F(EngineTest, AWorkspaceRunsInItsOwnFolderWithTheProjectBeside)
     settleAll();
     ASSERT_EQ(engine->active().size(), 2);
     EXPECT_EQ(live(1)->record.projectDir, home.path());
-    EXPECT_TRUE(QFileInfo::exists(live(1)->record.cwd + u"/workspace.json"_s));
+    EXPECT_TRUE(home.read(u"KeelhavenWork/homely/CLAUDE.md"_s).contains("\n- " + home.path().toUtf8() + '\n'))
+        << "an agent's tools know no tilde";
 }
 
 } // namespace Keelhaven

@@ -118,6 +118,16 @@ TEST_F(EngineTest, AScheduledFiringOfABusyAgentIsDroppedButUsedUp)
     engine->enqueue(busy);
     settleAll();
     EXPECT_EQ(engine->active().size(), 2) << "a manual run stacks";
+
+    launcher.holdLaunches = true;
+    engine->enqueue(slot(u"slow"_s, 11), RunTrigger::Scheduled);
+    const auto slow = engine->launching().first().slotID;
+    auto again = slot(u"slow"_s);
+    again.id = slow;
+    EXPECT_TRUE(engine->enqueue(again, RunTrigger::Scheduled).isEmpty()) << "its launch is under way";
+    EXPECT_EQ(engine->enqueue(again).size(), 1);
+    launcher.releaseLaunches();
+    settleAll();
 }
 
 TEST_F(EngineTest, DueTogetherTheFirstInTheListStartUpToTheCapAndPriorityDecidesAmongTheRest)
