@@ -15,7 +15,7 @@ namespace {
 
 /// How much of a journal is read when its run is over, in reads of the tailer's limit. The main loop waits
 /// for it, and whatever the agent left running may go on writing.
-constexpr int lastReads = 4;
+constexpr int lastReads = 8;
 
 /// Nobody answers as many questions of one run. An agent that asks in a loop must not fill the item, which is
 /// stored whole with each question, nor the user's screen.

@@ -23,7 +23,7 @@ public:
     /// Passes over all that is not read yet but the last `bytes` of it.
     void skipToLast(quint64 bytes);
 
-    static constexpr qsizetype readLimit = 1 << 20;
+    static constexpr qsizetype readLimit = 256 << 10;
     /// A longer line is skipped: far beyond what the reporting tools write.
     static constexpr qsizetype longestLine = 1 << 20;
 
