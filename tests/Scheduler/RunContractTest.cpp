@@ -39,6 +39,13 @@ TEST(RunContract, ReadsResultsTolerantly)
     EXPECT_EQ(result->summary, u"done"_s);
     ASSERT_EQ(result->artifacts.size(), 2);
     EXPECT_EQ(result->artifacts[1].kind, u"image"_s);
+    const auto odd =
+        read(R"({"summary":["done"],"artifacts":["/a"],"links":[{"url":"https://x"},"https://y"]})");
+    ASSERT_TRUE(odd) << "an odd link must not cost the files";
+    EXPECT_EQ(odd->summary, std::nullopt);
+    EXPECT_EQ(odd->artifacts.size(), 1);
+    EXPECT_EQ(odd->links, QStringList{u"https://y"_s});
+    EXPECT_EQ(read(R"({"summary":"s","artifacts":"/a"})")->summary, u"s"_s);
     EXPECT_TRUE(read("{}"));
     EXPECT_FALSE(read("[]"));
     EXPECT_FALSE(read("{\"summary\":"));

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Contract/ObjectReader.h"
 #include "Contract/RecordMapper.h"
 
 namespace Keelhaven {
 
-/// What an agent leaves in "result.json". A bad artifact loses only itself.
+/// What an agent leaves in "result.json". A bad artifact, link or summary loses only itself.
 struct TaskResult
 {
     struct Artifact
@@ -71,8 +72,14 @@ struct RecordTable<TaskResult>
     static auto fields()
     {
         using R = TaskResult;
-        return std::tuple{optional(u"summary", &R::summary), defaulted(u"artifacts", &R::artifacts),
-                          defaulted(u"links", &R::links)};
+        return std::tuple{optional(u"summary", &R::summary).lenient(),
+                          defaulted(u"artifacts", &R::artifacts).lenient(),
+                          defaulted(u"links", &R::links).lenient()};
+    }
+    /// Agents also write links as objects; the texts among them stay.
+    static void decoded(TaskResult &result, const JSONObject &json)
+    {
+        result.links = ObjectReader(json).stringArray(u"links").value_or(QStringList());
     }
 };
 
