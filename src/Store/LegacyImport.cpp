@@ -1,8 +1,9 @@
 #include "Store/LegacyImport.h"
 
+#include "Platform/Files.h"
 #include "Store/SQLiteRunStore.h"
 
-#include <QFile>
+#include <QFileInfo>
 
 namespace Keelhaven::LegacyImport {
 
@@ -29,11 +30,32 @@ Result<void, SQLiteError> import(KeelhavenDatabase &database, SQLiteConnection &
     return database.setMeta(u"imported_counts"_s, u"slots=%1 runs=%2"_s.arg(agents.size()).arg(runs.size()));
 }
 
+/// Whether the import is still to be done. A marker that cannot be looked for counts as there: importing
+/// again would bring back old agents over the present ones.
+bool isOpen(KeelhavenDatabase &database)
+{
+    const auto markers = database.sync([](SQLiteConnection &connection) {
+        return connection.query(u"SELECT 1 FROM meta WHERE key = 'imported_at'"_s);
+    });
+    return markers && markers->isEmpty();
+}
+
+/// A failure leaves the import standing without a copy. Not QFile::copy: it would wait at a pipe for ever,
+/// and leave a part behind for the whole.
+void backUp(const QString &slotsFile)
+{
+    const QString backup = slotsFile + u".pre-sqlite.bak"_s;
+    if (QFileInfo::exists(backup) || QFileInfo(backup).isSymLink())
+        return;
+    if (const auto bytes = readFile(slotsFile))
+        static_cast<void>(writeFileAtomically(backup, *bytes));
+}
+
 } // namespace
 
 std::optional<Report> runIfNeeded(KeelhavenDatabase &database, RunStore &legacy, const Clock &clock)
 {
-    if (database.meta(u"imported_at"_s))
+    if (!isOpen(database))
         return std::nullopt;
     const auto agents = legacy.loadSlots();
     const auto runs = legacy.loadHistory();
@@ -43,8 +65,7 @@ std::optional<Report> runIfNeeded(KeelhavenDatabase &database, RunStore &legacy,
     });
     if (!imported)
         return std::nullopt;
-    // It refuses to overwrite; any other failure leaves the import standing without a copy.
-    QFile::copy(legacy.slotsFile(), legacy.slotsFile() + u".pre-sqlite.bak"_s);
+    backUp(legacy.slotsFile());
     return Report{.slots = agents.size(), .runs = runs.size()};
 }
 
