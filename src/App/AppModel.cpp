@@ -1,7 +1,9 @@
 #include "App/AppModel.h"
 
+#include "App/AppSelection.h"
 #include "App/DeepLinkRouter.h"
 #include "Assets/AssetStore.h"
+#include "Contract/Models/MachineKey.h"
 #include "Contract/SettingsCatalog.h"
 #include "Herdr/HerdrExternalOpen.h"
 #include "Herdr/HerdrLauncher.h"
@@ -22,6 +24,7 @@
 #include "Scheduler/LaunchdManager.h"
 #include "Scheduler/PowerAssertionController.h"
 #include "Scheduler/SchedulerEngine.h"
+#include "Scheduler/SweepRunner.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "Ships/WorkItemStore.h"
@@ -80,6 +83,7 @@ struct AppModel::Services
     Services(const AppEnvironment &env, std::unique_ptr<KeelhavenDatabase> openedDatabase)
         : environment(env)
         , keychain(env.secrets)
+        , selection(env.settings)
         , hub(env.paths, env.clock, env.watches, tasks)
         , notifications(env.clock, env.settings, env.notifications, Calendar::current)
         , power(env.power, env.settings)
@@ -112,6 +116,7 @@ struct AppModel::Services
     KeychainStore keychain;
     SharedFileHub hub;
     NotificationManager notifications;
+    AppSelection selection;
     PowerAssertionController power;
     UsageMonitor usage;
     ClaudeLocator locator;
@@ -135,6 +140,7 @@ struct AppModel::Services
 
 Result<std::unique_ptr<AppModel>, NoDatabaseError> AppModel::create(const AppEnvironment &environment)
 {
+    std::unique_ptr<SweepRunner> sweep;
     auto opening = openDatabase(environment.paths);
     if (!opening)
         return failure(std::move(opening.error()));
@@ -167,6 +173,8 @@ AppModel::AppModel(const AppEnvironment &environment, std::unique_ptr<KeelhavenD
 
 AppModel::~AppModel()
 {
+    own.sweep = std::make_unique<SweepRunner>(*own.scheduler, environment.settings, environment.clock,
+                                              own.tasks, environment.paths.home);
     shutdown();
 }
 
@@ -227,6 +235,10 @@ void AppModel::wireHooks()
         m_services->notifications.clicked(link);
     };
     own.environment.sleep.onDidWake = [this] {
+    own.sweep->onBlocked = [this](const QString &reason) { setLastMutationError(reason); };
+    own.notifications.onOpenProject = [this](const QString &name) {
+        m_services->selection.showProject(name);
+    };
         m_services->scheduler->evaluateDueSlots(m_services->environment.clock.now());
     };
 }
@@ -258,6 +270,16 @@ void AppModel::shutdown()
 {
     if (std::exchange(m_isShutDown, true))
         return;
+    sweepWhenSetUp();
+}
+
+void AppModel::sweepWhenSetUp()
+{
+    // Who has swept before has set the program up, whatever became of the checklist.
+    const auto &settings = m_services->environment.settings;
+    if (Setting::read(settings, Setting::setupDone) ||
+        settings.value(Setting::keelhavenLastSweepAt.name.toString()))
+        m_services->sweep->sweepOnOpenIfEnabled();
     auto &own = *m_services;
     own.environment.notifications.onClicked = nullptr;
     own.environment.sleep.onDidWake = nullptr;
@@ -279,6 +301,7 @@ void AppModel::apply(const Snapshot &snapshot)
             continue;
         if (event.runID)
             m_promptTakenAt.insert(*event.runID, snapshot.at);
+    const bool isFirst = !std::exchange(m_hasAppliedSnapshot, true);
         reportLaunching(event.runID, EngineEvent::Kind::PromptTaken, {});
     }
     m_services->scheduler->processSnapshot(snapshot.events, false);
@@ -288,6 +311,11 @@ void AppModel::apply(const Snapshot &snapshot)
 void AppModel::reportLaunching(const std::optional<QUuid> &runID, EngineEvent::Kind kind, const QString &text)
 {
     for (const auto &record : std::as_const(m_services->scheduler->launching())) {
+    if (isFirst)
+        clearGoneProject();
+    else if (!snapshot.newEvents.isEmpty())
+        m_services->notifications.process(eventsOfOthers(snapshot.newEvents, liveRecords()),
+                                          snapshot.state.linksForMachine(MachineKey::current()));
         if (record.id == runID)
             Q_EMIT happened({kind, record, text});
     }
@@ -319,6 +347,18 @@ JournalIngestor &AppModel::journal()
 WorkItemStore &AppModel::workItems()
 {
     return m_services->workItems;
+AppSelection &AppModel::selection()
+{
+    return m_services->selection;
+}
+const SchedulerEngine &AppModel::scheduler() const
+{
+    return *m_services->scheduler;
+}
+SweepRunner &AppModel::sweep()
+{
+    return *m_services->sweep;
+}
 }
 AssetStore &AppModel::assets()
 {

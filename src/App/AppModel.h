@@ -10,6 +10,7 @@
 
 namespace Keelhaven {
 
+class AppSelection;
 class AssetStore;
 class Clock;
 class CodexUsageMonitor;
@@ -23,6 +24,7 @@ class NotificationManager;
 class PowerAssertionController;
 class SettingsStore;
 class SharedFileHub;
+class SweepRunner;
 class UsageMonitor;
 class WorkItemStore;
 struct NoDatabaseError;
@@ -68,7 +70,11 @@ public:
     /// A second call does nothing.
     void shutdown();
 
+    /// What the screens have selected.
+    [[nodiscard]] AppSelection &selection();
     [[nodiscard]] SchedulerEngine &scheduler();
+    [[nodiscard]] const SchedulerEngine &scheduler() const;
+    [[nodiscard]] SweepRunner &sweep();
     [[nodiscard]] JournalIngestor &journal();
     [[nodiscard]] WorkItemStore &workItems();
     [[nodiscard]] AssetStore &assets();
@@ -89,8 +95,18 @@ public:
     /// Why the database did not open; the session then runs on a temporary one, with agents and history in
     /// plain files.
     [[nodiscard]] const std::optional<QString> &databaseError() const { return m_databaseError; }
+    /// Why the last thing that the user wanted could not be done; the screens show it.
+    [[nodiscard]] const std::optional<QString> &lastMutationError() const { return m_lastMutationError; }
+    void setLastMutationError(const std::optional<QString> &error);
     /// The last snapshot of the shared files.
     [[nodiscard]] const Snapshot &snapshot() const { return m_snapshot; }
+
+    /// A run that starts, lives, ends or has ended.
+    [[nodiscard]] std::optional<RunRecord> record(const QUuid &id) const;
+    /// `events` less those of the sessions of `live` runs: the engine tells of those itself.
+    [[nodiscard]] static EventList eventsOfOthers(const EventList &events, const QList<RunRecord> &live);
+    /// Opens a run's conversation for the user; a reason why not goes to lastMutationError, and out.
+    std::optional<QString> resumeRun(const QUuid &runID);
 
     /// Lets services that keep a setting look at it again; all others read it when they need it.
     void settingChanged(const QString &key);
@@ -101,6 +117,7 @@ Q_SIGNALS:
     /// Something happened to a run: what followers print as it happens, journal progress included.
     void happened(const Keelhaven::EngineEvent &event);
     void snapshotApplied();
+    void lastMutationErrorChanged();
 
 private:
     struct Services;
@@ -110,10 +127,15 @@ private:
     void chooseRunStore();
     void wireHooks();
     void apply(const Snapshot &snapshot);
+    void clearGoneProject();
+    void sweepWhenSetUp();
+    [[nodiscard]] QList<RunRecord> liveRecords() const;
     void reportLaunching(const std::optional<QUuid> &runID, EngineEvent::Kind kind, const QString &text);
 
     std::optional<QString> m_databaseError;
+    std::optional<QString> m_lastMutationError;
     Snapshot m_snapshot;
+    bool m_hasAppliedSnapshot = false;
     QHash<QUuid, Date> m_promptTakenAt; ///< by run; when it was heard, by our own clock
     bool m_started = false;
     bool m_isShutDown = false;

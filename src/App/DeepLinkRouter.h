@@ -10,7 +10,7 @@ class AppModel;
 /// does nothing.
 namespace DeepLinkRouter {
 
-/// Without a window only the links that wake a service do something; the others are taken and ignored.
+/// Without a window a link that shows something changes only what the next window has selected.
 void route(const QString &link, AppModel &model);
 
 } // namespace DeepLinkRouter

@@ -5,12 +5,15 @@ set(KEELHAVEN_APP_CONTROL
     Commands/AgentOptions.cpp
     Commands/CommandTable.cpp
     Commands/Lookup.cpp
+    Commands/PlainLines.cpp
     Commands/RunCommands.cpp
     Commands/ScheduleOptions.cpp
     Commands/SecretCommands.cpp
     Commands/SessionCommands.cpp
     Commands/SettingsCommands.cpp
     Commands/StatusCommand.cpp
+    Commands/SweepCommand.cpp
+    Commands/TemplateCommands.cpp
     Commands/TextTable.cpp
     Commands/WatchCommand.cpp
     ControlAddress.cpp

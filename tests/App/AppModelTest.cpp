@@ -1,16 +1,20 @@
 #include "App/AppModel.h"
 
+#include "App/AppSelection.h"
 #include "Assets/AssetStore.h"
+#include "Contract/Models/MachineKey.h"
 #include "Journal/JournalIngestor.h"
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/JobManager.h"
 #include "Platform/NotificationSink.h"
 #include "Platform/PowerBackend.h"
 #include "Platform/SleepMonitor.h"
+#include "Scheduler/SweepRunner.h"
+#include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
-#include "Scheduler/Usage/CodexUsageMonitor.h"
+#include "Store/SharedFileHub.h"
 #include "Support/FakeChildProcess.h"
 #include "Support/FakeDesktop.h"
 #include "Support/FakeHttpClient.h"
@@ -254,6 +258,117 @@ TEST_F(AppModelTest, SecondStartAddsNothingAndTheLogIsEmptyAfterTheQuit)
     EXPECT_GT(log.size(), 0);
     model->shutdown();
     EXPECT_EQ(QFileInfo(log.filePath()).size(), 0);
+}
+
+TEST_F(AppModelTest, LinksSelectWhatTheyNameAndNothingElse)
+{
+    const auto model = open();
+    auto &selection = model->selection();
+    int raised = 0;
+    QObject::connect(&selection, &AppSelection::raiseRequested, &selection, [&] { ++raised; });
+    const QUuid id("0A1B2C3D-0000-4000-8000-00000000000F");
+    const struct
+    {
+        QString link;
+        int raises;
+        AppPanel panel;
+        std::optional<QUuid> ship = {}, boardRun = {}, run = {};
+    } cases[] = {
+        {u"activity"_s, 1, AppPanel::Keelhaven},
+        {u"scheduler/sleep"_s, 0, AppPanel::Keelhaven},
+        {u"captain/wake"_s, 0, AppPanel::Keelhaven},
+        {u"runs"_s, 1, AppPanel::Scheduler},
+        {u"runs/none"_s, 1, AppPanel::Scheduler},
+        {u"runs/"_s + uuidText(id), 1, AppPanel::Scheduler, {}, {}, id},
+        {u"ship/none"_s, 1, AppPanel::Keelhaven, {}, {}, id},
+        {u"ship/"_s + uuidText(id), 1, AppPanel::Keelhaven, id, {}, id},
+        {u"run/"_s + uuidText(id), 1, AppPanel::Keelhaven, id, id, id},
+        {u"runs/"_s, 1, AppPanel::Scheduler, id, id, id},
+        {u"elsewhere"_s, 1, AppPanel::Scheduler, id, id, id},
+    };
+    for (const auto &test : cases) {
+        const int before = raised;
+        model->handleDeepLink(u"keelhaven://"_s + test.link);
+        EXPECT_EQ(raised - before, test.raises) << test.link.toStdString();
+        EXPECT_EQ(selection.panel(), test.panel) << test.link.toStdString();
+        EXPECT_EQ(selection.selectedShipID(), test.ship) << test.link.toStdString();
+        EXPECT_EQ(selection.boardSelectedRunID(), test.boardRun) << test.link.toStdString();
+        EXPECT_EQ(selection.selectedRunID(), test.run) << test.link.toStdString();
+    }
+    model->handleDeepLink(u"keelhaven://project/my%20app"_s);
+    EXPECT_EQ(selection.selectedProject(), u"my app"_s);
+    EXPECT_EQ(selection.panel(), AppPanel::Scheduler);
+    notifications.onClicked(u"keelhaven://project/other"_s);
+    EXPECT_EQ(selection.selectedProject(), u"other"_s);
+    EXPECT_EQ(selection.panel(), AppPanel::Projects) << "a click goes to the project's panel";
+}
+
+TEST_F(AppModelTest, SessionsOfOthersAreToldOnceTheirEventsAreNew)
+{
+    settings.set(u"notificationsEnabled"_s, true);
+    settings.set(u"selectedProject"_s, u"gone"_s);
+    const auto event = [&](const QByteArray &session) {
+        return R"({"type": "Stop", "cwd": "/code/app", "ts": )" +
+               QByteArray::number(secondsSince1970(clock.now()), 'f', 3) + R"(, "session_id": ")" + session +
+               "\"}\n";
+    };
+    const JSONObject links{{MachineKey::current(), JSONObject{{u"app"_s, u"/code"_s}}}};
+    home.write(u".cache/keelhaven/state.json"_s, JSONValue(JSONObject{{u"local_links"_s, links}}).encoded());
+    const QString log = home.write(u".cache/keelhaven/events.jsonl"_s, event("old"));
+    const auto model = open();
+    model->start();
+    ASSERT_TRUE(waitUntil([&] { return !model->snapshot().events.isEmpty(); }));
+    EXPECT_TRUE(notifications.shown.isEmpty()) << "history on disk never notifies";
+    EXPECT_EQ(model->selection().selectedProject(), std::nullopt) << "it is on the board no more";
+    home.write(u".cache/keelhaven/events.jsonl"_s, event("old") + event("new"));
+    model->hub().reload();
+    ASSERT_TRUE(waitUntil([&] { return model->snapshot().events.size() == 2; }));
+    EXPECT_EQ(notifications.shown,
+              (QList<QStringList>{{u"Session finished in app"_s, u""_s, u"keelhaven://project/app"_s}}));
+}
+
+TEST(AppModel, EventsOfLiveRunsAreNoNews)
+{
+    RunRecord live;
+    live.sessionID = u"claimed"_s;
+    RunRecord followUp;
+    followUp.launchRunID = QUuid::createUuid();
+    const auto event = [](const QString &session, const QUuid &run) {
+        EventRecord made;
+        made.sessionId = session;
+        made.runID = run;
+        return made;
+    };
+    const EventRecord stranger = event(u"other"_s, QUuid::createUuid());
+    const EventList events{event(u"claimed"_s, {}), event(u"new"_s, live.id), stranger,
+                           event(u"new"_s, *followUp.launchRunID)};
+    EXPECT_EQ(AppModel::eventsOfOthers(events, {live, followUp}), EventList{stranger});
+}
+
+TEST_F(AppModelTest, SweepOnOpenWaitsForSetupAndSaysWhyItIsBlocked)
+{
+    {
+        const auto model = open();
+        model->start();
+        settle();
+        EXPECT_EQ(model->lastMutationError(), std::nullopt) << "nobody has set the program up yet";
+    }
+    settings.set(u"setupDone"_s, true);
+    {
+        const auto model = open();
+        model->start();
+        EXPECT_EQ(model->lastMutationError(),
+                  u"Set a Keelhaven run directory in Settings — the sweep needs a project folder."_s);
+    }
+    settings.set(u"keelhavenRunDirectory"_s, home.path());
+    const auto model = open();
+    model->start();
+    EXPECT_TRUE(waitUntil([&] { return !model->scheduler().history().isEmpty(); }));
+    const RunRecord sweep = model->scheduler().history().first();
+    EXPECT_EQ(sweep.slotName, u"Morning report");
+    EXPECT_EQ(model->sweep().latestSweep(), sweep) << "one that could not be launched is a sweep as well";
+    EXPECT_EQ(model->record(sweep.id), sweep);
+    EXPECT_EQ(model->resumeRun(sweep.id), model->lastMutationError());
 }
 
 } // namespace

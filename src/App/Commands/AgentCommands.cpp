@@ -3,9 +3,11 @@
 #include "App/Commands/AgentOptions.h"
 #include "App/Commands/Lookup.h"
 #include "App/Commands/ScheduleOptions.h"
+#include "App/Commands/TemplateCommands.h"
 #include "App/Commands/TextTable.h"
 #include "Contract/PluginCacheGuard.h"
 #include "Platform/Files.h"
+#include "Scheduler/Model/SlotTemplate.h"
 #include "Scheduler/SchedulerEngine.h"
 
 #include <algorithm>
@@ -119,15 +121,29 @@ CommandReply setEnabled(const Arguments &arguments, const CommandContext &contex
 
 } // namespace
 
+std::vector<OptionSpec> addOptions()
+{
+    auto options = AgentOptions::table();
+    options.push_back({.name = u"template",
+                       .form = OptionForm::Value,
+                       .value = u"TEMPLATE",
+                       .help = u"Start from a ready-made agent",
+                       .check = TemplateCommands::checkID});
+    return options;
+}
+
 std::optional<QString> checkAdd(const Arguments &arguments)
 {
     if (const auto wrong = ScheduleOptions::checkTogether(arguments))
         return wrong;
-    for (const QString &option : {u"file"_s, u"daily"_s, u"weekly"_s, u"every-hours"_s, u"once"_s}) {
+    if (arguments.has(u"template") && arguments.has(u"file"))
+        return u"give one of --template and --file"_s;
+    for (const QString &option :
+         {u"file"_s, u"template"_s, u"daily"_s, u"weekly"_s, u"every-hours"_s, u"once"_s}) {
         if (arguments.has(option))
             return std::nullopt;
     }
-    return u"a schedule is missing: give --daily, --weekly, --every-hours, --once or --file"_s;
+    return u"a schedule is missing: give --daily, --weekly, --every-hours, --once, --template or --file"_s;
 }
 
 CommandReply list(const Arguments &arguments, const CommandContext &context)
@@ -157,6 +173,8 @@ CommandReply add(const Arguments &arguments, const CommandContext &context)
     SchedulerSlot base;
     if (*fromFile)
         base = **fromFile;
+    else if (const auto id = arguments.value(u"template"))
+        base = SlotTemplate::named(*id)->makeSlot();
     else
         base.setModelChoice(userDefaultChoice(context.settings));
     if (context.engine.slot(base.id))

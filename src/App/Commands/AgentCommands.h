@@ -14,6 +14,8 @@ namespace Keelhaven::AgentCommands {
 [[nodiscard]] CommandReply remove(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply run(const Arguments &arguments, const CommandContext &context);
 
+/// The options of `agents add`: those of an agent, and what it starts from.
+[[nodiscard]] std::vector<OptionSpec> addOptions();
 /// `agents add` without a schedule, or with two, is wrong usage.
 [[nodiscard]] std::optional<QString> checkAdd(const Arguments &arguments);
 

@@ -7,6 +7,8 @@
 #include "App/Commands/SecretCommands.h"
 #include "App/Commands/SessionCommands.h"
 #include "App/Commands/SettingsCommands.h"
+#include "App/Commands/SweepCommand.h"
+#include "App/Commands/TemplateCommands.h"
 
 namespace Keelhaven {
 
@@ -17,11 +19,11 @@ std::span<const CommandSpec> commandTable()
         {.path = u"agents list", .summary = u"List the agents", .options = {}, .run = AgentCommands::list},
         {.path = u"agents add",
          .summary = u"Add an agent",
-         .options = AgentOptions::table(),
+         .options = AgentCommands::addOptions(),
          .run = AgentCommands::add,
          .check = AgentCommands::checkAdd,
          .notes = u"An agent needs a name, a folder, a command and one schedule. It fires only once it is "
-                  u"enabled."},
+                  u"enabled. A template brings all but the folder, and a schedule of 02:00 every day."},
         {.path = u"agents edit",
          .summary = u"Change an agent; what is not named stays",
          .operand = u"AGENT",
@@ -49,6 +51,24 @@ std::span<const CommandSpec> commandTable()
          .options = {},
          .run = AgentCommands::run},
         {.path = u"runs list",
+        {.path = u"templates list",
+         .summary = u"List the ready-made agents",
+         .options = {},
+         .kind = CommandKind::Local,
+         .runLocal = TemplateCommands::list},
+        {.path = u"sweep",
+         .summary = u"Have a session look over all projects once, and report",
+         .options = {{.name = u"force",
+                      .form = Flag,
+                      .help = u"Also when the last sweep started less than two hours ago"},
+                     {.name = u"report", .form = Flag, .help = u"Print what the latest sweep said"},
+                     {.name = u"resume",
+                      .form = Flag,
+                      .help = u"Go on with the latest sweep's conversation yourself"}},
+         .kind = CommandKind::Task,
+         .runTask = SweepCommand::sweep,
+         .check = SweepCommand::check,
+         .notes = u"It runs in the folder that the setting keelhavenRunDirectory names."},
          .summary = u"List finished runs, newest first",
          .options = {{.name = u"all", .form = Flag, .help = u"Every run, hidden ones too"},
                      {.name = u"limit",
