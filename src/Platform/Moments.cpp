@@ -8,6 +8,14 @@ namespace Keelhaven {
 
 namespace {
 
+/// Writes `digits` decimal digits, zeros in front, and gives the place behind them.
+QChar *putDigits(QChar *at, int value, int digits)
+{
+    for (int i = digits - 1; i >= 0; --i, value /= 10)
+        at[i] = QChar(u'0' + value % 10);
+    return at + digits;
+}
+
 /// The years that ISO text can name; no two moments in them are further apart than a span can hold.
 constexpr Date earliest = std::chrono::sys_days(std::chrono::year(1) / 1 / 1);
 constexpr Date latest = Date(std::chrono::sys_days(std::chrono::year(10000) / 1 / 1)) - Span(1);
@@ -44,7 +52,35 @@ Date fromQDateTime(const QDateTime &date)
 
 QString isoText(Date date)
 {
-    return toQDateTime(std::clamp(date, earliest, latest)).toUTC().toString(Qt::ISODateWithMs);
+    const auto moment = std::chrono::floor<std::chrono::milliseconds>(std::clamp(date, earliest, latest));
+    const auto day = std::chrono::floor<std::chrono::days>(moment);
+    const std::chrono::hh_mm_ss time(moment - day);
+    QString text = dayAndMinute(day, static_cast<int>(time.hours().count()),
+                                static_cast<int>(time.minutes().count()), u'T');
+    text.resize(24);
+    QChar *at = text.data() + 16;
+    *at++ = u':';
+    at = putDigits(at, static_cast<int>(time.seconds().count()), 2);
+    *at++ = u'.';
+    at = putDigits(at, static_cast<int>(time.subseconds().count()), 3);
+    *at = u'Z';
+    return text;
+}
+
+QString dayAndMinute(std::chrono::sys_days day, int hour, int minute, QChar between)
+{
+    const std::chrono::year_month_day date(day);
+    QString text(16, Qt::Uninitialized);
+    QChar *at = putDigits(text.data(), static_cast<int>(date.year()), 4);
+    *at++ = u'-';
+    at = putDigits(at, static_cast<int>(static_cast<unsigned>(date.month())), 2);
+    *at++ = u'-';
+    at = putDigits(at, static_cast<int>(static_cast<unsigned>(date.day())), 2);
+    *at++ = between;
+    at = putDigits(at, hour, 2);
+    *at++ = u':';
+    putDigits(at, minute, 2);
+    return text;
 }
 
 namespace {

@@ -32,6 +32,9 @@ inline constexpr Date distantPast = Date::min();
 /// ISO-8601 internet date-time in UTC with milliseconds: "2026-03-04T05:06:07.890Z".
 [[nodiscard]] QString isoText(Date date);
 
+/// "2026-03-04 05:06", with `between` in place of the blank; years 1 to 9999.
+[[nodiscard]] QString dayAndMinute(std::chrono::sys_days day, int hour, int minute, QChar between = u' ');
+
 /// Reads ISO-8601 internet date-time with a time zone mark and fractional seconds of any length
 /// ("2026-03-04T05:06:07.890Z", "…+02:00"). Nothing for any other shape.
 [[nodiscard]] std::optional<Date> dateFromISOText(QStringView text);

@@ -4,7 +4,17 @@ namespace Keelhaven {
 
 QString uuidText(const QUuid &id)
 {
-    return id.toString(QUuid::WithoutBraces).toUpper();
+    constexpr char16_t hex[] = u"0123456789ABCDEF";
+    const QByteArray bytes = id.toRfc4122();
+    QString text(36, Qt::Uninitialized);
+    QChar *at = text.data();
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10)
+            *at++ = u'-';
+        *at++ = hex[static_cast<unsigned char>(bytes[i]) >> 4];
+        *at++ = hex[bytes[i] & 0xf];
+    }
+    return text;
 }
 
 std::optional<QUuid> uuidFromText(QStringView text)

@@ -16,6 +16,7 @@ namespace {
 constexpr int liveLines = 2000; ///< of a screen that still changes
 constexpr int defaultDays = 10;
 constexpr int mostDays = 366;
+const std::array weekdays{u"Sun"_s, u"Mon"_s, u"Tue"_s, u"Wed"_s, u"Thu"_s, u"Fri"_s, u"Sat"_s};
 
 /// The live or parked session of a run.
 std::optional<LaunchedRun> sessionOf(const SchedulerEngine &engine, const QUuid &runID)
@@ -155,11 +156,12 @@ CommandReply agenda(const Arguments &arguments, const CommandContext &context)
         return CommandReply::json(agendaJSON(agenda), context);
     TextTable table({u"WHEN"_s, u"AGENT"_s, u"NAME"_s});
     for (const auto &day : agenda.days) {
-        for (const auto &entry : day.entries)
-            table.addRow({toQDateTime(entry.date)
-                              .toTimeZone(context.calendar.zone())
-                              .toString(u"ddd yyyy-MM-dd HH:mm"_s),
-                          shortID(entry.slotID), entry.name});
+        for (const auto &entry : day.entries) {
+            const auto wall = context.calendar.wallTime(entry.date);
+            const QString when =
+                weekdays[wall.weekday() - 1] + u' ' + dayAndMinute(wall.day, wall.hour, wall.minute);
+            table.addRow({when, shortID(entry.slotID), entry.name});
+        }
     }
     if (table.isEmpty())
         return CommandReply::done(u"Nothing fires in the next %1 days."_s.arg(days));

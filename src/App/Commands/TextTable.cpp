@@ -16,10 +16,25 @@ QString cut(const QString &text, int width)
     return text.size() <= width ? text : firstCharacters(text, width - 1) + u'…';
 }
 
+/// What nearly every cell is: ASCII words with single blanks between them.
+bool isPlainLine(const QString &text)
+{
+    char16_t before = u' ';
+    for (const QChar character : text) {
+        const char16_t unit = character.unicode();
+        if (unit < u' ' || unit > u'~' || (unit == u' ' && before == u' '))
+            return false;
+        before = unit;
+    }
+    return before != u' ';
+}
+
 } // namespace
 
 QString oneLine(const QString &text)
 {
+    if (isPlainLine(text))
+        return text;
     QString line;
     line.reserve(text.size());
     for (const QChar character : text) {
@@ -36,7 +51,8 @@ QString oneLine(const QString &text)
 
 QString localTime(Date moment, const Calendar &calendar)
 {
-    return toQDateTime(moment).toTimeZone(calendar.zone()).toString(u"yyyy-MM-dd HH:mm"_s);
+    const auto wall = calendar.wallTime(moment);
+    return dayAndMinute(wall.day, wall.hour, wall.minute);
 }
 
 TextTable::TextTable(QStringList headings)
@@ -60,12 +76,18 @@ QString TextTable::text(int columns) const
             widths[i] = std::max(widths[i], cut(row[i], widestCell).size());
     }
     QString text;
+    QString line;
     for (const auto &row : m_rows) {
-        QString line;
-        for (qsizetype i = 0; i < last; ++i)
-            line += cut(row[i], widestCell).leftJustified(widths[i] + gap);
+        line.clear();
+        qsizetype end = 0;
+        for (qsizetype i = 0; i < last; ++i) {
+            line += cut(row[i], widestCell);
+            end += widths[i] + gap;
+            line.resize(std::max(end, line.size()), u' ');
+        }
         line += row[last];
-        text += (columns > 0 ? cut(line, columns) : line) + u'\n';
+        text += columns > 0 ? cut(line, columns) : line;
+        text += u'\n';
     }
     return text;
 }
