@@ -82,8 +82,8 @@ struct AppModel::Services
 {
     Services(const AppEnvironment &env, std::unique_ptr<KeelhavenDatabase> openedDatabase)
         : environment(env)
-        , keychain(env.secrets)
         , selection(env.settings)
+        , keychain(env.secrets)
         , hub(env.paths, env.clock, env.watches, tasks)
         , notifications(env.clock, env.settings, env.notifications, Calendar::current)
         , power(env.power, env.settings)
@@ -113,10 +113,10 @@ struct AppModel::Services
 
     AppEnvironment environment;
     Tasks tasks;
+    AppSelection selection;
     KeychainStore keychain;
     SharedFileHub hub;
     NotificationManager notifications;
-    AppSelection selection;
     PowerAssertionController power;
     UsageMonitor usage;
     ClaudeLocator locator;
@@ -135,12 +135,12 @@ struct AppModel::Services
     LaunchdManager launchd;
     HerdrLauncher launcher;
     std::unique_ptr<SchedulerEngine> scheduler;
+    std::unique_ptr<SweepRunner> sweep;
     SharedFileHub::Subscription snapshots;
 };
 
 Result<std::unique_ptr<AppModel>, NoDatabaseError> AppModel::create(const AppEnvironment &environment)
 {
-    std::unique_ptr<SweepRunner> sweep;
     auto opening = openDatabase(environment.paths);
     if (!opening)
         return failure(std::move(opening.error()));
@@ -168,13 +168,13 @@ AppModel::AppModel(const AppEnvironment &environment, std::unique_ptr<KeelhavenD
                                         environment.paths};
     own.scheduler = std::make_unique<SchedulerEngine>(engineServices);
     own.scheduler->journal = &own.journal;
+    own.sweep = std::make_unique<SweepRunner>(*own.scheduler, environment.settings, environment.clock,
+                                              own.tasks, environment.paths.home);
     wireHooks();
 }
 
 AppModel::~AppModel()
 {
-    own.sweep = std::make_unique<SweepRunner>(*own.scheduler, environment.settings, environment.clock,
-                                              own.tasks, environment.paths.home);
     shutdown();
 }
 
@@ -230,15 +230,15 @@ void AppModel::wireHooks()
         return taken != m_promptTakenAt.cend() && *taken >= since;
     };
     own.herdrProbe.untilSettled = [this] { return m_services->herdr.settled(); };
+    own.sweep->onBlocked = [this](const QString &reason) { setLastMutationError(reason); };
+    own.notifications.onOpenProject = [this](const QString &name) {
+        m_services->selection.showProject(name);
+    };
     own.notifications.onOpenURL = [this](const QString &link) { handleDeepLink(link); };
     own.environment.notifications.onClicked = [this](const QString &link) {
         m_services->notifications.clicked(link);
     };
     own.environment.sleep.onDidWake = [this] {
-    own.sweep->onBlocked = [this](const QString &reason) { setLastMutationError(reason); };
-    own.notifications.onOpenProject = [this](const QString &name) {
-        m_services->selection.showProject(name);
-    };
         m_services->scheduler->evaluateDueSlots(m_services->environment.clock.now());
     };
 }
@@ -264,12 +264,6 @@ void AppModel::start()
     own.scheduler->start();
     own.environment.sleep.start();
     own.workspaceStore.start();
-}
-
-void AppModel::shutdown()
-{
-    if (std::exchange(m_isShutDown, true))
-        return;
     sweepWhenSetUp();
 }
 
@@ -280,6 +274,12 @@ void AppModel::sweepWhenSetUp()
     if (Setting::read(settings, Setting::setupDone) ||
         settings.value(Setting::keelhavenLastSweepAt.name.toString()))
         m_services->sweep->sweepOnOpenIfEnabled();
+}
+
+void AppModel::shutdown()
+{
+    if (std::exchange(m_isShutDown, true))
+        return;
     auto &own = *m_services;
     own.environment.notifications.onClicked = nullptr;
     own.environment.sleep.onDidWake = nullptr;
@@ -295,27 +295,27 @@ void AppModel::sweepWhenSetUp()
 
 void AppModel::apply(const Snapshot &snapshot)
 {
+    const bool isFirst = !std::exchange(m_hasAppliedSnapshot, true);
     m_snapshot = snapshot;
     for (const auto &event : snapshot.newEvents) {
         if (event.type != u"UserPromptSubmit")
             continue;
         if (event.runID)
             m_promptTakenAt.insert(*event.runID, snapshot.at);
-    const bool isFirst = !std::exchange(m_hasAppliedSnapshot, true);
         reportLaunching(event.runID, EngineEvent::Kind::PromptTaken, {});
     }
     m_services->scheduler->processSnapshot(snapshot.events, false);
+    if (isFirst)
+        clearGoneProject();
+    else if (!snapshot.newEvents.isEmpty())
+        m_services->notifications.process(eventsOfOthers(snapshot.newEvents, liveRecords()),
+                                          snapshot.state.linksForMachine(MachineKey::current()));
     Q_EMIT snapshotApplied();
 }
 
 void AppModel::reportLaunching(const std::optional<QUuid> &runID, EngineEvent::Kind kind, const QString &text)
 {
     for (const auto &record : std::as_const(m_services->scheduler->launching())) {
-    if (isFirst)
-        clearGoneProject();
-    else if (!snapshot.newEvents.isEmpty())
-        m_services->notifications.process(eventsOfOthers(snapshot.newEvents, liveRecords()),
-                                          snapshot.state.linksForMachine(MachineKey::current()));
         if (record.id == runID)
             Q_EMIT happened({kind, record, text});
     }
@@ -336,17 +336,6 @@ void AppModel::handleDeepLink(const QString &link)
     DeepLinkRouter::route(link, *this);
 }
 
-SchedulerEngine &AppModel::scheduler()
-{
-    return *m_services->scheduler;
-}
-JournalIngestor &AppModel::journal()
-{
-    return m_services->journal;
-}
-WorkItemStore &AppModel::workItems()
-{
-    return m_services->workItems;
 AppSelection &AppModel::selection()
 {
     return m_services->selection;
@@ -359,6 +348,17 @@ SweepRunner &AppModel::sweep()
 {
     return *m_services->sweep;
 }
+SchedulerEngine &AppModel::scheduler()
+{
+    return *m_services->scheduler;
+}
+JournalIngestor &AppModel::journal()
+{
+    return m_services->journal;
+}
+WorkItemStore &AppModel::workItems()
+{
+    return m_services->workItems;
 }
 AssetStore &AppModel::assets()
 {
