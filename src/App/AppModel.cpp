@@ -25,6 +25,7 @@
 #include "Scheduler/PowerAssertionController.h"
 #include "Scheduler/SchedulerEngine.h"
 #include "Scheduler/SweepRunner.h"
+#include "Scheduler/Usage/ClaudeUsageAPI.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "Ships/WorkItemStore.h"
@@ -87,6 +88,8 @@ struct AppModel::Services
         , hub(env.paths, env.clock, env.watches, tasks)
         , notifications(env.clock, env.settings, env.notifications, Calendar::current)
         , power(env.power, env.settings)
+        , claudeSignIn(keychain, env.clock, env.paths.claudeSignInFile())
+        , claudeUsage(env.http, claudeSignIn, env.clock)
         , usage(env.clock, tasks, env.paths.claudeJSON())
         , locator(env.processes, env.settings, env.paths.home)
         , codexUsage(locator, env.children, env.clock, tasks)
@@ -118,6 +121,8 @@ struct AppModel::Services
     SharedFileHub hub;
     NotificationManager notifications;
     PowerAssertionController power;
+    ClaudeSignIn claudeSignIn;
+    ClaudeUsageAPI claudeUsage;
     UsageMonitor usage;
     ClaudeLocator locator;
     CodexUsageMonitor codexUsage;
@@ -258,6 +263,7 @@ void AppModel::start()
     own.usage.tokensBetween = [this](Date from, Date to) {
         return tokensBetween(*m_services->database, from, to);
     };
+    own.usage.fetchLive = [this] { return m_services->claudeUsage.fetchFromAPI(); };
     own.usage.start();
     own.workItems.load(own.environment.clock.now());
     own.assets.resume();
@@ -326,6 +332,11 @@ void AppModel::settingChanged(const QString &key)
     auto &own = *m_services;
     if (key == Setting::keepMacAwake.name || key == Setting::preventMacLockScreen.name)
         own.power.readSettings();
+    // A gate that is opened lets held runs start now.
+    if (m_started &&
+        (key == Setting::schedulerSessionCapPercent.name || key == Setting::schedulerPaceGuardEnabled.name ||
+         key == Setting::schedulerPaceSlack.name))
+        own.scheduler->reconsiderHeld();
     // A higher cap lets waiting runs start now.
     if (m_started && key == Setting::schedulerConcurrencyCap.name)
         own.scheduler->evaluateDueSlots(own.environment.clock.now());

@@ -45,6 +45,7 @@ CommandContext ControlService::context(const ControlCaller &caller)
             .calendar = Calendar::current(),
             .databaseError = m_model.databaseError(),
             .openLink = [this](const QString &link) { m_model.handleDeepLink(link); },
+            .usage = &m_model.usage(),
             .model = &m_model};
 }
 

@@ -2,7 +2,9 @@
 
 #include "App/Commands/TextTable.h"
 #include "Platform/Files.h"
+#include "Platform/Tasks.h"
 #include "Platform/Text.h"
+#include "Scheduler/Usage/UsageTexts.h"
 #include "Store/SQLite/KeelhavenDatabase.h"
 
 #include <algorithm>
@@ -145,6 +147,44 @@ QCoro::Task<DoctorCheck> signedIn(DoctorServices services, QString path)
         u"not signed in: Claude sessions stop at their sign-in screen. Run \"claude\" once and sign in."_s);
 }
 
+QCoro::Task<std::optional<UsageSnapshot>> lastMeters(DoctorServices services)
+{
+    if (services.usage)
+        co_return std::optional<UsageSnapshot>(services.usage());
+    // Claude Code's file may have tens of megabytes.
+    const auto work = [path = services.paths.claudeJSON()] {
+        const auto bytes = readFile(path);
+        return bytes ? UsageSnapshot::parse(*bytes) : std::nullopt;
+    };
+    const auto snapshot = co_await onPool(work);
+    co_return std::optional<UsageSnapshot>(snapshot);
+}
+
+QCoro::Task<DoctorCheck> usageMeters(DoctorServices services)
+{
+    const QString name = u"usage meters"_s;
+    const QString cure = u" \"keelhaven usage --refresh\" asks Claude now."_s;
+    const auto snapshot = co_await lastMeters(services);
+    if (!snapshot)
+        co_return bad(
+            name,
+            u"nothing is known (~/.claude.json): scheduled runs start even when a limit is near."_s + cure);
+    QStringList meters;
+    for (const auto &meter : snapshot->meters)
+        meters.append(u"%1 %2%"_s.arg(meter.label()).arg(meter.percent));
+    const Date now = services.clock.now();
+    const QString known = meters.join(u", "_s);
+    if (UsageTexts::notice(snapshot, now)) {
+        const QString age = snapshot->fetchedAt == distantPast
+                                ? u"at a time that is not known"_s
+                                : UsageTexts::age(snapshot->fetchedAt, now) + u" ago"_s;
+        co_return bad(name, u"%1, read %2: too old, so scheduled runs start even when a limit is near."_s.arg(
+                                known, age) +
+                                cure);
+    }
+    co_return good(name, u"%1, read %2 ago"_s.arg(known, UsageTexts::age(snapshot->fetchedAt, now)));
+}
+
 QCoro::Task<DoctorCheck> terminalHost(DoctorServices services)
 {
     const QString name = u"terminal host"_s;
@@ -196,6 +236,8 @@ QCoro::Task<QList<DoctorCheck>> Doctor::examine(DoctorServices services)
         const auto session = co_await signedIn(services, path);
         checks.append(session);
     }
+    const auto meters = co_await usageMeters(services);
+    checks.append(meters);
     auto codex = co_await tool(services, path, u"codex"_s, u"--version"_s, u"no Codex agent can run."_s);
     codex.isEssential = !codex.ok && !claude.ok;
     checks.append(codex);

@@ -4,6 +4,8 @@
 #include "Herdr/HerdrProbe.h"
 #include "Platform/ChosenSecretStore.h"
 #include "Platform/ClaudeLocator.h"
+#include "Platform/Clock.h"
+#include "Scheduler/Usage/UsageSnapshot.h"
 
 namespace Keelhaven {
 
@@ -38,10 +40,14 @@ struct DoctorServices
     ClaudeLocator &locator;
     HerdrProbe &herdr;
     ChosenSecretStore &secrets;
+    Clock &clock;
     /// Whether this build carries a terminal host that the next start puts in place.
     bool hasBundledHost = false;
     /// The database of the running instance: nothing without one, else the error it fell back with, if any.
     std::optional<std::optional<QString>> instanceDatabase = {};
+    /// The usage meters that the running instance last read; unset without one, which leaves Claude Code's
+    /// file.
+    std::function<std::optional<UsageSnapshot>()> usage = {};
     /// Looks for the services of the machine that Keelhaven can do without, if this is set.
     std::function<QCoro::Task<QList<DoctorCheck>>()> machine = {};
 };

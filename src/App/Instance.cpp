@@ -9,6 +9,7 @@
 #include "App/Machine.h"
 #include "App/QuitSignals.h"
 #include "Notifications/DeepLink.h"
+#include "Scheduler/Usage/UsageMonitor.h"
 #include "Store/DatabaseOpening.h"
 
 #include <QCoreApplication>
@@ -48,6 +49,7 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     ControlServer server(instance->listener(), machine.clock);
     DoctorServices doctor = machine.doctor((*model)->herdrProbe());
     doctor.instanceDatabase = (*model)->databaseError();
+    doctor.usage = [&model] { return (*model)->usage().snapshot(); };
     ControlService service(server, **model, doctor);
     (*model)->start();
     auto front = buildFront ? buildFront(**model, machine) : nullptr;

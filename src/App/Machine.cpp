@@ -44,6 +44,7 @@ DoctorServices Machine::doctor(HerdrProbe &probe)
             .locator = locator,
             .herdr = probe,
             .secrets = secrets,
+            .clock = clock,
             .hasBundledHost = !bundledHost.isEmpty(),
             .machine = [this] { return services(); }};
 }

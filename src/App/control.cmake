@@ -15,6 +15,7 @@ set(KEELHAVEN_APP_CONTROL
     Commands/SweepCommand.cpp
     Commands/TemplateCommands.cpp
     Commands/TextTable.cpp
+    Commands/UsageCommand.cpp
     Commands/WatchCommand.cpp
     ControlAddress.cpp
     ControlConnection.cpp

@@ -12,6 +12,7 @@ namespace Keelhaven {
 class AppModel;
 class SchedulerEngine;
 class SettingsStore;
+class UsageMonitor;
 
 /// A run that was queued and has not ended. Between leaving the queue and being live, and while its session
 /// is being closed, it stands in no list of the engine.
@@ -46,7 +47,8 @@ struct CommandContext
     std::function<void(const QString &)> openLink = {};
     /// Standard input; nothing as long as the command has not asked for it.
     std::optional<QByteArray> input = {};
-    AppModel *model = nullptr; ///< for what is not above; never null in the running instance
+    UsageMonitor *usage = nullptr; ///< never null in the running instance
+    AppModel *model = nullptr;     ///< for what is not above; never null in the running instance
 };
 
 /// What a command answers: texts for the caller's two streams and the exit status.

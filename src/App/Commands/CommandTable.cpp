@@ -9,6 +9,7 @@
 #include "App/Commands/SettingsCommands.h"
 #include "App/Commands/SweepCommand.h"
 #include "App/Commands/TemplateCommands.h"
+#include "App/Commands/UsageCommand.h"
 
 namespace Keelhaven {
 
@@ -97,6 +98,15 @@ std::span<const CommandSpec> commandTable()
          .summary = u"Show what runs, what waits and what fires next",
          .options = {},
          .run = RunCommands::status},
+        {.path = u"usage",
+         .summary = u"Show Claude's usage meters and whether they hold scheduled runs back",
+         .options = {{.name = u"refresh",
+                      .form = Flag,
+                      .help = u"Ask Claude now, with Claude Code's own sign-in"}},
+         .kind = CommandKind::Task,
+         .runTask = UsageCommand::usage,
+         .notes = u"Without --refresh it shows what Claude Code last read, with an estimate of what runs have "
+                  u"used since. Runs by hand are never held back."},
         {.path = u"watch",
          .summary = u"Print what happens as it happens, until interrupted",
          .options = {{.name = u"until-run-ends",
