@@ -164,7 +164,7 @@ AppModel::AppModel(const AppEnvironment &environment, std::unique_ptr<KeelhavenD
                                         own.power,
                                         own.notifications,
                                         own.usage,
-                                        own.launcher,
+                                        launcher(),
                                         environment.clock,
                                         environment.settings,
                                         environment.processes,
@@ -393,7 +393,8 @@ HerdrLocator &AppModel::herdrLocator()
 }
 RunLauncher &AppModel::launcher()
 {
-    return m_services->launcher;
+    auto *standIn = m_services->environment.launcher;
+    return standIn ? *standIn : m_services->launcher;
 }
 KeychainStore &AppModel::keychain()
 {

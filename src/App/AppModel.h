@@ -49,6 +49,8 @@ struct AppEnvironment
     class SecretStore &secrets;
     class HttpClient &http;
     class ChildProcessFactory &children;
+    /// Stands in for the terminal host's launcher; null for that one. Outlives the model.
+    RunLauncher *launcher = nullptr;
 };
 
 /// The composition root: builds every service exactly once, owns them for the life of the process and wires
