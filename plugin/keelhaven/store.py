@@ -3,6 +3,8 @@ import json
 from dataclasses import dataclass
 from pathlib import Path
 
+MAX_FILE_BYTES = 64 * 1024 * 1024  # the application reads no larger one either
+
 
 @dataclass(frozen=True)
 class Config:
@@ -17,9 +19,12 @@ def load_config():
 
 
 def read_object(path):
-    """The JSON object in the file at `path`; an empty one when there is no file, no JSON or no object in it."""
+    """The JSON object in the file at `path`; an empty one when there is no file, no JSON or no object in it, or it is
+    larger than MAX_FILE_BYTES."""
     try:
-        value = json.loads(path.read_bytes())
+        with path.open("rb") as file:
+            data = file.read(MAX_FILE_BYTES + 1)
+        value = json.loads(data) if len(data) <= MAX_FILE_BYTES else None
     except (OSError, ValueError, RecursionError):
         return {}
     return value if isinstance(value, dict) else {}

@@ -44,6 +44,12 @@ class AnalysisServiceTest(unittest.TestCase):
                     (self.cache / "state.json").write_text(text)
                 self.assertEqual(self.ask("GET", "/api/view"), (200, {"projects": []}))
 
+    def test_file_that_is_too_large_is_not_read(self):
+        for surplus, names in [(0, ["a"]), (1, [])]:
+            text = '{"projects": {"a": {}}}'
+            (self.cache / "state.json").write_text(text + " " * (store.MAX_FILE_BYTES - len(text) + surplus))
+            self.assertEqual([project["name"] for project in self.ask("GET", "/api/view")[1]["projects"]], names)
+
     def test_view_joins_state_and_context_in_board_order(self):
         projects = {"b": {"display": "Bee", "repos": {"o/b": {}}, "commits_today": 2}, "a": {"repos": 1}}
         (self.cache / "state.json").write_text(json.dumps({"projects": projects, "project_order": ["a", "gone", 4]}))
