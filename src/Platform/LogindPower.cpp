@@ -29,6 +29,13 @@ const std::array<Keeper, 2> &keepers()
     return known;
 }
 
+/// Newer policies would ask for a password, older ones say no.
+bool isPolicy(const QString &error)
+{
+    return error == u"org.freedesktop.DBus.Error.AccessDenied" ||
+           error == u"org.freedesktop.DBus.Error.InteractiveAuthorizationRequired";
+}
+
 QVariantList keeperArguments(std::size_t keeper, const QString &reason)
 {
     constexpr quint32 noWindow = 0;
@@ -130,12 +137,13 @@ void LogindPower::askLogind(std::uint32_t id, const QString &what)
             asking->isTaken = true;
             asking->descriptor = reply.arguments().value(0).value<QDBusUnixFileDescriptor>();
             m_refusal.clear();
-            return;
+            m_isAgainstIdleOnly = !what.contains(u':');
+            return tellChange();
         }
         m_refusal = reply.errorMessage();
         // Outside a session of the seat the policy allows to hold off the idle sleep only, which is the one
         // that matters.
-        if (what.contains(u':') && reply.errorName() == u"org.freedesktop.DBus.Error.AccessDenied")
+        if (what.contains(u':') && isPolicy(reply.errorName()))
             askLogind(id, u"idle"_s);
     });
 }
@@ -151,10 +159,12 @@ void LogindPower::askKeeper(std::uint32_t id, std::size_t keeper)
         const auto cookie = reply.arguments().value(0).toUInt();
         if (Request *asking = current(id, attempt)) {
             asking->isTaken = isGiven;
-            if (isGiven)
+            if (isGiven) {
                 asking->cookie = {keeper, cookie};
-            else if (keeper + 1 < keepers().size())
+                tellChange();
+            } else if (keeper + 1 < keepers().size()) {
                 askKeeper(id, keeper + 1);
+            }
         } else if (isGiven) {
             giveBack(keeper, cookie);
         }
@@ -179,6 +189,13 @@ void LogindPower::onLost(Hold hold)
         request.isTaken = false;
         request.cookie.reset();
     }
+    tellChange();
+}
+
+void LogindPower::tellChange() const
+{
+    if (onChanged)
+        onChanged();
 }
 
 void LogindPower::onOwnerChanged(const QString &service, bool hasOwner)
@@ -193,6 +210,7 @@ void LogindPower::onOwnerChanged(const QString &service, bool hasOwner)
     }
     if (hasOwner)
         askAll(hold);
+    tellChange();
 }
 
 QCoro::Task<ServiceStatus> LogindPower::examine() const
@@ -206,12 +224,19 @@ QCoro::Task<ServiceStatus> LogindPower::examine() const
     if (!refusal.isEmpty())
         co_return ServiceStatus{
             false, u"login1 gives no hold (%1): the machine may go to sleep during a run."_s.arg(refusal)};
+    const QString held =
+        m_isAgainstIdleOnly
+            ? u"login1, only against falling asleep when idle: whoever sends the machine to sleep stops the runs"_s
+            : u"login1"_s;
     for (const auto &keeper : keepers()) {
         const bool hasKeeper = co_await session.offers(keeper.service);
         if (hasKeeper)
-            co_return ServiceStatus{true, u"login1; %1 keeps the display on"_s.arg(keeper.service)};
+            co_return ServiceStatus{true, u"%1; %2 keeps the display on"_s.arg(held, keeper.service)};
     }
-    co_return ServiceStatus{true, u"login1; nothing here can keep the display on"_s};
+    co_return ServiceStatus{
+        true,
+        u"%1; no screen saver or GNOME session on the session bus: the display may go dark and lock"_s.arg(
+            held)};
 }
 
 } // namespace Keelhaven

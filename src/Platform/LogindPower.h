@@ -25,7 +25,7 @@ public:
     void drop(std::uint32_t id) override;
 
     /// Whether the service that runs now has given the hold.
-    [[nodiscard]] bool isTaken(std::uint32_t id) const;
+    [[nodiscard]] bool isTaken(std::uint32_t id) const override;
     [[nodiscard]] QCoro::Task<ServiceStatus> examine() const;
 
 private:
@@ -47,13 +47,15 @@ private:
     void askAll(Hold hold);
     void onOwnerChanged(const QString &service, bool hasOwner);
     void onLost(Hold hold);
+    void tellChange() const;
     [[nodiscard]] Request *current(std::uint32_t id, int attempt);
 
     MessageBus &m_system;
     MessageBus &m_session;
     std::map<std::uint32_t, Request> m_requests;
     std::uint32_t m_lastID = 0;
-    QString m_refusal; ///< why login1 gave the last hold not
+    QString m_refusal;                ///< why login1 gave the last hold not
+    bool m_isAgainstIdleOnly = false; ///< login1 allowed no more
 };
 
 } // namespace Keelhaven

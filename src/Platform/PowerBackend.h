@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <cstdint>
+#include <functional>
 
 namespace Keelhaven {
 
@@ -13,10 +14,16 @@ public:
 
     virtual ~PowerBackend() = default;
 
-    /// A non-zero id of the hold, or 0 when none could be taken. Never waits: the id may stand for a hold that
-    /// is still being asked for, and that is taken again whenever the service that keeps it starts anew.
+    /// A non-zero id of the hold, or 0 when none could be taken. Never waits: the id may stand for a hold
+    /// that is still being asked for, and that is taken again whenever the service that keeps it starts anew.
     [[nodiscard]] virtual std::uint32_t take(Hold hold, const QString &reason) = 0;
     virtual void drop(std::uint32_t id) = 0;
+
+    /// Whether the hold stands now: the service that keeps it may not have answered yet, may have refused, or
+    /// may be gone.
+    [[nodiscard]] virtual bool isTaken(std::uint32_t id) const { return id != 0; }
+    /// Runs on the main loop when isTaken() of some hold has changed by itself.
+    std::function<void()> onChanged;
 };
 
 /// The answer where no power manager exists: no hold.

@@ -133,7 +133,12 @@ QCoro::Task<ServiceStatus> SystemdJobManager::examine() const
     if (!answers)
         co_return ServiceStatus{false,
                                 u"no systemd user manager answers: agents fire only while Keelhaven runs."_s};
-    co_return ServiceStatus{true, u"systemd starts Keelhaven at the firing times of its agents"_s};
+    const auto lingers = co_await m_manager.lingers();
+    if (lingers.value_or(true))
+        co_return ServiceStatus{true, u"systemd starts Keelhaven at the firing times of its agents"_s};
+    co_return ServiceStatus{
+        true,
+        u"systemd starts Keelhaven at the firing times of its agents, but only while you are logged in; \"loginctl enable-linger\" changes that"_s};
 }
 
 } // namespace Keelhaven

@@ -2,6 +2,8 @@
 
 #include "Platform/Files.h"
 
+#include <unistd.h>
+
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
@@ -26,6 +28,19 @@ QCoro::Task<bool> SystemdUserManager::answers() const
     const QStringList words{u"show-environment"_s};
     const ProcessResult result = co_await call(words);
     co_return result.succeeded();
+}
+
+QCoro::Task<std::optional<bool>> SystemdUserManager::lingers() const
+{
+    ProcessRunner *const processes = m_processes;
+    ProcessSpec spec;
+    spec.program = u"loginctl"_s;
+    spec.arguments = QStringList{u"show-user"_s, QString::number(::getuid()), u"--property=Linger"_s};
+    const ProcessResult result = co_await processes->run(spec);
+    const QByteArray answer = result.output.trimmed();
+    if (!result.succeeded() || (answer != "Linger=yes" && answer != "Linger=no"))
+        co_return std::nullopt;
+    co_return answer == "Linger=yes";
 }
 
 QCoro::Task<bool> SystemdUserManager::owns(QString unit) const

@@ -22,6 +22,9 @@ public:
     /// of the user's real one, and must leave that one's unit of the same name alone.
     [[nodiscard]] QCoro::Task<bool> owns(QString unit) const;
 
+    /// Whether the manager runs while the user is logged out, too. Nothing when nobody can tell.
+    [[nodiscard]] QCoro::Task<std::optional<bool>> lingers() const;
+
     /// "systemctl --user" with these words.
     [[nodiscard]] QCoro::Task<ProcessResult> call(QStringList words) const;
 

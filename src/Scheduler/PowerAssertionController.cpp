@@ -18,6 +18,7 @@ PowerAssertionController::PowerAssertionController(PowerBackend &backend, Settin
     , m_preventLockScreen(settings.flag(lockScreenKey))
     , m_keepAwake(settings.flag(keepAwakeKey))
 {
+    m_backend.onChanged = [this] { Q_EMIT changed(); };
     if (m_keepAwake)
         hold(userHolder);
     applyLockScreen();
@@ -25,6 +26,7 @@ PowerAssertionController::PowerAssertionController(PowerBackend &backend, Settin
 
 PowerAssertionController::~PowerAssertionController()
 {
+    m_backend.onChanged = nullptr;
     if (m_assertionID != 0)
         m_backend.drop(m_assertionID);
     if (m_displayAssertionID != 0)

@@ -31,11 +31,11 @@ public:
     /// Takes the switches as the settings hold them now.
     void readSettings();
 
-    /// Ids of the holds, 0 when none.
+    /// Ids of the holds, 0 when none. A hold that was asked for may still be refused.
     [[nodiscard]] std::uint32_t assertionID() const { return m_assertionID; }
     [[nodiscard]] std::uint32_t displayAssertionID() const { return m_displayAssertionID; }
-    [[nodiscard]] bool isHeld() const { return m_assertionID != 0; }
-    [[nodiscard]] bool isDisplayHeld() const { return m_displayAssertionID != 0; }
+    [[nodiscard]] bool isHeld() const { return m_backend.isTaken(m_assertionID); }
+    [[nodiscard]] bool isDisplayHeld() const { return m_backend.isTaken(m_displayAssertionID); }
     [[nodiscard]] const std::set<QString> &holders() const { return m_holders; }
 
 Q_SIGNALS:

@@ -14,7 +14,8 @@ using namespace std::chrono_literals;
 
 const QString screenSaver = u"org.freedesktop.ScreenSaver"_s;
 const QString gnome = u"org.gnome.SessionManager"_s;
-const QString denied = u"org.freedesktop.DBus.Error.AccessDenied"_s;
+const QStringList policyErrors{u"org.freedesktop.DBus.Error.AccessDenied"_s,
+                               u"org.freedesktop.DBus.Error.InteractiveAuthorizationRequired"_s};
 
 /// login1 as it behaves: a hold lasts while the other end of its pipe is open.
 class StandInLogind : public StandInService
@@ -29,7 +30,7 @@ public:
             EXPECT_EQ(call.member(), u"Inhibit");
             EXPECT_EQ(call.signature(), u"ssss");
             if (refused.contains(call.arguments().value(0).toString()))
-                return denied;
+                return error;
             int ends[2];
             if (::pipe2(ends, O_CLOEXEC) != 0)
                 return u"org.example.Error.NoPipe"_s;
@@ -55,6 +56,7 @@ public:
     }
 
     QStringList refused;
+    QString error = policyErrors.first();
 
 private:
     QList<int> m_holds;
@@ -123,23 +125,31 @@ TEST_F(LogindPowerTest, AHoldDroppedBeforeTheAnswerIsGivenBack)
 
 TEST_F(LogindPowerTest, TakesHoldsAgainFromANewServiceAndANewBus)
 {
-    const auto id = take(PowerBackend::Hold::System);
+    bool isHeld = false; // as a screen has it that follows the changes
+    std::uint32_t id = 0;
+    power.onChanged = [&] { isHeld = power.isTaken(id); };
+    id = take(PowerBackend::Hold::System);
     EXPECT_NE(id, 0U) << "the service may come later";
     EXPECT_FALSE(await(power.examine()).ok);
     auto logind = std::make_unique<StandInLogind>(systemDaemon);
     ASSERT_TRUE(isTakenSoon(id));
     EXPECT_EQ(await(power.examine()),
-              (ServiceStatus{true, u"login1; nothing here can keep the display on"_s}));
+              (ServiceStatus{true, u"login1; no screen saver or GNOME session on the session bus: the "
+                                   "display may go dark and lock"_s}));
 
+    EXPECT_TRUE(isHeld);
     logind = nullptr;
     ASSERT_TRUE(waitUntil([&] { return !power.isTaken(id); }));
+    EXPECT_FALSE(isHeld);
     logind = std::make_unique<StandInLogind>(systemDaemon);
     ASSERT_TRUE(isTakenSoon(id));
+    EXPECT_TRUE(isHeld);
     EXPECT_EQ(logind->holds(), 1);
 
     systemDaemon.stop();
     ASSERT_TRUE(waitUntil([&] { return !system.isConnected(); }));
     EXPECT_EQ(logind->holds(), 1) << "login1 still has it";
+    EXPECT_FALSE(isHeld);
     logind = nullptr;
     systemDaemon.start();
     logind = std::make_unique<StandInLogind>(systemDaemon);
@@ -154,10 +164,18 @@ TEST_F(LogindPowerTest, WhatThePolicyRefusesIsAskedForInPart)
 {
     StandInLogind logind(systemDaemon);
     logind.refused = {u"sleep:idle"_s};
-    const auto id = take(PowerBackend::Hold::System);
-    ASSERT_TRUE(isTakenSoon(id));
-    EXPECT_TRUE(logind.log()[1].startsWith(u"Inhibit(idle, "));
-    EXPECT_TRUE(await(power.examine()).ok);
+    for (const QString &error : policyErrors) {
+        logind.calls.clear();
+        logind.error = error;
+        const auto id = take(PowerBackend::Hold::System);
+        ASSERT_TRUE(isTakenSoon(id));
+        EXPECT_TRUE(logind.log()[1].startsWith(u"Inhibit(idle, "));
+    }
+    EXPECT_EQ(
+        await(power.examine()),
+        (ServiceStatus{true, u"login1, only against falling asleep when idle: whoever sends the machine "
+                             "to sleep stops the runs; no screen saver or GNOME session on the session "
+                             "bus: the display may go dark and lock"_s}));
     logind.refused.append(u"idle"_s);
     const auto refused = take(PowerBackend::Hold::System);
     ASSERT_TRUE(waitUntil([&] { return logind.calls.size() == 4; }));

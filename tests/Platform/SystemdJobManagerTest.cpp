@@ -7,6 +7,7 @@
 #include "Support/VirtualClock.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <gtest/gtest.h>
 
@@ -26,6 +27,8 @@ protected:
     SystemdJobManagerTest()
     {
         processes.answer = [this](const ProcessSpec &spec) -> std::optional<ProcessResult> {
+            if (spec.program == u"loginctl")
+                return linger.isEmpty() ? ProcessResult() : FakeProcessRunner::exited(0, linger);
             EXPECT_EQ(spec.program, u"systemctl");
             EXPECT_EQ(spec.arguments.value(0), u"--user");
             const QString verb = spec.arguments.value(1);
@@ -68,6 +71,7 @@ protected:
     bool hasManager = true;
     bool isActive = false;
     QString broken;
+    QByteArray linger; ///< what loginctl says; it is not there while this is empty
     QString loadedFrom = timerFile;
     SystemdJobManager jobs{processes, home.path(u".config"_s), command};
 };
@@ -129,7 +133,15 @@ TEST_F(SystemdJobManagerTest, WithoutAManagerNothingIsWritten)
         (ServiceStatus{false, u"no systemd user manager answers: agents fire only while Keelhaven runs."_s}));
     hasManager = true;
     EXPECT_EQ(schedule({nine}), taken) << "it may come later";
-    EXPECT_TRUE(await(jobs.examine()).ok);
+    const QString runs = u"systemd starts Keelhaven at the firing times of its agents"_s;
+    for (const QByteArray &said : {"", "Linger=yes\n", "Linger=no\n"}) {
+        linger = said;
+        const bool isLimited = said.contains("no");
+        EXPECT_EQ(await(jobs.examine()),
+                  (ServiceStatus{true, isLimited ? runs + u", but only while you are logged in; \"loginctl "
+                                                          "enable-linger\" changes that"_s
+                                                 : runs}));
+    }
     // A manager that has gone cannot be told, but its files can go.
     hasManager = false;
     const QString link =
@@ -208,6 +220,42 @@ TEST(SystemdUnitTest, CalendarMomentsMeanWhatTheEntriesSay)
         if (said) {
             EXPECT_TRUE(said->first && said->second.contains(next)) << said->second.toStdString();
         }
+    }
+}
+
+/// The moments of 2027 in UTC at which systemd starts the service, with a table of the moments that an entry
+/// names, worked out minute by minute.
+TEST(SystemdUnitTest, AYearOfATimerHasExactlyTheMinutesOfItsEntries)
+{
+    const TestHome home;
+    const QList<CalendarEntry> entries{monday,
+                                       once,
+                                       {{u"Month"_s, 2}, {u"Day"_s, 29}, {u"Hour"_s, 7}, {u"Minute"_s, 0}},
+                                       {{u"Weekday"_s, 0}, {u"Hour"_s, 0}, {u"Minute"_s, 0}},
+                                       {{u"Hour"_s, 23}, {u"Minute"_s, 59}}};
+    for (const auto &entry : entries) {
+        const QString text = SystemdJobManager::onCalendar(entry);
+        SCOPED_TRACE(text.toStdString());
+        QStringList expected;
+        const QDateTime start(QDate(2027, 1, 1), QTime(0, 0), Qt::UTC);
+        for (QDateTime at = start; at.date().year() == 2027; at = at.addSecs(60)) {
+            const auto matches = [&](const QString &part, int value) {
+                return entry.value(part, value) == value;
+            };
+            if (matches(u"Month"_s, at.date().month()) && matches(u"Day"_s, at.date().day()) &&
+                matches(u"Weekday"_s, at.date().dayOfWeek() % 7) && matches(u"Hour"_s, at.time().hour()) &&
+                matches(u"Minute"_s, at.time().minute()))
+                expected.append(at.toString(u"yyyy-MM-dd HH:mm:ss"_s));
+        }
+        const auto said = analyze(home, {u"calendar"_s, u"--base-time=2026-12-31 23:59:59 UTC"_s,
+                                         u"--iterations=%1"_s.arg(expected.size() + 1), text});
+        if (!said)
+            GTEST_SKIP() << "no systemd-analyze here";
+        static const QRegularExpression moment(u"(?:Iter\\. #\\d+|Next elapse): \\w+ (2027-\\S+ \\S+) UTC"_s);
+        QStringList told;
+        for (auto found = moment.globalMatch(said->second); found.hasNext();)
+            told.append(found.next().captured(1));
+        EXPECT_EQ(told, expected) << said->second.left(500).toStdString();
     }
 }
 

@@ -15,6 +15,7 @@ class FakePower : public PowerBackend
 public:
     QMap<std::uint32_t, QString> held;
     bool broken = false;
+    bool refuses = false; ///< later than it is asked
 
     std::uint32_t take(Hold hold, const QString &reason) override
     {
@@ -24,6 +25,7 @@ public:
         return m_last;
     }
     void drop(std::uint32_t id) override { EXPECT_EQ(held.remove(id), 1); }
+    [[nodiscard]] bool isTaken(std::uint32_t id) const override { return !refuses && held.contains(id); }
 
 private:
     std::uint32_t m_last = 0;
@@ -94,6 +96,28 @@ TEST(PowerAssertionController, AFailedHoldIsTriedAgainByTheNextHolder)
     controller.hold(u"run-1"_s);
     EXPECT_TRUE(controller.isHeld());
     controller.release(u"run-1"_s);
+    EXPECT_TRUE(power.held.isEmpty());
+}
+
+TEST(PowerAssertionController, WhatIsRefusedLaterIsNotCalledHeld)
+{
+    FakePower power;
+    MemorySettings settings;
+    PowerAssertionController controller(power, settings);
+    int changes = 0;
+    QObject::connect(&controller, &PowerAssertionController::changed, &controller, [&] { ++changes; });
+    controller.hold(u"run-1"_s);
+    controller.setPreventLockScreen(true);
+    EXPECT_TRUE(controller.isHeld() && controller.isDisplayHeld());
+    power.refuses = true;
+    changes = 0;
+    power.onChanged();
+    EXPECT_EQ(changes, 1);
+    EXPECT_FALSE(controller.isHeld() || controller.isDisplayHeld());
+    power.refuses = false;
+    EXPECT_TRUE(controller.isHeld()) << "it was taken again when the service came back";
+    controller.release(u"run-1"_s);
+    controller.setPreventLockScreen(false);
     EXPECT_TRUE(power.held.isEmpty());
 }
 
