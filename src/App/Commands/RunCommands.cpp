@@ -37,6 +37,55 @@ QString described(const RunRecord &record)
     return u"run %1 of \"%2\""_s.arg(shortID(record.id), oneLine(record.slotName));
 }
 
+/// Why the run has no session that a person could be given, now or again.
+std::optional<QString> notResumable(const FoundRun &run)
+{
+    switch (run.place) {
+    case RunPlace::Queued:
+        return u"The %1 has not started yet."_s.arg(described(run.record));
+    case RunPlace::Launching:
+        return u"The %1 is just being launched; try again once it is live."_s.arg(described(run.record));
+    case RunPlace::Ending:
+        return u"The %1 is just ending; try again once it has."_s.arg(described(run.record));
+    case RunPlace::Live:
+    case RunPlace::Finished:
+        break;
+    }
+    return std::nullopt;
+}
+
+/// The run that carries on the conversation of `run`: itself, or one that is live or on its way.
+FoundRun carrierOf(const FoundRun &run, const CommandContext &context)
+{
+    if (run.place == RunPlace::Live)
+        return run;
+    const auto session = run.record.sessionID;
+    for (const auto &other : allRuns(context)) {
+        const bool isOver = other.place == RunPlace::Finished || other.place == RunPlace::Ending;
+        if (!isOver && (other.record.sessionID == session || other.record.resumeSessionID == session))
+            return other;
+    }
+    return run;
+}
+
+CommandReply setHidden(const Arguments &arguments, const CommandContext &context, bool isHidden)
+{
+    const auto run = findRun(context, arguments.operand());
+    if (!run)
+        return CommandReply::refused(run.error());
+    if (run->place != RunPlace::Finished)
+        return CommandReply::refused(
+            u"The %1 has not ended; only finished runs can be hidden."_s.arg(described(run->record)));
+    context.engine.setHidden(run->record.id, isHidden);
+    if (arguments.wantsJSON()) {
+        const auto now = findRun(context, uuidText(run->record.id));
+        return CommandReply::json(encodeRecord(now ? now->record : run->record), context);
+    }
+    const QString what = isHidden ? u"Hid the %1; \"keelhaven runs list --all\" still lists it."_s
+                                  : u"The %1 shows in lists again."_s;
+    return CommandReply::done(what.arg(described(run->record)));
+}
+
 } // namespace
 
 std::optional<QString> checkLimit(QStringView text)
@@ -140,6 +189,58 @@ CommandReply stop(const Arguments &arguments, const CommandContext &context)
     const QString what =
         run->place == RunPlace::Queued ? u"Took the %1 out of the queue."_s : u"Stopping the %1."_s;
     return CommandReply::done(what.arg(described(run->record)));
+}
+
+CommandReply resume(const Arguments &arguments, const CommandContext &context)
+{
+    const auto run = findRun(context, arguments.operand());
+    if (!run)
+        return CommandReply::refused(run.error());
+    if (const auto reason = notResumable(*run))
+        return CommandReply::refused(*reason);
+    // A second session would go on with the same conversation behind the first one's back.
+    if (context.engine.parked().contains(run->record.id))
+        return CommandReply::refused(
+            u"The session of the %1 is still open; \"keelhaven attach %2\" joins it."_s.arg(
+                described(run->record), shortID(run->record.id)));
+    if (const auto reason = context.engine.resume(run->record.id))
+        return CommandReply::refused(*reason);
+    const FoundRun carrier = carrierOf(*run, context);
+    if (arguments.wantsJSON())
+        return CommandReply::json(encodeRecord(carrier.record), context);
+    const QString what = carrier.place == RunPlace::Live ? u"The session of the %1 is live and now yours"_s
+                                                         : u"A session for you is on its way as the %1"_s;
+    return CommandReply::done(what.arg(described(carrier.record)) +
+                              u"; \"keelhaven attach %1\" joins it."_s.arg(shortID(carrier.record.id)));
+}
+
+CommandReply takeOver(const Arguments &arguments, const CommandContext &context)
+{
+    const auto run = findRun(context, arguments.operand());
+    if (!run)
+        return CommandReply::refused(run.error());
+    if (run->place == RunPlace::Finished)
+        return CommandReply::refused(
+            u"The %1 has ended already; \"keelhaven runs resume %2\" picks its conversation up."_s.arg(
+                described(run->record), shortID(run->record.id)));
+    if (const auto reason = notResumable(*run))
+        return CommandReply::refused(*reason);
+    context.engine.takeOver(run->record.id);
+    if (arguments.wantsJSON())
+        return CommandReply::json(encodeRecord(run->record), context);
+    return CommandReply::done(
+        u"The %1 is yours now and goes on without Keelhaven's help; \"keelhaven attach %2\" joins it."_s.arg(
+            described(run->record), shortID(run->record.id)));
+}
+
+CommandReply hide(const Arguments &arguments, const CommandContext &context)
+{
+    return setHidden(arguments, context, true);
+}
+
+CommandReply unhide(const Arguments &arguments, const CommandContext &context)
+{
+    return setHidden(arguments, context, false);
 }
 
 CommandReply remove(const Arguments &arguments, const CommandContext &context)

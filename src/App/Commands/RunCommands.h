@@ -8,6 +8,10 @@ namespace Keelhaven::RunCommands {
 [[nodiscard]] CommandReply list(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply show(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply stop(const Arguments &arguments, const CommandContext &context);
+[[nodiscard]] CommandReply resume(const Arguments &arguments, const CommandContext &context);
+[[nodiscard]] CommandReply takeOver(const Arguments &arguments, const CommandContext &context);
+[[nodiscard]] CommandReply hide(const Arguments &arguments, const CommandContext &context);
+[[nodiscard]] CommandReply unhide(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply remove(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply status(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply open(const Arguments &arguments, const CommandContext &context);
