@@ -145,20 +145,33 @@ void JournalIngestor::handleQuestion(const JournalEvent &event, const RunRecord 
     const auto item = autoItem(run);
     if (!item)
         return;
-    const HumanQuestion question{.id = event.questionID().value_or(newShortID()),
-                                 .question = *words,
-                                 .options = event.options(),
-                                 .answer = {},
-                                 .askedAt = event.date(),
-                                 .answeredAt = {},
-                                 .dismissedAt = {},
-                                 .runID = run.id};
+    HumanQuestion question{.id = {},
+                           .question = *words,
+                           .options = event.options(),
+                           .answer = {},
+                           .askedAt = event.date(),
+                           .answeredAt = {},
+                           .dismissedAt = {},
+                           .runID = run.id};
     const auto known = m_workItems->item(*item);
     if (wasAsked(question, known) || openQuestionsOf(run, known) >= mostOpenQuestions)
         return;
+    question.id = freeQuestionID(event.questionID().value_or(QString()));
     m_workItems->appendQuestion(question, *item);
     if (onQuestion)
         onQuestion(run, question);
+}
+
+/// The agent's own id where it can be had. Agents of many runs call their first question "q1", and an answer
+/// knows its question by nothing but the id.
+QString JournalIngestor::freeQuestionID(const QString &wanted) const
+{
+    if (wanted.isEmpty())
+        return newShortID();
+    QString id = wanted;
+    for (int number = 2; m_workItems->hasQuestion(id); ++number)
+        id = wanted + u'-' + QString::number(number);
+    return id;
 }
 
 std::optional<QString> JournalIngestor::autoItem(const RunRecord &run)

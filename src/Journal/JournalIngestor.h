@@ -68,6 +68,7 @@ private:
     void record(const QList<JournalEvent> &events, const RunRecord &run);
     void handle(const JournalEvent &event, const RunRecord &run);
     void handleQuestion(const JournalEvent &event, const RunRecord &run);
+    [[nodiscard]] QString freeQuestionID(const QString &wanted) const;
     void addAsset(const RunRecord &run, const QString &path, const std::optional<QString> &kind,
                   const std::optional<QString> &caption, Asset::Source source);
     QCoro::Task<> readUsage(RunRecord run, QString transcript, std::function<void(const RunUsage &)> then);

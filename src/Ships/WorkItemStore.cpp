@@ -96,6 +96,11 @@ std::optional<WorkItem> WorkItemStore::itemForRun(const QUuid &runID) const
     return firstItem(m_items, [&](const WorkItem &item) { return item.runIDs.contains(runID); });
 }
 
+bool WorkItemStore::hasQuestion(const QString &id) const
+{
+    return std::ranges::any_of(m_items, [&](const WorkItem &item) { return holdsQuestion(item, id, false); });
+}
+
 QList<OpenQuestion> WorkItemStore::openQuestions(const std::optional<QUuid> &shipID) const
 {
     QList<OpenQuestion> open;

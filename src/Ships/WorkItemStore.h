@@ -33,6 +33,8 @@ public:
     [[nodiscard]] QList<WorkItem> itemsForShip(const QUuid &shipID) const;
     [[nodiscard]] std::optional<WorkItem> itemForDispatch(const QString &dispatchID) const;
     [[nodiscard]] std::optional<WorkItem> itemForRun(const QUuid &runID) const;
+    /// Whether any of the items has a question with this id, open or not.
+    [[nodiscard]] bool hasQuestion(const QString &id) const;
     /// Of one ship, or of all; the latest asked first.
     [[nodiscard]] QList<OpenQuestion> openQuestions(const std::optional<QUuid> &shipID) const;
     [[nodiscard]] qsizetype needsYouCount(const std::optional<QUuid> &shipID) const;

@@ -270,6 +270,22 @@ TEST_F(JournalIngestorTest, FloodIsReadInPortionsAndItsEndCounts)
     EXPECT_EQ(journal.events(run.id).size(), 2) << "a line of a megabyte is none";
 }
 
+TEST_F(JournalIngestorTest, AnAnswerReachesTheRunThatAsked)
+{
+    append("{\"type\": \"question\", \"ts\": 1, \"id\": \"q1\", \"question\": \"Which?\"}\n"
+           "{\"type\": \"question\", \"ts\": 2, \"id\": \"\", \"question\": \"Nameless?\"}\n");
+    const auto other = makeOther();
+    for (const RunRecord &asking : {run, other}) {
+        journal.begin(asking, path, false);
+        journal.poll(asking);
+    }
+    const auto theirs = workItems.itemForRun(other.id).value();
+    EXPECT_EQ(workItems.itemForRun(run.id)->humanQA[0].id, u"q1"_s);
+    EXPECT_EQ(theirs.humanQA[0].id, u"q1-2"_s);
+    EXPECT_EQ(theirs.humanQA[1].id.size(), 8);
+    EXPECT_EQ(workItems.answer(theirs.humanQA[0].id, u"this"_s)->id, theirs.id);
+}
+
 TEST_F(JournalIngestorTest, AskingInALoopEndsAtAHundredOpenQuestions)
 {
     for (int i = 0; i < 120; ++i)
