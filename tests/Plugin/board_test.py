@@ -1,0 +1,151 @@
+"""What a sweep is shown of the board, and what its notes may change."""
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+PLUGIN = Path(__file__).resolve().parents[2] / "plugin"
+sys.path.insert(0, str(PLUGIN))
+
+from keelhaven import board  # noqa: E402
+
+NOW = 1_772_600_000.0
+TOKEN = "ghp_secret"
+
+
+class BoardTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.home = Path(folder.name)
+        self.cache = self.home / ".cache/keelhaven"
+        self.cache.mkdir(parents=True)
+        self.code = self.home / "code"
+        self.code.mkdir()
+        repos = {"me/app": {"branch": "main", "head": "h1"}, "me/elsewhere": {}}
+        self.write("state.json", {
+            "project_order": ["app", "ghost", "app"],
+            "projects": {"app": {"head_sig": "s2", "days_idle": 0, "repos": repos}, "unlisted": {}},
+            "local_links": {"here": {"me/app": str(self.code)}, "there": {"me/elsewhere": "/x"}},
+            "local_sync": {"here": {"me/app": {"status": "ahead", "ahead": 2, "extra": TOKEN}}},
+            "dismissed_reviews": [board.review_key("app", "seen")],
+            "activity": {"me/elsewhere": {"recent": [{"ts": NOW - 60, "type": "flag", "note": "kept"}, 7]}},
+        })
+        self.write("ai.json", {"summaries": {"app": {"text": "old", "head_sig": "s1"}}, "own": {"x": 1}})
+        self.write("context.json", {"app": {"status": "Beta", "active_launch": {"title": "1.0", "target_date": "2026-03-07"}}})
+        self.write("credentials.json", {"github": {"token": TOKEN}})
+
+    def write(self, name, value):
+        (self.cache / name).write_text(value if isinstance(value, str) else json.dumps(value))
+
+    def brief(self):
+        return board.Board(self.cache, NOW, "here").brief(str(self.home))
+
+    def call(self, *words, text=""):
+        program = [sys.executable, "-I", "-B", str(PLUGIN / "keelhaven/board.py"), *words]
+        environment = {"PATH": os.environ["PATH"], "HOME": str(self.home)}
+        done = subprocess.run(program, cwd=self.home, env=environment, input=text, capture_output=True, text=True)
+        return done.returncode, done.stdout + done.stderr
+
+    def ai(self):
+        return json.loads((self.cache / "ai.json").read_text())
+
+    def test_brief_holds_the_board_as_this_machine_sees_it(self):
+        events = [
+            {"ts": NOW - 50, "type": "Stop", "cwd": f"{self.code}/src", "last_message": "done"},
+            {"ts": NOW - 40, "type": "flag", "repo_hint": "me/app", "note": "look"},
+            {"ts": NOW - 30, "type": "flag", "cwd": str(self.code), "note": "seen"},
+            {"ts": NOW - 20, "type": "Stop", "cwd": f"{self.code}2", "last_message": "not ours"},
+            {"ts": NOW - 4 * 86400, "type": "Stop", "cwd": str(self.code), "last_message": "long ago"},
+        ]
+        self.write("events.jsonl", "torn\n[]\n" + "\n".join(map(json.dumps, events)) + '\n{"ts": 1')
+        brief = self.brief()
+        (project,) = brief["projects"]
+        self.assertEqual(project["name"], "app")
+        self.assertFalse(project["is_summary_current"])
+        self.assertEqual(project["launch"], {"title": "1.0", "target_date": "2026-03-07", "days_until": 3})
+        self.assertEqual([flag["note"] for flag in project["flags"]], ["look", "kept"])
+        self.assertEqual([session["said"] for session in project["sessions"]], ["done"])
+        app, elsewhere = project["repos"]
+        self.assertEqual((app["path"], app["is_path_there"], app["sync"]), (str(self.code), True, {"status": "ahead", "ahead": 2}))
+        self.assertNotIn("path", elsewhere)
+        self.assertNotIn(TOKEN, json.dumps(brief))
+
+    def test_broken_files_give_an_empty_board_and_the_repositories_below_the_folder(self):
+        for place in ("code/a", "code/a/inner", "code/deep/er/x", ".hidden", "node_modules/m", "b"):
+            (self.home / place / ".git").mkdir(parents=True)
+        for content in ("", "[1]", '{"projects": 3, "project_order": "app", "local_links": {"here": []}}', "[" * 9000):
+            self.write("state.json", content)
+            brief = self.brief()
+            self.assertEqual(brief["projects"], [])
+            self.assertEqual(brief["repositories_found"], [f"{self.home}/b", f"{self.home}/code/a"])
+
+    def test_notes_are_added_and_everything_else_stays(self):
+        notes = {
+            "summaries": {"app": " an app "},
+            "digests": {"app": {"narrative": "moved", "review": ["risk: x"]}},
+            "architecture": {"me/app": {"text": "parts"}},
+        }
+        before = (self.cache / "ai.json").read_bytes()
+        self.assertEqual(self.call("note", text=json.dumps(notes)), (0, "Noted 3.\n"))
+        ai = self.ai()
+        self.assertEqual((ai["summaries"]["app"]["text"], ai["summaries"]["app"]["head_sig"]), ("an app", "s2"))
+        self.assertEqual(ai["digests"]["app"]["review"], ["risk: x"])
+        self.assertEqual(ai["architecture"]["me/app"]["head"], "h1")
+        self.assertEqual(ai["own"], {"x": 1})
+        self.assertEqual((self.cache / "ai.json.previous").read_bytes(), before)
+        self.assertEqual((self.cache / "ai.json").stat().st_mode & 0o777, 0o600)
+        self.assertTrue(self.brief()["projects"][0]["is_summary_current"])
+
+    def test_refused_notes_change_nothing(self):
+        before = (self.cache / "ai.json").read_bytes()
+        refused = [
+            "no json", "[]", '{"own": {}}', {"summaries": {"ghost": "x"}}, {"summaries": {"app": "x", "other": "y"}},
+            {"summaries": {"app": " "}}, {"summaries": {"app": "x" * 8001}}, {"summaries": ["app"]},
+            {"digests": {"app": {"narrative": "n", "review": ["x"] * 7}}}, {"digests": {"app": {"narrative": "n", "at": "now"}}},
+            {"architecture": {"app": {"text": "a project is no repository"}}},
+        ]
+        for notes in refused:
+            status, said = self.call("note", text=notes if isinstance(notes, str) else json.dumps(notes))
+            self.assertEqual((status, len(said.splitlines())), (1, 1), (notes, said))
+            self.assertNotIn("Traceback", said)
+        self.assertEqual((self.cache / "ai.json").read_bytes(), before)
+        self.write("ai.json", "{torn")
+        self.assertEqual(self.call("note", text='{"summaries": {"app": "x"}}')[0], 1)
+        self.assertEqual((self.cache / "ai.json").read_text(), "{torn")
+
+    def test_looking_changes_nothing_and_runs_nothing_of_the_repository(self):
+        git = ["git", "-C", str(self.code), "-c", "user.name=me", "-c", "user.email=me@x"]
+        for words in (["init", "-q", "-b", "main"], ["add", "."], ["commit", "-q", "--allow-empty", "-m", "Begin"]):
+            subprocess.run([*git, *words], check=True)
+        (self.code / "new.txt").write_text("x")
+        for key in ("core.fsmonitor", "core.pager", "diff.external"):
+            subprocess.run([*git, "config", key, f"touch {self.home}/ran; false"], check=True)
+        status, said = self.call("look", str(self.code))
+        self.assertEqual(status, 0, said)
+        for part in ("## main", "?? new.txt", "me: Begin", "Stashes\nnone"):
+            self.assertIn(part, said)
+        head = subprocess.run([*git, "rev-parse", "HEAD"], capture_output=True, text=True).stdout.strip()
+        self.assertIn("Begin", self.call("show", str(self.code), head)[1])
+        self.assertFalse((self.home / "ran").exists())
+        for words in (["look", "/"], ["show", str(self.code), "--output=x"], ["show", str(self.code), "HEAD"]):
+            self.assertEqual(self.call(*words)[0], 1, words)
+        self.assertEqual(self.call("push")[0], 2)
+
+    def test_the_command_names_what_is_there(self):
+        text = (PLUGIN / "commands/keelhaven.md").read_text()
+        head, body = re.fullmatch(r"---\n(.*?)\n---\n(.*)", text, re.DOTALL).groups()
+        self.assertLessEqual({line.split(":")[0] for line in head.splitlines()}, {"description", "allowed-tools"})
+        calls = re.findall(r'python3 -I -B "\$\{CLAUDE_PLUGIN_ROOT\}/(\S+)" (\w+)', body)
+        self.assertEqual({verb for _, verb in calls}, {"brief", "look", "show", "note"})
+        self.assertEqual({(PLUGIN / path).resolve() for path, _ in calls}, {Path(board.__file__).resolve()})
+        (notes,) = re.findall(r"<<'NOTES'\n(.*?)\n    NOTES", body, re.DOTALL)
+        board.checked_object(json.loads(notes), "The example", ("summaries", "digests", "architecture"))
+
+
+if __name__ == "__main__":
+    unittest.main()
