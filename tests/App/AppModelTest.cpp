@@ -11,6 +11,7 @@
 #include "Platform/SleepMonitor.h"
 #include "Scheduler/SweepRunner.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
+#include "Scheduler/Usage/UsageMonitor.h"
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
@@ -24,6 +25,7 @@
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
+#include <QDirIterator>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
@@ -218,6 +220,35 @@ TEST_F(AppModelTest, RemovedRunTakesItsDeliveriesAlong)
     EXPECT_TRUE(assets.assetsForRun(run.id).isEmpty());
     EXPECT_GT(assets.version(), version) << "screens that show them learn of it";
     EXPECT_FALSE(QFileInfo(copy).dir().exists());
+}
+
+TEST_F(AppModelTest, ARefreshAsksTheAccountAndLeavesItsTokenNowhere)
+{
+    home.write(u".claude/.credentials.json"_s, R"({"claudeAiOauth":{"accessToken":"very-secret"}})");
+    http.answer = [](const HttpRequest &request) {
+        EXPECT_EQ(FakeHttpClient::header(request, "Authorization"), "Bearer very-secret");
+        return FakeHttpClient::answered(200, R"({"five_hour":{"utilization":37.5},"echo":"very-secret"})");
+    };
+    testing::internal::CaptureStderr();
+    {
+        const auto model = open();
+        model->start();
+        clock.advance(1h);
+        EXPECT_TRUE(http.requests.isEmpty()) << "only the user's own request goes out";
+        await(model->usage().refreshLive());
+        ASSERT_TRUE(model->usage().snapshot());
+        EXPECT_EQ(model->usage().snapshot()->meters.first().percent, 37);
+        http.answer = [](const HttpRequest &) { return FakeHttpClient::answered(401, "very-secret"); };
+        await(model->usage().refreshLive());
+        EXPECT_TRUE(model->usage().lastRefreshError());
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    QDirIterator files(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (file.open(QIODevice::ReadOnly) && !file.fileName().endsWith(u"/.credentials.json"_s))
+            EXPECT_FALSE(file.readAll().contains("very-secret")) << file.fileName().toStdString();
+    }
 }
 
 TEST_F(AppModelTest, AWakeAndAClickLookWhatIsDue)

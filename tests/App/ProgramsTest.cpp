@@ -134,6 +134,20 @@ TEST_F(ProgramsTest, DoctorTellsWhatIsThereAndFailsOnlyWhenNothingCanRun)
         return std::pair(false, u"no such check"_s);
     };
     EXPECT_EQ(check(u"claude"_s), std::pair(false, u"not found: no Claude agent can run."_s));
+    EXPECT_EQ(
+        check(u"usage meters"_s),
+        std::pair(
+            false,
+            u"nothing is known (~/.claude.json): scheduled runs start even when a limit is near. \"keelhaven usage --refresh\" asks Claude now."_s));
+    const QByteArray meters = R"(,"utilization":{"five_hour":{"utilization":37.5}}}})";
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    m_home.write(u".claude.json"_s,
+                 R"({"cachedUsageUtilization":{"fetchedAtMs":)" + QByteArray::number(now) + meters);
+    EXPECT_EQ(check(u"usage meters"_s), std::pair(true, u"Session (5h) 37%, read 0m ago"_s));
+    m_home.write(u".claude.json"_s, R"({"cachedUsageUtilization":{"fetchedAtMs":)" +
+                                        QByteArray::number(now - 7'300'000) + meters);
+    EXPECT_FALSE(check(u"usage meters"_s).first);
+    EXPECT_TRUE(check(u"usage meters"_s).second.startsWith(u"Session (5h) 37%, read 2h ago: too old"_s));
     EXPECT_EQ(keelhaven({u"doctor"_s}).status, 1);
     const QString claude = m_home.write(
         u"tools/claude"_s,
