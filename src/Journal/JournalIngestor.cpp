@@ -196,8 +196,11 @@ void JournalIngestor::addAsset(const RunRecord &run, const QString &path, const 
 {
     if (!m_assets || path.isEmpty())
         return;
-    // An agent names files as it sees them, from the folder it works in.
-    const QString absolute = QDir(run.cwd).absoluteFilePath(expandTilde(path, m_home));
+    // An agent names files as it sees them, from the folder it works in; its tools name the same file in
+    // full.
+    const QString named = expandTilde(path, m_home);
+    const QString absolute =
+        QDir::isAbsolutePath(named) ? named : QDir::cleanPath(QDir(run.cwd).absoluteFilePath(named));
     static_cast<void>(m_assets->register_({.runID = run.id,
                                            .shipID = run.shipID,
                                            .workItemID = run.workItemID,

@@ -207,7 +207,8 @@ TEST_F(JournalIngestorTest, JournalThatIsReadAgainRepeatsNothing)
     const QByteArray content = "{\"type\": \"question\", \"ts\": 1, \"text\": \"?\"}\n"
                                "{\"type\": \"asset\", \"ts\": 2, \"path\": \"out/a.md\"}\n";
     append(content + "{\"type\": \"asset\", \"ts\": 3, \"path\": \"/work/my.project/out/a.md\"}\n"
-                     "{\"type\": \"asset\", \"ts\": 4, \"path\": \"\"}\n");
+                     "{\"type\": \"asset\", \"ts\": 4, \"path\": \"\"}\n"
+                     "{\"type\": \"asset\", \"ts\": 5, \"path\": \"./out//../out/a.md\"}\n");
     journal.begin(run, path, false);
     journal.poll(run);
     ASSERT_TRUE(QFile::resize(path, 0));
