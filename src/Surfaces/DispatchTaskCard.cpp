@@ -39,12 +39,10 @@ QStringList facts(const DispatchRecord &task, const Calendar &calendar)
 std::optional<QString> missingTurn(const DispatchRecord &task, bool isScheduled)
 {
     if (isSettled(task.status))
-        return task.replyText ? task.replyText : task.error;
-    if (isScheduled)
-        return u"Scheduled — hasn't run yet."_s;
+        return task.replyText ? task.replyText : task.error ? task.error : task.completionMessage;
     if (!task.isTask())
         return u"The dispatcher is still working out where this goes."_s;
-    return stateText(AgentState::Unknown);
+    return isScheduled ? u"Scheduled — hasn't run yet."_s : u"queued"_s;
 }
 
 std::optional<QString> noteOf(const DispatchRecord &task, bool hasRuns, bool isScheduled)

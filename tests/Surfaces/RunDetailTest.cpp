@@ -170,6 +170,13 @@ TEST(DispatchTaskCard, BeforeTheFirstTurnItSaysWhatItWaitsFor)
          false,
          {},
          u"The dispatcher is still working out where this goes."_s},
+        // A dispatcher session's agent may be waiting as well.
+        {DispatchStatus::Dispatching,
+         false,
+         true,
+         {},
+         u"The dispatcher is still working out where this goes."_s},
+        {DispatchStatus::TaskCreated, true, false, {}, u"queued"_s},
         {DispatchStatus::TaskCreated, true, true, {}, u"Scheduled — hasn't run yet."_s},
         {DispatchStatus::Continuing, true, false, u"and blue"_s,
          u"Held until the current turn finishes: “and blue”"_s},
