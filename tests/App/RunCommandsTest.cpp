@@ -84,12 +84,11 @@ TEST_F(RunCommandsTest, ALiveRunIsTakenOver)
     settleAll();
     EXPECT_EQ(
         said({u"takeover"_s, shortened(id)}),
-        u"The %1 is yours now and goes on without Keelhaven's help; \"keelhaven attach %2\" joins it."_s.arg(
-            name, shortened(id)));
+        u"The %1 is yours now and goes on without Keelhaven's help; \"keelhaven attach\" joins it."_s.arg(
+            name));
     EXPECT_TRUE(live()->takenOver);
     EXPECT_EQ(said({u"resume"_s, shortened(id)}),
-              u"The session of the %1 is live and now yours; \"keelhaven attach %2\" joins it."_s.arg(
-                  name, shortened(id)));
+              u"The session of the %1 is live and now yours; \"keelhaven attach\" joins it."_s.arg(name));
     EXPECT_EQ(opened, 2);
     EXPECT_EQ(said({u"hide"_s, shortened(id)}),
               u"keelhaven: The %1 has not ended; only finished runs can be hidden."_s.arg(name));
@@ -115,8 +114,8 @@ TEST_F(RunCommandsTest, AFinishedRunIsResumedOnce)
     EXPECT_EQ((*answered)[u"id"]->stringValue(), uuidText(waiting.id));
     const QString again = said({u"resume"_s, id});
     EXPECT_EQ(again,
-              u"A session for you is on its way as the run %1 of \"Watch · resumed\"; \"keelhaven attach "
-              u"%1\" joins it."_s.arg(shortened(waiting.id)));
+              u"A session for you is on its way as the run %1 of \"Watch · resumed\"; \"keelhaven attach\" "
+              u"joins it."_s.arg(shortened(waiting.id)));
     EXPECT_EQ(engine->queued().size(), 1);
     EXPECT_EQ(
         said({u"resume"_s, uuidText(waiting.id)}),

@@ -13,6 +13,9 @@ namespace {
 
 constexpr int defaultLimit = 20;
 
+/// Without an id: the host shows the session that was handed over, also when its record has closed since.
+const QString joins = u"; \"keelhaven attach\" joins it."_s;
+
 QString outcomeText(const RunRecord &record)
 {
     return record.outcome ? record.outcome->label() : QString();
@@ -210,8 +213,7 @@ CommandReply resume(const Arguments &arguments, const CommandContext &context)
         return CommandReply::json(encodeRecord(carrier.record), context);
     const QString what = carrier.place == RunPlace::Live ? u"The session of the %1 is live and now yours"_s
                                                          : u"A session for you is on its way as the %1"_s;
-    return CommandReply::done(what.arg(described(carrier.record)) +
-                              u"; \"keelhaven attach %1\" joins it."_s.arg(shortID(carrier.record.id)));
+    return CommandReply::done(what.arg(described(carrier.record)) + joins);
 }
 
 CommandReply takeOver(const Arguments &arguments, const CommandContext &context)
@@ -229,8 +231,7 @@ CommandReply takeOver(const Arguments &arguments, const CommandContext &context)
     if (arguments.wantsJSON())
         return CommandReply::json(encodeRecord(run->record), context);
     return CommandReply::done(
-        u"The %1 is yours now and goes on without Keelhaven's help; \"keelhaven attach %2\" joins it."_s.arg(
-            described(run->record), shortID(run->record.id)));
+        u"The %1 is yours now and goes on without Keelhaven's help"_s.arg(described(run->record)) + joins);
 }
 
 CommandReply hide(const Arguments &arguments, const CommandContext &context)
