@@ -88,7 +88,7 @@ QCoro::Task<std::optional<OAuthToken>> ClaudeSignIn::token(Reread reread)
     const QString text = JSONValue(encodeRecord(*shared)).serialized();
     const QString service = copyService.toString();
     // A copy that cannot be kept costs nothing but reading the file the next time.
-    static_cast<void>(co_await m_keychain.set(text, service));
+    [[maybe_unused]] const auto kept = co_await m_keychain.set(text, service);
     co_return std::optional<OAuthToken>(*shared);
 }
 
@@ -97,7 +97,7 @@ QCoro::Task<> ClaudeSignIn::forgetCopies()
     m_cache.set(std::nullopt);
     const QString service = copyService.toString();
     // A copy that stays is refused again the next time, and Claude Code asked again.
-    static_cast<void>(co_await m_keychain.delete_(service));
+    [[maybe_unused]] const auto removed = co_await m_keychain.delete_(service);
 }
 
 QCoro::Task<std::optional<OAuthToken>> ClaudeSignIn::storedCopy()
