@@ -16,6 +16,7 @@
 #include "Platform/ClaudeLocator.h"
 #include "Platform/KeychainStore.h"
 #include "Platform/NotificationSink.h"
+#include "Platform/PythonLocator.h"
 #include "Platform/SleepMonitor.h"
 #include "Platform/SystemLog.h"
 #include "Platform/Text.h"
@@ -28,12 +29,16 @@
 #include "Scheduler/Usage/ClaudeUsageAPI.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Scheduler/Usage/UsageMonitor.h"
+#include "Setup/SetupChecklist.h"
+#include "Setup/UpdateChecker.h"
 #include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/LegacyImport.h"
 #include "Store/RunStore.h"
 #include "Store/SQLiteRunStore.h"
 #include "Store/SharedFileHub.h"
+
+#include <QCoreApplication>
 
 namespace Keelhaven {
 
@@ -95,11 +100,15 @@ struct AppModel::Services
         , codexUsage(locator, env.children, env.clock, tasks)
         , workspaces(env.clock, env.processes, env.paths.home)
         , workspaceStore(workspaces.root(), env.clock, env.watches, tasks)
+        , updateTransport(env.http)
+        , updates({updateTransport, env.settings, env.clock, tasks}, QCoreApplication::applicationVersion())
         , herdrService(env.processes, env.paths)
         , herdrLocator(
               {env.paths, env.settings, env.processes, locator, env.clock, herdrService, herdrLayout(env)})
         , herdrProbe(herdrLocator)
         , herdr({herdrLocator, herdrProbe, env.processes, env.clock, tasks, herdrLayout(env)})
+        , python(env.processes, locator, env.desktop)
+        , setup({env.processes, env.settings, locator, python, env.desktop, env.paths.home})
         , database(std::move(openedDatabase))
         , workItems(*database, env.clock)
         , assets({*database,
@@ -128,10 +137,14 @@ struct AppModel::Services
     CodexUsageMonitor codexUsage;
     WorkspaceScaffold workspaces;
     WorkspaceStore workspaceStore;
+    URLSessionUpdateTransport updateTransport;
+    UpdateChecker updates;
     SystemdHerdrService herdrService;
     HerdrLocator herdrLocator;
     HerdrProbe herdrProbe;
     HerdrManager herdr;
+    PythonLocator python;
+    SetupChecklist setup;
     std::unique_ptr<KeelhavenDatabase> database;
     std::unique_ptr<RunPersistence> runStore;
     WorkItemStore workItems;
@@ -234,6 +247,13 @@ void AppModel::wireHooks()
         const auto taken = m_promptTakenAt.constFind(runID);
         return taken != m_promptTakenAt.cend() && *taken >= since;
     };
+    own.updates.openURL = [this](const QUrl &page) {
+        ProcessSpec spec;
+        spec.program = u"xdg-open"_s;
+        spec.arguments = QStringList{page.toString(QUrl::FullyEncoded)};
+        if (!m_services->environment.processes.startDetached(spec))
+            systemLog(u"Keelhaven: no browser could be opened for %1"_s.arg(spec.arguments.first()));
+    };
     own.herdrProbe.untilSettled = [this] { return m_services->herdr.settled(); };
     own.sweep->onBlocked = [this](const QString &reason) { setLastMutationError(reason); };
     own.notifications.onOpenProject = [this](const QString &name) {
@@ -254,6 +274,7 @@ void AppModel::start()
         return;
     m_started = true;
     auto &own = *m_services;
+    own.updates.start();
     own.herdr.bootstrap([this] {
         const auto &engine = *m_services->scheduler;
         return engine.active().isEmpty() && engine.launching().isEmpty() && engine.queued().isEmpty();
@@ -271,15 +292,16 @@ void AppModel::start()
     own.environment.sleep.start();
     own.workspaceStore.start();
     sweepWhenSetUp();
+    own.tasks.spawn(own.setup.refresh(false), "setup");
 }
 
 void AppModel::sweepWhenSetUp()
 {
-    // Who has swept before has set the program up, whatever became of the checklist.
-    const auto &settings = m_services->environment.settings;
-    if (Setting::read(settings, Setting::setupDone) ||
-        settings.value(Setting::keelhavenLastSweepAt.name.toString()))
-        m_services->sweep->sweepOnOpenIfEnabled();
+    auto &own = *m_services;
+    if (own.setup.done())
+        own.sweep->sweepOnOpenIfEnabled();
+    else
+        own.setup.onFinish = [this] { m_services->sweep->sweepOnOpenIfEnabled(); };
 }
 
 void AppModel::shutdown()
@@ -289,6 +311,8 @@ void AppModel::shutdown()
     auto &own = *m_services;
     own.environment.notifications.onClicked = nullptr;
     own.environment.sleep.onDidWake = nullptr;
+    own.setup.onFinish = nullptr;
+    own.updates.stop();
     own.snapshots = {};
     own.hub.stop();
     own.assets.stop();
@@ -395,6 +419,14 @@ RunLauncher &AppModel::launcher()
 {
     auto *standIn = m_services->environment.launcher;
     return standIn ? *standIn : m_services->launcher;
+}
+SetupChecklist &AppModel::setup()
+{
+    return m_services->setup;
+}
+UpdateChecker &AppModel::updates()
+{
+    return m_services->updates;
 }
 KeychainStore &AppModel::keychain()
 {

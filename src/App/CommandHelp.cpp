@@ -25,6 +25,18 @@ QString aligned(const std::vector<Line> &lines)
     return text;
 }
 
+QString commands(std::span<const CommandSpec> table, const QString &prefix)
+{
+    std::vector<Line> lines;
+    for (const auto &command : table) {
+        if (command.path.startsWith(prefix))
+            lines.push_back({spelled(command), command.summary.toString()});
+    }
+    return aligned(lines);
+}
+
+} // namespace
+
 QString spelled(const OptionSpec &option)
 {
     const QString name = option.name.toString();
@@ -49,18 +61,6 @@ QString spelled(const CommandSpec &command)
         (command.isOperandRequired ? u"%1 %2"_s : u"%1 [%2]"_s).arg(command.path, command.operand);
     return command.secondOperand.isEmpty() ? first : u"%1 %2"_s.arg(first, command.secondOperand);
 }
-
-QString commands(std::span<const CommandSpec> table, const QString &prefix)
-{
-    std::vector<Line> lines;
-    for (const auto &command : table) {
-        if (command.path.startsWith(prefix))
-            lines.push_back({spelled(command), command.summary.toString()});
-    }
-    return aligned(lines);
-}
-
-} // namespace
 
 QString ofAll(std::span<const CommandSpec> table)
 {

@@ -15,6 +15,10 @@ namespace CommandHelp {
 [[nodiscard]] QString ofGroup(const QString &group, std::span<const CommandSpec> table);
 [[nodiscard]] QString ofCommand(const CommandSpec &command);
 
+/// An option and a command as they are written, with what they take.
+[[nodiscard]] QString spelled(const OptionSpec &option);
+[[nodiscard]] QString spelled(const CommandSpec &command);
+
 } // namespace CommandHelp
 
 } // namespace Keelhaven

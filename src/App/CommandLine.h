@@ -56,15 +56,17 @@ private:
 struct CommandReply;
 struct CommandContext;
 struct LocalContext;
+struct MachineContext;
 
 /// Where a command is carried out.
 enum class CommandKind {
-    Plain,  ///< one function of arguments and state
-    Local,  ///< needs no more than the settings; works without a running instance
-    Task,   ///< takes its time; the caller waits, the instance does not
-    Doctor, ///< looks at the machine; works without a running instance
-    Watch,  ///< goes on until the caller leaves
-    Script  ///< a program of the plugin, run in the caller's own terminal; never reaches the instance
+    Plain,   ///< one function of arguments and state
+    Local,   ///< needs no more than the settings; works without a running instance
+    Task,    ///< takes its time; the caller waits, the instance does not
+    Doctor,  ///< looks at the machine; works without a running instance
+    Machine, ///< looks at the machine or changes it, and takes its time; works without a running instance
+    Watch,   ///< goes on until the caller leaves
+    Script   ///< a program of the plugin, run in the caller's own terminal; never reaches the instance
 };
 
 /// One row of the command table.
@@ -79,6 +81,7 @@ struct CommandSpec
     CommandKind kind = CommandKind::Plain;
     CommandReply (*run)(const Arguments &, const CommandContext &) = nullptr; ///< of a Plain command
     CommandReply (*runLocal)(const Arguments &, const LocalContext &) = nullptr;
+    QCoro::Task<CommandReply> (*runMachine)(Arguments, MachineContext) = nullptr;
     /// Of a Task; what the context refers to outlives the task.
     QCoro::Task<CommandReply> (*runTask)(Arguments, CommandContext) = nullptr;
     /// Of a Task that reads standard input first: what a person at a terminal is told before typing, where

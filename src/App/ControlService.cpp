@@ -6,6 +6,7 @@
 #include "App/Commands/WatchCommand.h"
 #include "Platform/SettingsStore.h"
 
+#include <QCoreApplication>
 #include <algorithm>
 
 namespace Keelhaven {
@@ -76,6 +77,9 @@ void ControlService::answer(ControlConnection *connection, const ControlCaller &
     case CommandKind::Doctor:
         m_model.tasks().spawn(examine(call), "doctor");
         break;
+    case CommandKind::Machine:
+        m_model.tasks().spawn(runMachine(call), "command");
+        break;
     case CommandKind::Script:
         send(*connection,
              CommandReply::refused(
@@ -138,6 +142,21 @@ QCoro::Task<> ControlService::examine(Call call)
     const auto checks = co_await Doctor::examine(m_doctor);
     if (connection)
         send(*connection, Doctor::reply(checks, asJSON, pretty));
+}
+
+QCoro::Task<> ControlService::runMachine(Call call)
+{
+    const QPointer<ControlConnection> connection = call.connection;
+    const MachineContext state{.caller = call.caller,
+                               .paths = m_model.paths(),
+                               .clock = m_model.clock(),
+                               .processes = m_doctor.processes,
+                               .locator = m_doctor.locator,
+                               .checklist = m_model.setup(),
+                               .programs = QCoreApplication::applicationDirPath()};
+    const CommandReply reply = co_await call.command.command->runMachine(call.command.arguments, state);
+    if (connection)
+        send(*connection, reply);
 }
 
 void ControlService::watch(const Call &call)

@@ -42,6 +42,7 @@ private:
     QCoro::Task<> carryOut(Call call, std::optional<QByteArray> input);
     void watch(const Call &call);
     QCoro::Task<> examine(Call call);
+    QCoro::Task<> runMachine(Call call);
     void happened(const EngineEvent &event);
     void remember(const EngineEvent &event);
     [[nodiscard]] CommandContext context(const ControlCaller &caller);

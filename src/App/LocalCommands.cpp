@@ -2,7 +2,9 @@
 
 #include "App/Commands/CommandTable.h"
 #include "App/Machine.h"
+#include "Platform/PythonLocator.h"
 #include "Platform/Tasks.h"
+#include "Setup/SetupChecklist.h"
 
 #include <QCoreApplication>
 #include <cstdio>
@@ -74,6 +76,33 @@ int runLocal(const ParsedCommand &command, const QStringList &words)
                                            {.caller = caller, .settings = settings, .paths = paths}));
 }
 
+QCoro::Task<> answerAndQuit(const ParsedCommand *command, MachineContext context)
+{
+    const CommandReply reply = co_await command->command->runMachine(command->arguments, context);
+    const int status = print(reply);
+    // In the loop, which may not run yet.
+    QMetaObject::invokeMethod(qApp, [status] { QCoreApplication::exit(status); }, Qt::QueuedConnection);
+}
+
+int runMachine(const ParsedCommand &command, const QStringList &words)
+{
+    Machine machine;
+    const PythonLocator python(machine.processes, machine.locator, machine.desktop);
+    SetupChecklist checklist(
+        {machine.processes, machine.settings, machine.locator, python, machine.desktop, machine.paths.home});
+    const ControlCaller caller{words, QDir::currentPath(), terminalColumns(), ::isatty(STDIN_FILENO) != 0};
+    Tasks tasks;
+    tasks.spawn(answerAndQuit(&command, {.caller = caller,
+                                         .paths = machine.paths,
+                                         .clock = machine.clock,
+                                         .processes = machine.processes,
+                                         .locator = machine.locator,
+                                         .checklist = checklist,
+                                         .programs = QCoreApplication::applicationDirPath()}),
+                "command");
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int print(const CommandReply &reply)
@@ -95,6 +124,8 @@ int runWithoutInstance(const QStringList &words)
         return runDoctor(command.arguments.wantsJSON());
     if (command.command->kind == CommandKind::Local)
         return runLocal(command, words);
+    if (command.command->kind == CommandKind::Machine)
+        return runMachine(command, words);
     if (command.command->kind == CommandKind::Script)
         return becomeCodexHooks(command);
     return print(

@@ -1,6 +1,7 @@
 #include "App/Machine.h"
 
 #include "App/AppModel.h"
+#include "App/Commands/SetupCommand.h"
 
 #include <QCoreApplication>
 
@@ -30,10 +31,12 @@ QCoro::Task<QList<DoctorCheck>> Machine::services()
     const ServiceStatus hold = co_await power.examine();
     const ServiceStatus wake = co_await sleep.examine();
     const ServiceStatus shown = co_await notifications.examine();
+    const auto setup = co_await SetupCommand::examine(&processes, &settings, paths);
     co_return QList<DoctorCheck>{{u"wake job"_s, job.ok, job.detail},
                                  {u"keep awake"_s, hold.ok, hold.detail},
                                  {u"after a sleep"_s, wake.ok, wake.detail},
-                                 {u"notifications"_s, shown.ok, shown.detail}};
+                                 {u"notifications"_s, shown.ok, shown.detail}} +
+        setup;
 }
 
 DoctorServices Machine::doctor(HerdrProbe &probe)
@@ -51,8 +54,8 @@ DoctorServices Machine::doctor(HerdrProbe &probe)
 
 AppEnvironment Machine::environment()
 {
-    return {paths,         clock, processes, settings,    watches,     jobs,    power,
-            notifications, sleep, desktop,   bundledHost, thumbnailer, secrets, http,    children};
+    return {paths, clock,   processes,   settings,    watches, jobs, power,   notifications,
+            sleep, desktop, bundledHost, thumbnailer, secrets, http, children};
 }
 
 } // namespace Keelhaven

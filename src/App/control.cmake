@@ -4,13 +4,20 @@ set(KEELHAVEN_APP_CONTROL
     Commands/AgentCommands.cpp
     Commands/AgentOptions.cpp
     Commands/CommandTable.cpp
+    Commands/InstallCommand.cpp
+    Commands/InstallCompletions.cpp
+    Commands/InstallDesktop.cpp
+    Commands/InstallManifest.cpp
+    Commands/InstallManPage.cpp
     Commands/Lookup.cpp
     Commands/PlainLines.cpp
     Commands/RunCommands.cpp
     Commands/ScheduleOptions.cpp
     Commands/SecretCommands.cpp
+    Commands/ServiceCommand.cpp
     Commands/SessionCommands.cpp
     Commands/SettingsCommands.cpp
+    Commands/SetupCommand.cpp
     Commands/StatusCommand.cpp
     Commands/SweepCommand.cpp
     Commands/TemplateCommands.cpp

@@ -5,12 +5,14 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -24,6 +26,9 @@ using ControlWire::FrameType;
 
 constexpr int acceptMilliseconds = 10'000; ///< a living instance takes a request at once
 constexpr unsigned defaultColumns = 80;
+constexpr int startMilliseconds =
+    20'000; ///< until a started application listens; a first start installs its host
+constexpr int startStep = 20;
 
 int complain(const std::string &sentence)
 {
@@ -308,6 +313,64 @@ std::optional<int> askInstance(const std::vector<std::string> &arguments)
     return Conversation(connection, std::get<std::string>(std::move(request)), isSecret).hold();
 }
 
+/// Whether the command is about the caller's own terminal, desktop or session, so that the instance, which
+/// may have been started in another, has no part in it.
+bool concernsCaller(const std::string &command)
+{
+    return command == "codex-hooks" || command == "install" || command == "uninstall" || command == "service";
+}
+
+bool hasDisplay()
+{
+    const auto isSet = [](const char *name) {
+        const char *value = std::getenv(name);
+        return value && *value;
+    };
+    return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
+}
+
+/// Whether an instance takes calls.
+bool instanceListens()
+{
+    const Descriptor folder = ControlAddress::openFolder(ControlAddress::runtimeFolderFromEnvironment());
+    return folder && ControlAddress::connectTo(folder);
+}
+
+/// In the child: leaves the terminal to the caller and becomes the application without a window.
+[[noreturn]] void runDetached(const std::string &link)
+{
+    ::setsid();
+    const int null = ::open("/dev/null", O_RDWR);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        ::dup2(null, stream);
+    ::_exit(become("keelhaven-headless", {link}));
+}
+
+/// Starts the application with the link: its window where there is one to show, else in the background.
+int startWith(const std::string &link)
+{
+    if (hasDisplay() && ::access(besideThis("keelhaven-window").c_str(), X_OK) == 0)
+        return become("keelhaven-window", {link});
+    const pid_t child = ::fork();
+    if (child < 0)
+        return complain(std::string("cannot start Keelhaven: ") + std::strerror(errno));
+    if (child == 0)
+        runDetached(link);
+    for (int waited = 0; waited < startMilliseconds; waited += startStep) {
+        int status = 0;
+        if (::waitpid(child, &status, WNOHANG) == child)
+            return complain(WIFEXITED(status) && WEXITSTATUS(status) == 2
+                                ? "Only keelhaven:// links of at most 2048 bytes can be opened."
+                                : "Keelhaven does not start; \"keelhaven --headless\" tells why.");
+        if (instanceListens()) {
+            std::fputs("Keelhaven was not running; it has been started without a window.\n", stdout);
+            return 0;
+        }
+        ::poll(nullptr, 0, startStep);
+    }
+    return complain("Keelhaven has been started, but does not answer yet.");
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -320,17 +383,17 @@ int main(int argc, char **argv)
         arguments.erase(arguments.begin());
         return become("keelhaven-headless", std::move(arguments));
     }
-    // The desktop hands a clicked link over as the only word.
-    const bool isLink = arguments.size() == 1 && arguments[0].starts_with("keelhaven:");
-    // It asks before it changes a file of another program, so it needs this terminal.
-    if (arguments[0] == "codex-hooks") {
+    // A link may stand alone; "open" without one wants the window.
+    if (arguments.size() == 1 && (arguments[0].starts_with("keelhaven:") || arguments[0] == "open"))
+        arguments = {"open", arguments[0] == "open" ? "keelhaven://" : arguments[0]};
+    if (concernsCaller(arguments[0])) {
         arguments.insert(arguments.begin(), "--cli");
         return become("keelhaven-headless", std::move(arguments));
     }
-    if (const auto status = askInstance(isLink ? std::vector<std::string>{"open", arguments[0]} : arguments))
+    if (const auto status = askInstance(arguments))
         return *status;
-    if (isLink)
-        return openWindow(std::move(arguments));
+    if (arguments.size() == 2 && arguments[0] == "open" && arguments[1].starts_with("keelhaven:"))
+        return startWith(arguments[1]);
     arguments.insert(arguments.begin(), "--cli");
     return become("keelhaven-headless", std::move(arguments));
 }

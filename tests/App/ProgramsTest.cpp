@@ -5,6 +5,7 @@
 
 #include <QProcess>
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 // The programs as a user meets them: the real front, the real application, no terminal host.
@@ -111,8 +112,7 @@ TEST_F(ProgramsTest, WithoutAnInstanceOnlyHelpUsageAndDoctorAreAnswered)
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.error,
               u"keelhaven: --limit: \"many\" is no number of runs\nTry \"keelhaven runs list --help\".\n"_s);
-    for (const QStringList &words :
-         {QStringList{u"status"_s}, QStringList{u"open"_s, u"keelhaven://runs"_s}, addNightly}) {
+    for (const QStringList &words : {QStringList{u"status"_s}, addNightly}) {
         const auto answer = keelhaven(words);
         EXPECT_EQ(answer.status, 3);
         EXPECT_EQ(
@@ -385,6 +385,67 @@ TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
     EXPECT_EQ(stop(SIGTERM), 0);
     EXPECT_FALSE(QFileInfo::exists(m_home.path(u".run/keelhaven/control.sock"_s)));
     EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
+}
+
+TEST_F(ProgramsTest, ALinkStartsKeelhavenWhereNoneRuns)
+{
+    m_environment.remove(u"DISPLAY"_s);
+    m_environment.remove(u"WAYLAND_DISPLAY"_s);
+    const auto tooLong = keelhaven({u"open"_s, u"keelhaven://run/"_s + QString(2048, u'x')});
+    EXPECT_EQ(tooLong.status, 1);
+    EXPECT_EQ(tooLong.error, u"keelhaven: Only keelhaven:// links of at most 2048 bytes can be opened.\n"_s);
+    const auto started = keelhaven({u"open"_s, u"keelhaven://scheduler/wake"_s});
+    EXPECT_EQ(started.status, 0) << started.error.toStdString();
+    EXPECT_EQ(started.output, u"Keelhaven was not running; it has been started without a window.\n"_s);
+    EXPECT_EQ(keelhaven({u"status"_s}).status, 0);
+    const auto again = keelhaven({u"open"_s});
+    EXPECT_EQ(again.status, 0) << again.error.toStdString();
+    EXPECT_EQ(again.output, QString());
+    // It is nobody's child; the lock names it.
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    QFile file(m_home.path(u".local/share/keelhaven/instance.lock"_s));
+    ASSERT_TRUE(file.open(QFile::ReadWrite));
+    ASSERT_EQ(::fcntl(file.handle(), F_GETLK, &lock), 0);
+    ASSERT_GT(lock.l_pid, 0);
+    ::kill(lock.l_pid, SIGTERM);
+    EXPECT_TRUE(waitUntil([&] { return keelhaven({u"status"_s}).status == 3; }));
+}
+
+TEST_F(ProgramsTest, InstallingTwiceChangesNothingAndUninstallingLeavesNothing)
+{
+    const auto installed = keelhaven({u"install"_s, u"--json"_s});
+    EXPECT_EQ(installed.status, 0) << installed.error.toStdString();
+    EXPECT_EQ(installed.json()[u"written"]->arrayValue()->size(), 8);
+    QProcess linked;
+    linked.setProcessEnvironment(m_environment);
+    linked.start(m_home.path(u".local/bin/keelhaven"_s), {u"--version"_s});
+    ASSERT_TRUE(linked.waitForFinished());
+    EXPECT_EQ(linked.exitCode(), 0);
+    const auto again = keelhaven({u"install"_s, u"--json"_s});
+    EXPECT_TRUE(again.json()[u"written"]->arrayValue()->empty());
+    EXPECT_EQ(again.json()[u"unchanged"]->arrayValue()->size(), 8);
+    EXPECT_EQ(keelhaven({u"uninstall"_s}).status, 0);
+    EXPECT_FALSE(QFileInfo::exists(m_home.path(u".local"_s)));
+    EXPECT_TRUE(keelhaven({u"uninstall"_s}).output.startsWith(u"Nothing is installed."_s));
+}
+
+TEST_F(ProgramsTest, SetupIsToldWithAndWithoutAnInstance)
+{
+    m_home.write(u".profile"_s, "PATH=" + m_home.path(u"tools:/usr/bin:/bin"_s).toUtf8() + "\n");
+    const auto state = [&](qsizetype row) {
+        const auto answer = keelhaven({u"setup"_s, u"--json"_s}).json();
+        return *(*answer[u"rows"]->arrayValue())[static_cast<std::size_t>(row)][u"state"]->stringValue();
+    };
+    EXPECT_EQ(state(0), u"missing");
+    EXPECT_TRUE(keelhaven({u"setup"_s}).output.contains(u"keelhaven settings set keelhavenRunDirectory"_s));
+    start();
+    const QString claude = m_home.write(u"tools/claude"_s, "#!/bin/sh\necho '{\"loggedIn\": true}'\n");
+    QFile::setPermissions(claude, QFile::ReadOwner | QFile::ExeOwner);
+    EXPECT_EQ(state(0), u"ready");
+    EXPECT_EQ(state(2), u"notReady");
+    EXPECT_TRUE(*keelhaven({u"setup"_s, u"--skip"_s, u"--json"_s}).json()[u"done"]->boolValue());
+    EXPECT_EQ(keelhaven({u"settings"_s, u"get"_s, u"setupDone"_s}).output, u"true\n");
 }
 
 TEST_F(ProgramsTest, AKilledInstanceLeavesAgentsBehindAndNothingInTheWay)

@@ -11,7 +11,11 @@ namespace Keelhaven {
 
 class AppModel;
 class SchedulerEngine;
+class ClaudeLocator;
+class Clock;
+class ProcessRunner;
 class SettingsStore;
+class SetupChecklist;
 class UsageMonitor;
 
 /// A run that was queued and has not ended. Between leaving the queue and being live, and while its session
@@ -31,6 +35,19 @@ struct LocalContext
     const KeelhavenPaths &paths;
     /// A setting was written or removed.
     std::function<void(const QString &key)> settingChanged = {};
+};
+
+/// What the commands on the machine see, in the running instance or without one. What it refers to outlives
+/// the task.
+struct MachineContext
+{
+    ControlCaller caller;
+    KeelhavenPaths paths;
+    Clock &clock;
+    ProcessRunner &processes;
+    const ClaudeLocator &locator;
+    SetupChecklist &checklist;
+    QString programs; ///< the folder that the programs lie in
 };
 
 /// What the commands see of the running instance. All references live as long as the call.

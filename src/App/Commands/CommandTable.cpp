@@ -2,11 +2,14 @@
 
 #include "App/Commands/AgentCommands.h"
 #include "App/Commands/AgentOptions.h"
+#include "App/Commands/InstallCommand.h"
 #include "App/Commands/RunCommands.h"
 #include "App/Commands/ScheduleOptions.h"
 #include "App/Commands/SecretCommands.h"
+#include "App/Commands/ServiceCommand.h"
 #include "App/Commands/SessionCommands.h"
 #include "App/Commands/SettingsCommands.h"
+#include "App/Commands/SetupCommand.h"
 #include "App/Commands/SweepCommand.h"
 #include "App/Commands/TemplateCommands.h"
 #include "App/Commands/UsageCommand.h"
@@ -128,8 +131,9 @@ std::span<const CommandSpec> commandTable()
                       .help = u"Ask Claude now, with Claude Code's own sign-in"}},
          .kind = CommandKind::Task,
          .runTask = UsageCommand::usage,
-         .notes = u"Without --refresh it shows what Claude Code last read, with an estimate of what runs have "
-                  u"used since. Runs by hand are never held back."},
+         .notes =
+             u"Without --refresh it shows what Claude Code last read, with an estimate of what runs have "
+             u"used since. Runs by hand are never held back."},
         {.path = u"watch",
          .summary = u"Print what happens as it happens, until interrupted",
          .options = {{.name = u"until-run-ends",
@@ -138,8 +142,10 @@ std::span<const CommandSpec> commandTable()
                       .help = u"Stop when this run has ended"}},
          .kind = CommandKind::Watch},
         {.path = u"open",
-         .summary = u"Deliver a keelhaven:// link",
+         .summary =
+             u"Deliver a keelhaven:// link, or raise the window; starts Keelhaven when it is not running",
          .operand = u"LINK",
+         .isOperandRequired = false,
          .options = {},
          .run = RunCommands::open},
         {.path = u"logs",
@@ -214,6 +220,39 @@ std::span<const CommandSpec> commandTable()
          .summary = u"Take Keelhaven's hooks out of Codex again; shows what it changes first",
          .options = {{.name = u"yes", .form = Flag, .help = u"Change it without asking"}},
          .kind = CommandKind::Script},
+        {.path = u"setup",
+         .summary = u"Check what this machine needs to run agents, and tell what to do next",
+         .options = {{.name = u"skip", .form = Flag, .help = u"End setup although something is missing"}},
+         .kind = CommandKind::Machine,
+         .runMachine = SetupCommand::setup},
+        {.path = u"install",
+         .summary = u"Add Keelhaven to your menu, links, shells and manual pages; tells what it wrote",
+         .options = {},
+         .kind = CommandKind::Machine,
+         .runMachine = InstallCommand::install,
+         .notes = u"Files of somebody else's, and those you have changed since, are left as they are."},
+        {.path = u"uninstall",
+         .summary = u"Take away what \"install\" wrote; your data stays",
+         .options = {},
+         .kind = CommandKind::Machine,
+         .runMachine = InstallCommand::uninstall},
+        {.path = u"service install",
+         .summary = u"Have systemd run Keelhaven without a window, from every start of your session on",
+         .options = {},
+         .kind = CommandKind::Machine,
+         .runMachine = ServiceCommand::install,
+         .notes =
+             u"On a machine reached by SSH, \"loginctl enable-linger\" lets it go on after you log out."},
+        {.path = u"service remove",
+         .summary = u"Stop the service and take it away",
+         .options = {},
+         .kind = CommandKind::Machine,
+         .runMachine = ServiceCommand::remove},
+        {.path = u"service status",
+         .summary = u"Show whether the service is there, runs, and outlives a log-out",
+         .options = {},
+         .kind = CommandKind::Machine,
+         .runMachine = ServiceCommand::status},
         {.path = u"doctor",
          .summary = u"Check what Keelhaven needs on this machine; works without a running Keelhaven",
          .options = {},
