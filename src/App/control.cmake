@@ -3,6 +3,7 @@ set(KEELHAVEN_APP_CONTROL
     CommandLine.cpp
     Commands/AgentCommands.cpp
     Commands/AgentOptions.cpp
+    Commands/CodexUsageCommand.cpp
     Commands/CommandTable.cpp
     Commands/InstallCommand.cpp
     Commands/InstallCompletions.cpp

@@ -248,7 +248,7 @@ TEST_F(CodexUsageTest, AServerThatDoesNotAnswer)
         EXPECT_FALSE(monitor->isLoading());
         EXPECT_TRUE(monitor->unavailable());
         EXPECT_EQ(reason(), test.reason);
-        EXPECT_EQ(monitor->unavailableNotice(), u"Codex usage unavailable. "_s + test.reason);
+        EXPECT_EQ(monitor->notices(clock.now()), QStringList{u"Codex usage unavailable. "_s + test.reason});
         EXPECT_EQ(percent(), 7) << "the last numbers stay";
         EXPECT_EQ(server().live, nullptr);
         EXPECT_EQ(clock.timerCount(), 0U);
@@ -258,7 +258,8 @@ TEST_F(CodexUsageTest, AServerThatDoesNotAnswer)
     EXPECT_EQ(percent(), 8);
     EXPECT_FALSE(monitor->unavailable());
     EXPECT_EQ(reason(), QString());
-    EXPECT_EQ(monitor->unavailableNotice(), QString());
+    EXPECT_EQ(monitor->notices(clock.now() + 3600s), QStringList());
+    EXPECT_EQ(monitor->notices(clock.now() + 3601s), QStringList{u"Usage is 1h old."_s});
 }
 
 TEST_F(CodexUsageTest, GarbageBetweenTheAnswersIsSkippedAndALateAnswerCounts)

@@ -128,7 +128,10 @@ std::span<const CommandSpec> commandTable()
          .summary = u"Show Claude's usage meters and whether they hold scheduled runs back",
          .options = {{.name = u"refresh",
                       .form = Flag,
-                      .help = u"Ask Claude now, with Claude Code's own sign-in"}},
+                      .help = u"Ask Claude now, with Claude Code's own sign-in"},
+                     {.name = u"codex",
+                      .form = Flag,
+                      .help = u"Ask Codex for its rate limits instead; they hold no run back"}},
          .kind = CommandKind::Task,
          .runTask = UsageCommand::usage,
          .notes =

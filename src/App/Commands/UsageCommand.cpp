@@ -1,5 +1,7 @@
 #include "App/Commands/UsageCommand.h"
 
+#include "App/AppModel.h"
+#include "App/Commands/CodexUsageCommand.h"
 #include "App/Commands/TextTable.h"
 #include "Platform/Uuid.h"
 #include "Scheduler/SchedulerEngine.h"
@@ -173,6 +175,12 @@ QString text(const UsageView &view, const CommandContext &context)
 
 QCoro::Task<CommandReply> usage(Arguments arguments, CommandContext context)
 {
+    if (arguments.isSet(u"codex")) {
+        auto &model = *context.model;
+        const auto reply = co_await CodexUsageCommand::usage(arguments.wantsJSON(), model.codexUsage(),
+                                                             model.clock(), context);
+        co_return reply;
+    }
     auto &monitor = *context.usage;
     if (arguments.isSet(u"refresh")) {
         if (monitor.refreshing())

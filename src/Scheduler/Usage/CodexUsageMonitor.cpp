@@ -1,5 +1,7 @@
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 
+#include "Scheduler/Usage/UsageTexts.h"
+
 #include <QPointer>
 
 namespace Keelhaven {
@@ -11,6 +13,7 @@ namespace {
 
 constexpr Span readingTimeout = 20s;
 constexpr Span followInterval = 120s;
+constexpr Span tooOld = 3600s;
 
 } // namespace
 
@@ -106,12 +109,16 @@ void CodexUsageMonitor::shutdown()
     m_life.request_stop();
 }
 
-QString CodexUsageMonitor::unavailableNotice() const
+QStringList CodexUsageMonitor::notices(Date now) const
 {
-    if (!m_unavailable)
-        return {};
-    return u"Codex usage unavailable. "_s +
-           m_unavailableReason.value_or(u"Check that Codex CLI is installed and signed in with ChatGPT."_s);
+    QStringList notices;
+    if (m_unavailable)
+        notices.append(
+            u"Codex usage unavailable. "_s +
+            m_unavailableReason.value_or(u"Check that Codex CLI is installed and signed in with ChatGPT."_s));
+    if (m_snapshot && m_snapshot->fetchedAt < now - tooOld)
+        notices.append(u"Usage is %1 old."_s.arg(UsageTexts::age(m_snapshot->fetchedAt, now)));
+    return notices;
 }
 
 void CodexUsageMonitor::setLoading(bool isLoading)

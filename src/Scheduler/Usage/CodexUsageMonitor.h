@@ -36,8 +36,9 @@ public:
     /// The last reading failed.
     [[nodiscard]] bool unavailable() const { return m_unavailable; }
     [[nodiscard]] const std::optional<QString> &unavailableReason() const { return m_unavailableReason; }
-    /// The sentence to show while `unavailable`; empty otherwise.
-    [[nodiscard]] QString unavailableNotice() const;
+    /// What to show beside the meters: why there was no answer, and that the numbers are more than an hour
+    /// old.
+    [[nodiscard]] QStringList notices(Date now) const;
 
 Q_SIGNALS:
     /// Snapshot, loading or availability changed.

@@ -40,6 +40,16 @@ QString Window::caption() const
     return u"%1% used; %2% remaining"_s.arg(percent()).arg(100 - percent());
 }
 
+QList<std::pair<QString, Window>> CodexUsageSnapshot::meters() const
+{
+    QList<std::pair<QString, Window>> meters;
+    if (session)
+        meters.append({u"Session"_s, *session});
+    if (weekly)
+        meters.append({u"Weekly"_s, *weekly});
+    return meters;
+}
+
 std::optional<CodexUsageSnapshot> CodexUsageSnapshot::parse(QByteArrayView data, Date now)
 {
     const auto json = JSONValue::parse(data);

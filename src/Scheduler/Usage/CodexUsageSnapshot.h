@@ -41,6 +41,9 @@ struct CodexUsageSnapshot
 
     bool operator==(const CodexUsageSnapshot &) const = default;
 
+    /// The windows under their names "Session" and "Weekly", as far as they are known.
+    [[nodiscard]] QList<std::pair<QString, Window>> meters() const;
+
     /// Nothing when the bytes are no such answer or hold no window.
     [[nodiscard]] static std::optional<CodexUsageSnapshot> parse(QByteArrayView data, Date now);
 };

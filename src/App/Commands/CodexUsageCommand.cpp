@@ -1,0 +1,69 @@
+#include "App/Commands/CodexUsageCommand.h"
+
+#include "App/Commands/TextTable.h"
+#include "Scheduler/Usage/CodexUsageMonitor.h"
+#include "Scheduler/Usage/UsageTexts.h"
+
+namespace Keelhaven::CodexUsageCommand {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+JSONValue json(const CodexUsageMonitor &monitor)
+{
+    JSONArray meters;
+    JSONObject object;
+    if (const auto &snapshot = monitor.snapshot()) {
+        object.set(u"fetchedAt"_s, isoText(snapshot->fetchedAt));
+        for (const auto &[label, window] : snapshot->meters()) {
+            JSONObject meter{{u"label"_s, label}, {u"percent"_s, window.percent()}};
+            if (const auto date = window.resetDate())
+                meter.set(u"resetsAt"_s, isoText(*date));
+            meters.push_back(std::move(meter));
+        }
+    }
+    object.set(u"meters"_s, std::move(meters));
+    if (monitor.unavailable())
+        object.set(u"unavailableReason"_s, monitor.unavailableReason().value_or(QString()));
+    return object;
+}
+
+QString text(const CodexUsageSnapshot &snapshot, Date now, const CommandContext &context)
+{
+    TextTable table({u"METER"_s, u"USED"_s, u"RESETS"_s});
+    for (const auto &[label, window] : snapshot.meters()) {
+        const auto date = window.resetDate();
+        const QString resets =
+            date ? u"%1, %2"_s.arg(localTime(*date, context.calendar), UsageTexts::relativeTime(*date, now))
+                 : QString();
+        table.addRow({label, window.caption(), resets});
+    }
+    return table.text(context.caller.columns);
+}
+
+} // namespace
+
+QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor &monitor, Clock &clock, CommandContext context)
+{
+    if (monitor.isLoading())
+        co_return CommandReply::refused(u"a reading is already under way."_s);
+    const QPointer<CodexUsageMonitor> self(&monitor);
+    co_await monitor.refresh();
+    if (!self)
+        co_return CommandReply::refused(u"Keelhaven is going down."_s);
+    CommandReply reply;
+    if (asJSON)
+        reply = CommandReply::json(json(*self), context);
+    else if (self->snapshot())
+        reply.output = text(*self->snapshot(), clock.now(), context);
+    const QStringList notices = self->notices(clock.now());
+    if (self->unavailable()) {
+        reply.exit = ExitStatus::Refused;
+        for (const QString &notice : notices)
+            reply.error += u"keelhaven: "_s + notice + u'\n';
+    }
+    co_return reply;
+}
+
+} // namespace Keelhaven::CodexUsageCommand

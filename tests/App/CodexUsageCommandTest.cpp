@@ -1,0 +1,77 @@
+#include "App/Commands/CodexUsageCommand.h"
+
+#include "App/Commands/TextTable.h"
+#include "Scheduler/EngineFixture.h"
+#include "Scheduler/Usage/CodexUsageMonitor.h"
+#include "Support/FakeChildProcess.h"
+
+namespace Keelhaven {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class CodexUsageCommandTest : public EngineTest
+{
+protected:
+    CodexUsageCommandTest()
+    {
+        const QString codex = home.write(u"bin/codex"_s, "#!/bin/sh\n");
+        QFile::setPermissions(codex, QFile::ReadOwner | QFile::ExeOwner);
+        settings.set(u"loginShellPATH"_s, home.path(u"bin"_s));
+    }
+
+    /// What the command answers when the app server says this.
+    CommandReply call(bool asJSON, const QByteArray &serverSays)
+    {
+        const ControlCaller caller{{}, home.path(), 0, false};
+        const QMap<QUuid, PassingRun> passing;
+        const KeelhavenPaths paths = home.paths();
+        const CommandContext context{.caller = caller,
+                                     .engine = *engine,
+                                     .settings = settings,
+                                     .paths = paths,
+                                     .passing = passing,
+                                     .now = clock.now(),
+                                     .calendar = calendar};
+        auto task = CodexUsageCommand::usage(asJSON, monitor, clock, context);
+        children.children.last()->say(serverSays);
+        return await(std::move(task));
+    }
+
+    FakeChildProcessFactory children;
+    CodexUsageMonitor monitor{locator, children, clock, tasks};
+};
+
+} // namespace
+
+TEST_F(CodexUsageCommandTest, TellsTheLimitsAndWhyThereAreNone)
+{
+    const auto resets = QByteArray::number(qint64(secondsSince1970(clock.now() + 2h)));
+    const auto good = call(
+        false,
+        R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":41.7,"windowDurationMins":300,"resetsAt":)" +
+            resets + R"(},"secondary":{"usedPercent":9,"windowDurationMins":10080}}}})");
+    EXPECT_EQ(good.exit, ExitStatus::Done);
+    const QStringList lines = good.output.split(u'\n');
+    EXPECT_EQ(lines.value(1).simplified(),
+              u"Session 41% used; 59% remaining %1, in 2 hours"_s.arg(localTime(clock.now() + 2h, calendar)));
+    EXPECT_TRUE(lines.value(2).simplified().startsWith(u"Weekly 9% used; 91% remaining"));
+
+    clock.advance(2h);
+    const auto refused = call(false, R"({"id":2,"error":{"code":-32600}})");
+    EXPECT_EQ(refused.exit, ExitStatus::Refused);
+    EXPECT_TRUE(refused.output.contains(u"41% used")) << "the last numbers";
+    EXPECT_EQ(refused.error,
+              u"keelhaven: Codex usage unavailable. codex app-server didn't answer (timed out or "
+              "exited)\nkeelhaven: Usage is 2h old.\n");
+    EXPECT_EQ(call(true, R"({"id":2,"result":{}})").output,
+              uR"({"fetchedAt": "2026-03-04T09:00:00.000Z", "meters": [)"
+              R"({"label": "Session", "percent": 41, "resetsAt": "2026-03-04T11:00:00.000Z"}, )"
+              R"({"label": "Weekly", "percent": 9}], "unavailableReason": )"
+              R"("codex app-server answered without rate limits — sign in with `codex login`"})"
+              "\n");
+}
+
+} // namespace Keelhaven
