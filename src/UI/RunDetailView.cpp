@@ -1,0 +1,285 @@
+#include "UI/RunDetailView.h"
+
+#include "App/AppSelection.h"
+#include "Assets/AssetStore.h"
+#include "Platform/Clock.h"
+#include "Platform/Uuid.h"
+#include "Scheduler/RunResume.h"
+#include "Store/Scrollback.h"
+#include "Surfaces/TimeTexts.h"
+#include "UI/ReportBlocks.h"
+#include "UI/ShownText.h"
+
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QUrl>
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto updateDelay = 16ms;
+constexpr qsizetype promptLimit = 2'000;
+
+QVariant variantOf(const std::optional<RunDetail::Action> &action)
+{
+    if (!action)
+        return {};
+    return QVariantMap{{u"title"_s, action->title},
+                       {u"help"_s, ShownText::line(action->help)},
+                       {u"enabled"_s, action->isEnabled}};
+}
+
+QVariantMap variantOf(const RunDetail::RunHeader &header)
+{
+    return {{u"title"_s, ShownText::line(header.title)}, {u"subtitle"_s, ShownText::line(header.subtitle)},
+            {u"isFailure"_s, header.isFailure},          {u"resume"_s, variantOf(header.resume)},
+            {u"stop"_s, variantOf(header.stop)},         {u"delete"_s, variantOf(header.delete_)},
+            {u"back"_s, variantOf(header.back)}};
+}
+
+QVariantMap fact(const QString &label, const QString &value, bool isCode = false)
+{
+    return {{u"label"_s, label}, {u"value"_s, value}, {u"isCode"_s, isCode}};
+}
+
+QVariantMap variantOf(const RunDetail::Report &report)
+{
+    const auto blocks =
+        report.isMarkdown ? ReportBlocks::toVariants(ReportBlocks::read(report.message)) : QVariantList();
+    return {{u"blocks"_s, blocks},
+            {u"sentence"_s, report.isMarkdown ? QString() : report.message},
+            {u"failure"_s, ShownText::paragraph(report.failureDetail.value_or(QString()))}};
+}
+
+QString sizeText(qint64 bytes)
+{
+    return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
+}
+
+} // namespace
+
+RunDetailView::RunDetailView(AppModel &model, QObject *parent)
+    : QObject(parent)
+    , m_model(model)
+{
+    m_updateTimer.setSingleShot(true);
+    m_updateTimer.setInterval(updateDelay);
+    const auto soon = [this] {
+        if (!m_updateTimer.isActive())
+            m_updateTimer.start();
+    };
+    connect(&m_updateTimer, &QTimer::timeout, this, &RunDetailView::update);
+    connect(&m_model.scheduler(), &SchedulerEngine::changed, this, soon);
+    connect(&m_model.assets(), &AssetStore::changed, this, soon);
+    connect(&m_model, &AppModel::happened, this, &RunDetailView::hear);
+    connect(&m_model.selection(), &AppSelection::selectedRunIDChanged, this, &RunDetailView::update);
+    update();
+}
+
+QString RunDetailView::runID() const
+{
+    return m_runID ? uuidText(*m_runID) : QString();
+}
+
+QString RunDetailView::card() const
+{
+    switch (m_selection.card) {
+    case RunDetail::Selection::Card::Nothing:
+        return u"nothing"_s;
+    case RunDetail::Selection::Card::Task:
+        return u"task"_s;
+    case RunDetail::Selection::Card::Live:
+        return u"live"_s;
+    case RunDetail::Selection::Card::Finished:
+        return u"finished"_s;
+    }
+    return {};
+}
+
+void RunDetailView::update()
+{
+    const auto &engine = m_model.scheduler();
+    const auto selected = m_model.selection().selectedRunID();
+    if (selected != m_runID) {
+        m_runID = selected;
+        setShowsRawOutput(false);
+    }
+    m_selection = RunDetail::select(m_runID, engine.active(), engine.history(), taskOf);
+    m_header.clear();
+    m_facts.clear();
+    m_deliverables.clear();
+    if (m_selection.task)
+        showTask(*m_selection.task);
+    else if (m_selection.active)
+        showLive(*m_selection.active);
+    else if (m_selection.record)
+        showFinished(*m_selection.record);
+    Q_EMIT changed();
+}
+
+void RunDetailView::showLive(const ActiveRun &run)
+{
+    m_header = variantOf(RunDetail::liveHeader(run));
+    const auto card = RunDetail::liveCard(run);
+    QVariantList rows;
+    for (const auto &row : card.rows)
+        rows.append(fact(row.label, row.value.startsWith(u'/') && row.label == u"Folder"
+                                        ? ShownText::path(row.value, m_model.paths().home)
+                                        : ShownText::paragraph(row.value, promptLimit)));
+    m_live = {{u"rows"_s, rows},
+              {u"blocked"_s, card.blockedCallout.value_or(QString())},
+              {u"takenOver"_s, card.takenOverCallout.value_or(QString())},
+              {u"open"_s, variantOf(std::optional(card.openInHerdr))},
+              {u"state"_s, stateText(run)}};
+    m_deliverables = variantsOf(m_model.assets().assetsForRun(run.record.id));
+}
+
+void RunDetailView::showFinished(const RunRecord &record)
+{
+    m_header = variantOf(RunDetail::finishedHeader(record, RunResume::blockedReason(record)));
+    const auto card = RunDetail::finishedCard(record, Calendar::current());
+    m_finished = {{u"report"_s, variantOf(card.report)},
+                  {u"timing"_s, card.timing},
+                  {u"hasRawOutput"_s, card.hasRawOutput}};
+    showFacts(record);
+    m_deliverables = variantsOf(m_model.assets().assetsForRun(record.id));
+}
+
+void RunDetailView::showFacts(const RunRecord &record)
+{
+    const QString home = m_model.paths().home;
+    m_facts.append(fact(u"Folder"_s, ShownText::path(record.folder(), home)));
+    if (record.projectDir && *record.projectDir != record.cwd)
+        m_facts.append(fact(u"Workspace"_s, ShownText::path(record.cwd, home)));
+    m_facts.append(fact(u"Command"_s, ShownText::paragraph(record.command, promptLimit)));
+    if (record.model)
+        m_facts.append(fact(u"Model"_s, ShownText::line(*record.model)));
+    if (record.usage)
+        m_facts.append(fact(u"Tokens"_s, QLocale::c().toString(record.usage->workTokens())));
+    if (record.sessionID)
+        m_facts.append(fact(u"Session"_s, ShownText::line(*record.sessionID), true));
+}
+
+void RunDetailView::showTask(const DispatchRecord &task)
+{
+    const auto runs = taskRuns(task);
+    const auto card = DispatchTaskCard::build(task, runs, m_model.scheduler().active(), runs.isEmpty(),
+                                              Calendar::current());
+    QVariantList turns;
+    for (const TurnView &turn : card.turns) {
+        turns.append(QVariantMap{{u"heading"_s, turn.heading.value_or(QString())},
+                                 {u"request"_s, ShownText::paragraph(turn.request, promptLimit)},
+                                 {u"state"_s, turn.state},
+                                 {u"isLive"_s, turn.isLive},
+                                 {u"isFailure"_s, turn.isFailure},
+                                 {u"answer"_s, turn.answer ? variantOf(*turn.answer) : QVariantMap()},
+                                 {u"blocked"_s, turn.blockedCallout.value_or(QString())},
+                                 {u"timing"_s, turn.timing}});
+    }
+    m_task = {{u"title"_s, ShownText::line(card.title)},
+              {u"facts"_s, card.facts},
+              {u"note"_s, ShownText::paragraph(card.note.value_or(QString()))},
+              {u"turns"_s, turns}};
+    if (m_selection.active)
+        m_header = variantOf(RunDetail::liveHeader(*m_selection.active));
+    else if (m_selection.record)
+        m_header = variantOf(
+            RunDetail::finishedHeader(*m_selection.record, RunResume::blockedReason(*m_selection.record)));
+    m_deliverables = variantsOf(card.deliverables);
+}
+
+QVariantList RunDetailView::variantsOf(const QList<Asset> &assets) const
+{
+    QVariantList list;
+    for (const Asset &asset : assets) {
+        const auto &thumbnail = asset.thumbnailPath;
+        list.append(QVariantMap{{u"name"_s, ShownText::line(asset.fileName())},
+                                {u"caption"_s, ShownText::line(asset.caption.value_or(QString()))},
+                                {u"kind"_s, enumText(asset.kind)},
+                                {u"size"_s, asset.bytes ? sizeText(*asset.bytes) : QString()},
+                                {u"path"_s, asset.displayPath()},
+                                {u"thumbnail"_s, thumbnail ? QUrl::fromLocalFile(*thumbnail) : QUrl()}});
+    }
+    return list;
+}
+
+void RunDetailView::hear(const EngineEvent &event)
+{
+    if (event.kind == EngineEvent::Kind::Finished)
+        m_progress.remove(event.record.id);
+    else if (event.kind == EngineEvent::Kind::Progress)
+        m_progress.insert(event.record.id, ShownText::line(event.text));
+    if (m_runID == event.record.id)
+        Q_EMIT changed();
+}
+
+void RunDetailView::setShowsRawOutput(bool shows)
+{
+    if (std::exchange(m_showsRawOutput, shows) == shows)
+        return;
+    if (shows && m_runID)
+        m_rawOutput.open(Scrollback::file(m_model.paths().runsDir(), *m_runID));
+    else
+        m_rawOutput.close();
+    Q_EMIT rawOutputChanged();
+}
+
+QString RunDetailView::elapsed() const
+{
+    const auto &run = m_selection.active;
+    return run ? TimeTexts::elapsed(m_model.clock().now() - run->record.startedAt) : QString();
+}
+
+void RunDetailView::resume()
+{
+    if (m_runID)
+        m_model.resumeRun(*m_runID);
+}
+
+void RunDetailView::stop()
+{
+    if (m_runID)
+        m_model.scheduler().stop(*m_runID);
+}
+
+void RunDetailView::remove()
+{
+    if (!m_runID)
+        return;
+    const QUuid id = *m_runID;
+    back();
+    m_model.scheduler().remove(id);
+}
+
+void RunDetailView::takeOver()
+{
+    if (m_runID)
+        m_model.scheduler().takeOver(*m_runID);
+}
+
+void RunDetailView::openInHerdr()
+{
+    m_model.scheduler().openHerdr(m_runID);
+}
+
+void RunDetailView::back()
+{
+    m_model.selection().setSelectedRunID(std::nullopt);
+}
+
+void RunDetailView::openFile(const QString &path)
+{
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void RunDetailView::copyText(const QString &text)
+{
+    QGuiApplication::clipboard()->setText(text);
+}
+
+} // namespace Keelhaven

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "App/AppModel.h"
+#include "Surfaces/AgentsPane.h"
+#include "Surfaces/DispatchTaskCard.h"
+#include "Surfaces/RunDetail.h"
+#include "UI/RawOutput.h"
+
+#include <QTimer>
+
+namespace Keelhaven {
+
+/// The pane about the selected run. What it says is made by RunDetail and DispatchTaskCard; this lays it out
+/// for QML and carries out the pane's actions. The model outlives it.
+class RunDetailView : public QObject
+{
+    Q_OBJECT
+    QML_ANONYMOUS
+    Q_PROPERTY(QString runID READ runID NOTIFY changed)
+    /// "nothing", "task", "live" or "finished"
+    Q_PROPERTY(QString card READ card NOTIFY changed)
+    Q_PROPERTY(QVariantMap header READ header NOTIFY changed)
+    Q_PROPERTY(QVariantMap live READ live NOTIFY changed)
+    Q_PROPERTY(QVariantMap finished READ finished NOTIFY changed)
+    Q_PROPERTY(QVariantMap task READ task NOTIFY changed)
+    Q_PROPERTY(QVariantList facts READ facts NOTIFY changed)
+    Q_PROPERTY(QVariantList deliverables READ deliverables NOTIFY changed)
+    Q_PROPERTY(QString progress READ progress NOTIFY changed)
+    Q_PROPERTY(RawOutput *rawOutput READ rawOutput CONSTANT)
+    Q_PROPERTY(bool showsRawOutput READ showsRawOutput WRITE setShowsRawOutput NOTIFY rawOutputChanged)
+    Q_PROPERTY(QString nothingText READ nothingText CONSTANT)
+
+public:
+    explicit RunDetailView(AppModel &model, QObject *parent = nullptr);
+
+    [[nodiscard]] QString runID() const;
+    [[nodiscard]] QString card() const;
+    [[nodiscard]] QVariantMap header() const { return m_header; }
+    [[nodiscard]] QVariantMap live() const { return m_live; }
+    [[nodiscard]] QVariantMap finished() const { return m_finished; }
+    [[nodiscard]] QVariantMap task() const { return m_task; }
+    [[nodiscard]] QVariantList facts() const { return m_facts; }
+    [[nodiscard]] QVariantList deliverables() const { return m_deliverables; }
+    /// What the live run said last of its work.
+    [[nodiscard]] QString progress() const { return m_progress.value(m_runID.value_or(QUuid())); }
+    [[nodiscard]] RawOutput *rawOutput() { return &m_rawOutput; }
+    [[nodiscard]] bool showsRawOutput() const { return m_showsRawOutput; }
+    void setShowsRawOutput(bool shows);
+    [[nodiscard]] QString nothingText() const { return RunDetail::nothingSelected.toString(); }
+
+    TaskLookup taskOf = [](const QUuid &) -> const DispatchRecord * { return nullptr; };
+    /// The runs of a task, oldest first.
+    std::function<QList<RunRecord>(const DispatchRecord &)> taskRuns = [](const DispatchRecord &) {
+        return QList<RunRecord>();
+    };
+
+    /// How long the live run has been at it.
+    Q_INVOKABLE QString elapsed() const;
+    Q_INVOKABLE void resume();
+    Q_INVOKABLE void stop();
+    Q_INVOKABLE void remove();
+    Q_INVOKABLE void takeOver();
+    Q_INVOKABLE void openInHerdr();
+    Q_INVOKABLE void back();
+    Q_INVOKABLE void openFile(const QString &path);
+    Q_INVOKABLE void copyText(const QString &text);
+
+Q_SIGNALS:
+    void changed();
+    void rawOutputChanged();
+
+private:
+    void update();
+    void showLive(const ActiveRun &run);
+    void showFinished(const RunRecord &record);
+    void showTask(const DispatchRecord &task);
+    void showFacts(const RunRecord &record);
+    void hear(const EngineEvent &event);
+    [[nodiscard]] QVariantList variantsOf(const QList<Asset> &assets) const;
+
+    AppModel &m_model;
+    std::optional<QUuid> m_runID;
+    RunDetail::Selection m_selection;
+    QVariantMap m_header;
+    QVariantMap m_live;
+    QVariantMap m_finished;
+    QVariantMap m_task;
+    QVariantList m_facts;
+    QVariantList m_deliverables;
+    QHash<QUuid, QString> m_progress; ///< of live runs
+    RawOutput m_rawOutput;
+    bool m_showsRawOutput = false;
+    QTimer m_updateTimer;
+};
+
+} // namespace Keelhaven

@@ -1,0 +1,54 @@
+#include "UI/WindowFront.h"
+
+#include "App/AppModel.h"
+#include "UI/AppView.h"
+#include "UI/EngineObjects.h"
+#include "UI/Icons.h"
+
+#include <QQuickWindow>
+
+// Resources of a static library are brought in by name.
+static void initializeResources()
+{
+    Q_INIT_RESOURCE(qmake_Keelhaven);
+    Q_INIT_RESOURCE(keelhaven_UI_raw_qml_0);
+    Q_INIT_RESOURCE(qmlcache_keelhaven_UI);
+}
+
+extern void qml_register_types_Keelhaven();
+
+namespace Keelhaven {
+
+using namespace Qt::StringLiterals;
+
+void prepareScreens()
+{
+    static const bool once = [] {
+        initializeResources();
+        qml_register_types_Keelhaven();
+        QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
+        return true;
+    }();
+    static_cast<void>(once);
+}
+
+void equip(QQmlEngine &engine, AppView &view, Appearance &appearance)
+{
+    prepareScreens();
+    EngineObjects::give(engine, &view);
+    EngineObjects::give(engine, &appearance);
+    engine.addImportPath(u"qrc:/qt/qml"_s);
+    engine.addImageProvider(u"keelhaven"_s, new Icons);
+}
+
+WindowFront::WindowFront(AppModel &model, MessageBus &sessionBus)
+    : m_appearance(&sessionBus)
+    , m_view(std::make_unique<AppView>(model))
+{
+    equip(m_engine, *m_view, m_appearance);
+    m_engine.load(QUrl(u"qrc:/qt/qml/Keelhaven/qml/Main.qml"_s));
+}
+
+WindowFront::~WindowFront() = default;
+
+} // namespace Keelhaven

@@ -1,0 +1,37 @@
+#include "App/AppModel.h"
+#include "App/Instance.h"
+#include "App/Machine.h"
+#include "Platform/SystemLog.h"
+#include "UI/WindowFront.h"
+
+#include <QGuiApplication>
+#include <QIcon>
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+std::unique_ptr<QObject> buildWindow(Keelhaven::AppModel &model, Keelhaven::Machine &machine)
+{
+    auto front = std::make_unique<Keelhaven::WindowFront>(model, machine.sessionBus);
+    if (!front->isValid()) {
+        Keelhaven::systemLog(u"Keelhaven: the window could not be made"_s);
+        QMetaObject::invokeMethod(qApp, [] { QCoreApplication::exit(1); }, Qt::QueuedConnection);
+    }
+    return front;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    ::umask(077);
+    QGuiApplication application(argc, argv);
+    QGuiApplication::setApplicationName(u"keelhaven"_s);
+    QGuiApplication::setApplicationDisplayName(u"Keelhaven"_s);
+    QGuiApplication::setDesktopFileName(u"keelhaven"_s);
+    QGuiApplication::setApplicationVersion(QStringLiteral(KEELHAVEN_VERSION));
+    Keelhaven::Appearance::applyFont();
+    return Keelhaven::runProgram(buildWindow);
+}

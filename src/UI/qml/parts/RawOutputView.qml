@@ -1,0 +1,62 @@
+import QtQuick
+import QtQuick.Templates as T
+import Keelhaven
+
+/// A terminal's text, line by line; only the lines in sight are laid out.
+Rectangle {
+    id: root
+
+    property var output
+
+    radius: Theme.radius
+    color: Theme.sunken
+    border.width: 1
+    border.color: list.activeFocus ? Theme.focus : Theme.line
+
+    ListView {
+        id: list
+        objectName: "rawOutput"
+        anchors.fill: parent
+        anchors.margins: 12
+        clip: true
+        reuseItems: true
+        activeFocusOnTab: true
+        boundsBehavior: Flickable.StopAtBounds
+        model: root.output
+        Accessible.role: Accessible.List
+        Accessible.name: "Raw terminal output"
+        T.ScrollBar.vertical: KScrollBar {}
+        Keys.onPressed: event => {
+            const page = event.key === Qt.Key_PageDown ? height : event.key === Qt.Key_PageUp ? -height : event.key === Qt.Key_Down ? 34 : event.key === Qt.Key_Up ? -34 : 0;
+            if (event.key === Qt.Key_Home)
+                positionViewAtBeginning();
+            else if (event.key === Qt.Key_End)
+                positionViewAtEnd();
+            else if (page !== 0)
+                contentY = Math.max(originY, Math.min(originY + contentHeight - height, contentY + page));
+            else
+                return;
+            event.accepted = true;
+        }
+        delegate: Text {
+            required property string line
+
+            width: ListView.view.width
+            textFormat: Text.PlainText
+            text: line
+            wrapMode: Text.WrapAnywhere
+            maximumLineCount: 40
+            elide: Text.ElideRight
+            color: Theme.text
+            font.family: Theme.mono
+            font.pixelSize: Theme.small
+            lineHeight: 1.3
+        }
+    }
+    KText {
+        anchors.centerIn: parent
+        visible: text !== ""
+        text: !root.output ? "" : root.output.loading ? "Reading…" : root.output.failed ? "The saved output cannot be read." : ""
+        color: Theme.textFaint
+    }
+}

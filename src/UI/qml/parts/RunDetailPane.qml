@@ -1,0 +1,287 @@
+import QtQuick
+import QtQuick.Templates as T
+import Keelhaven
+
+/// One run: what it does, or what it did.
+FocusScope {
+    objectName: "runDetail"
+
+    id: root
+
+    readonly property var detail: App.runDetail
+    readonly property bool isLive: detail.card === "live"
+    readonly property bool isFinished: detail.card === "finished"
+    readonly property bool isTask: detail.card === "task"
+    readonly property int column: Math.min(720, width - 2 * Theme.xxl)
+
+    Keys.onEscapePressed: detail.back()
+
+    KEmpty {
+        anchors.centerIn: parent
+        width: parent.width - 2 * Theme.xl
+        visible: root.detail.card === "nothing"
+        iconName: "history"
+        text: root.detail.nothingText
+    }
+
+    FocusScope {
+        id: header
+        width: parent.width
+        height: visible ? 84 : 0
+        visible: root.detail.card !== "nothing"
+        focus: true
+
+        KButton {
+            id: back
+            x: Theme.md
+            y: 20
+            kind: "quiet"
+            iconName: "arrow-left"
+            help: root.detail.header.back ? root.detail.header.back.title : ""
+            onClicked: root.detail.back()
+        }
+        KText {
+            x: 56
+            y: 18
+            width: parent.width - x - actions.width - Theme.xl
+            text: root.isTask ? root.detail.task.title : root.detail.header.title || ""
+            font.pixelSize: Theme.heading
+            font.weight: Font.DemiBold
+            Accessible.role: Accessible.Heading
+        }
+        KText {
+            x: 56
+            y: 46
+            width: parent.width - x - actions.width - Theme.xl
+            text: (root.detail.header.subtitle || "") + (timer.text !== "" ? " · " + timer.text : "")
+            color: root.detail.header.isFailure ? Theme.bad : root.isLive ? Theme.accent : Theme.textSoft
+        }
+        Row {
+            id: actions
+            anchors.right: parent.right
+            anchors.rightMargin: Theme.lg
+            y: 20
+            spacing: Theme.sm
+
+            KButton {
+                readonly property var deed: root.detail.live.open
+                visible: root.isLive && deed !== undefined
+                kind: "primary"
+                text: deed ? deed.title : ""
+                help: deed ? deed.help : ""
+                onClicked: root.detail.openInHerdr()
+            }
+            KButton {
+                readonly property var deed: root.detail.header.resume
+                visible: !root.isLive && deed !== undefined
+                text: deed ? deed.title : ""
+                help: deed ? deed.help : ""
+                enabled: deed !== undefined && deed.enabled
+                iconName: "terminal"
+                onClicked: root.detail.resume()
+            }
+            KButton {
+                readonly property var deed: root.detail.header.stop
+                visible: deed !== undefined
+                kind: "danger"
+                iconName: "stop"
+                help: deed ? deed.help : ""
+                onClicked: stop.askFor(root.detail.runID, "")
+            }
+            KButton {
+                readonly property var deed: root.detail.header.delete
+                visible: deed !== undefined
+                kind: "quiet"
+                iconName: "trash"
+                help: deed ? deed.help : ""
+                onClicked: remove.ask()
+            }
+        }
+        KLine {
+            anchors.bottom: parent.bottom
+            width: parent.width
+        }
+    }
+    Timer {
+        id: timer
+        property string text
+        interval: 1000
+        repeat: true
+        triggeredOnStart: true
+        running: root.visible && root.isLive && root.Window.visibility !== Window.Hidden && root.Window.visibility !== Window.Minimized
+        onTriggered: text = root.detail.elapsed()
+        onRunningChanged: if (!running) text = ""
+    }
+
+    Flickable {
+        id: page
+        y: header.height
+        width: parent.width
+        height: parent.height - y
+        visible: header.visible && !root.detail.showsRawOutput
+        clip: true
+        contentWidth: width
+        contentHeight: body.implicitHeight + 2 * Theme.xl
+        boundsBehavior: Flickable.StopAtBounds
+        activeFocusOnTab: contentHeight > height
+        T.ScrollBar.vertical: KScrollBar {}
+        Keys.onUpPressed: contentY = Math.max(0, contentY - 60)
+        Keys.onDownPressed: contentY = Math.min(Math.max(0, contentHeight - height), contentY + 60)
+        Accessible.role: Accessible.Pane
+        Accessible.name: "Run"
+
+        Column {
+            id: body
+            x: Theme.xxl
+            y: Theme.xl
+            width: root.column
+            spacing: Theme.xl
+
+            // A live run.
+            KCallout {
+                width: parent.width
+                visible: root.isLive && text !== ""
+                tone: "warn"
+                iconName: "question"
+                text: root.detail.live.blocked || ""
+            }
+            KCallout {
+                width: parent.width
+                visible: root.isLive && text !== ""
+                tone: "accent"
+                iconName: "hand"
+                text: root.detail.live.takenOver || ""
+            }
+            Column {
+                width: parent.width
+                visible: root.isLive && root.detail.progress !== ""
+                spacing: Theme.sm
+                KLabel { text: "LATEST PROGRESS" }
+                KParagraph {
+                    width: parent.width
+                    text: root.detail.progress
+                    font.pixelSize: Theme.prose
+                }
+            }
+            Facts {
+                width: parent.width
+                visible: root.isLive
+                rows: root.isLive ? root.detail.live.rows || [] : []
+            }
+            KButton {
+                visible: root.isLive && (root.detail.live.takenOver || "") === ""
+                text: "Take over"
+                iconName: "hand"
+                help: "Keep the session yours after it finishes"
+                onClicked: root.detail.takeOver()
+            }
+
+            // A task with its turns.
+            Column {
+                width: parent.width
+                visible: root.isTask
+                spacing: Theme.xs
+                Repeater {
+                    model: root.isTask ? root.detail.task.facts || [] : []
+                    KParagraph {
+                        required property string modelData
+                        width: body.width
+                        text: modelData
+                        color: Theme.textSoft
+                    }
+                }
+                KCallout {
+                    width: parent.width
+                    visible: text !== ""
+                    text: root.detail.task.note || ""
+                }
+            }
+            Repeater {
+                model: root.isTask ? root.detail.task.turns || [] : []
+                Turn {
+                    required property var modelData
+                    width: body.width
+                    turn: modelData
+                }
+            }
+
+            // A finished run.
+            Column {
+                width: parent.width
+                visible: root.isFinished
+                spacing: Theme.md
+                KLabel { text: "WHAT IT REPORTED" }
+                Report {
+                    width: parent.width
+                    report: root.isFinished ? root.detail.finished.report : undefined
+                }
+            }
+            Column {
+                width: parent.width
+                visible: root.detail.deliverables.length > 0
+                spacing: Theme.md
+                KLabel { text: "DELIVERABLES" }
+                Deliverables {
+                    width: parent.width
+                    files: root.detail.deliverables
+                    onOpened: path => root.detail.openFile(path)
+                }
+            }
+            KLine {
+                width: parent.width
+                visible: root.isFinished
+            }
+            Column {
+                width: parent.width
+                visible: root.isFinished
+                spacing: Theme.md
+                KText {
+                    width: parent.width
+                    text: root.isFinished ? root.detail.finished.timing : ""
+                    color: Theme.textSoft
+                }
+                Facts {
+                    width: parent.width
+                    rows: root.isFinished ? root.detail.facts : []
+                }
+            }
+            KButton {
+                visible: root.isFinished && root.detail.finished.hasRawOutput
+                text: "Show raw terminal output"
+                iconName: "terminal"
+                onClicked: root.detail.showsRawOutput = true
+            }
+        }
+    }
+    FocusScope {
+        y: header.height
+        width: parent.width
+        height: parent.height - y
+        visible: header.visible && root.detail.showsRawOutput
+
+        KButton {
+            id: hideRaw
+            x: Theme.xxl
+            y: Theme.md
+            text: "Hide raw terminal output"
+            iconName: "terminal"
+            onClicked: root.detail.showsRawOutput = false
+        }
+        RawOutputView {
+            x: Theme.xxl
+            y: hideRaw.y + hideRaw.height + Theme.md
+            width: parent.width - 2 * Theme.xxl
+            height: parent.height - y - Theme.lg
+            output: root.detail.rawOutput
+        }
+    }
+
+    StopDialog { id: stop }
+    KDialog {
+        id: remove
+        title: "Delete this run?"
+        text: root.detail.header.delete ? root.detail.header.delete.help : ""
+        confirmText: "Delete the run"
+        onConfirmed: root.detail.remove()
+    }
+}

@@ -1,0 +1,59 @@
+import QtQuick
+import Keelhaven
+
+/// Every shortcut of the window.
+KSheet {
+    id: root
+
+    title: "Keyboard shortcuts"
+    width: parent ? Math.min(520, parent.width - 48) : 520
+    height: parent ? Math.min(480, parent.height - 48) : 480
+
+    ListView {
+        anchors.fill: parent
+        anchors.margins: Theme.xl
+        clip: true
+        focus: true
+        boundsBehavior: Flickable.StopAtBounds
+        Accessible.role: Accessible.List
+        Accessible.name: root.title
+        model: [
+            { keys: "Ctrl+1 … Ctrl+4", text: "Board, Projects, Agents, Plugins" },
+            { keys: "Ctrl+N", text: "New agent" },
+            { keys: "Ctrl+F", text: "Find in history" },
+            { keys: "Alt+1 … Alt+4", text: "Agents, Scheduled, Queue, History" },
+            { keys: "↑ ↓", text: "Move in a list" },
+            { keys: "Return", text: "Open the line" },
+            { keys: "Menu", text: "What can be done with the line" },
+            { keys: "Tab", text: "Go on to the next control" },
+            { keys: "Esc", text: "Close, or back to the agent editor" },
+            { keys: "Ctrl+,", text: "Settings" },
+            { keys: "?", text: "This list" },
+            { keys: "Ctrl+Q", text: "Quit" }
+        ]
+        delegate: Item {
+            required property var modelData
+
+            width: ListView.view.width
+            height: 32
+            Accessible.role: Accessible.ListItem
+            Accessible.name: modelData.keys + ": " + modelData.text
+
+            KText {
+                width: 150
+                height: parent.height
+                text: modelData.keys
+                font.weight: Font.Medium
+                Accessible.ignored: true
+            }
+            KText {
+                x: 160
+                width: parent.width - x
+                height: parent.height
+                text: modelData.text
+                color: Theme.textSoft
+                Accessible.ignored: true
+            }
+        }
+    }
+}

@@ -1,0 +1,159 @@
+import QtQuick
+import QtQuick.Templates as T
+import Keelhaven
+
+/// The panels of the window, and what belongs to all of them. Narrow windows get the pictures alone.
+FocusScope {
+    id: root
+
+    property bool compact: false
+
+    signal helpWanted()
+
+    implicitWidth: compact ? 60 : 200
+    Accessible.role: Accessible.ToolBar
+    Accessible.name: "Panels"
+
+    component Entry: T.AbstractButton {
+        id: entry
+
+        property string iconName
+        property bool isCurrent: false
+        property string badge
+        property string badgeTone
+        property string help
+
+        width: root.width - 16
+        x: 8
+        implicitHeight: 34
+        hoverEnabled: true
+        focusPolicy: Qt.StrongFocus
+        Accessible.role: Accessible.Button
+        Accessible.name: badge !== "" ? text + ", " + badge : text
+        Accessible.selected: isCurrent
+        Keys.onReturnPressed: click()
+
+        contentItem: Item {
+            KIcon {
+                id: icon
+                x: root.compact ? (parent.width - width) / 2 : 10
+                anchors.verticalCenter: parent.verticalCenter
+                name: entry.iconName
+                size: 17
+                color: entry.isCurrent ? Theme.accent : Theme.textSoft
+            }
+            KText {
+                x: 38
+                width: parent.width - x - (chip.visible ? chip.width + 16 : 8)
+                height: parent.height
+                visible: !root.compact
+                text: entry.text
+                font.weight: entry.isCurrent ? Font.DemiBold : Font.Medium
+                color: entry.isCurrent ? Theme.text : Theme.textSoft
+                Accessible.ignored: true
+            }
+            KChip {
+                id: chip
+                anchors.right: parent.right
+                anchors.rightMargin: 8
+                anchors.verticalCenter: parent.verticalCenter
+                visible: !root.compact && text !== ""
+                text: entry.badge
+                tone: entry.badgeTone
+                Accessible.ignored: true
+            }
+            Rectangle {
+                visible: root.compact && entry.badge !== ""
+                x: icon.x + icon.width - 2
+                y: icon.y - 3
+                width: 7
+                height: 7
+                radius: 4
+                color: Theme.tone(entry.badgeTone)
+            }
+        }
+        background: Rectangle {
+            radius: Theme.radius
+            color: entry.isCurrent ? Theme.selected : entry.down ? Theme.pressed : entry.hovered ? Theme.hover : "transparent"
+            KFocus { shown: entry.visualFocus; gap: 0 }
+        }
+        KTooltip {
+            text: entry.help !== "" ? entry.help : entry.text
+            visible: entry.hovered && (root.compact || entry.help !== "")
+        }
+    }
+
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.window
+    }
+
+    Row {
+        x: root.compact ? (root.width - 22) / 2 : 18
+        y: 18
+        height: 24
+        spacing: 10
+
+        KIcon {
+            anchors.verticalCenter: parent.verticalCenter
+            name: "ship"
+            size: 22
+            color: Theme.accent
+        }
+        KText {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: !root.compact
+            text: "Keelhaven"
+            font.pixelSize: Theme.title
+            font.weight: Font.DemiBold
+        }
+    }
+
+    Column {
+        y: 64
+        width: parent.width
+        spacing: 2
+
+        Repeater {
+            model: [
+                { panel: "keelhaven", text: "Board", icon: "inbox" },
+                { panel: "projects", text: "Projects", icon: "folder" },
+                { panel: "scheduler", text: "Agents", icon: "agents" },
+                { panel: "plugins", text: "Plugins", icon: "plug" }
+            ]
+
+            Entry {
+                required property var modelData
+                required property int index
+
+                text: modelData.text
+                iconName: modelData.icon
+                isCurrent: App.panel === modelData.panel
+                badge: modelData.panel === "scheduler" && App.scheduler.liveCount > 0 ? App.scheduler.liveCount + " live" : ""
+                badgeTone: "accent"
+                help: "Ctrl+" + (index + 1)
+                onClicked: App.panel = modelData.panel
+            }
+        }
+    }
+
+    Column {
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 12
+        width: parent.width
+        spacing: 2
+
+        Entry {
+            text: "Settings…"
+            iconName: "gear"
+            help: "Ctrl+,"
+            onClicked: App.showsSettings = true
+        }
+        Entry {
+            text: "Shortcuts"
+            iconName: "keyboard"
+            help: "?"
+            onClicked: root.helpWanted()
+        }
+    }
+}

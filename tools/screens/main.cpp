@@ -1,0 +1,166 @@
+// Draws the window's screens as pictures: scripts/screenshots runs it. It shows a throw-away profile, never
+// the user's own.
+#include "App/AppSelection.h"
+#include "UI/AppView.h"
+#include "UI/DemoProfile.h"
+#include "UI/WindowFront.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QQuickItem>
+#include <QQuickView>
+#include <cstdio>
+
+using namespace Keelhaven;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Scene
+{
+    QString name;
+    DemoProfile::Options profile;
+    std::function<void(DemoProfile &, QQuickItem &)> arrange;
+};
+
+QQuickItem *findItem(QQuickItem &root, const QString &name)
+{
+    if (root.objectName() == name)
+        return &root;
+    const auto children = root.childItems();
+    for (QQuickItem *child : children) {
+        if (QQuickItem *found = findItem(*child, name))
+            return found;
+    }
+    return nullptr;
+}
+
+void showTab(QQuickItem &root, int tab)
+{
+    if (QQuickItem *panel = findItem(root, u"agentsPanel"_s))
+        panel->setProperty("tab", tab);
+}
+
+QList<Scene> scenes()
+{
+    const DemoProfile::Options full;
+    const auto select = [](DemoProfile &profile, const QUuid &run) {
+        profile.model().selection().setSelectedRunID(run);
+    };
+    return {
+        {u"agents"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             const auto id = profile.model().scheduler().slotList().value(0).id;
+             profile.model().selection().setSlotEditor(SlotEditorTarget::ofSlot(id));
+         }},
+        {u"agenda"_s, full, [](DemoProfile &, QQuickItem &root) { showTab(root, 1); }},
+        {u"queue"_s, full,
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 2);
+             select(profile, profile.blockedRun());
+         }},
+        {u"live"_s, full,
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 2);
+             select(profile, profile.model().scheduler().active().value(2)->record.id);
+         }},
+        {u"history"_s, full,
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 3);
+             select(profile, profile.reportedRun());
+         }},
+        {u"failed"_s, full,
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 3);
+             select(profile, profile.failedRun());
+         }},
+        {u"raw-output"_s, full,
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 3);
+             select(profile, profile.reportedRun());
+             if (QQuickItem *pane = findItem(root, u"runDetail"_s))
+                 pane->property("detail").value<QObject *>()->setProperty("showsRawOutput", true);
+         }},
+        {u"board"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().setPanel(AppPanel::Keelhaven);
+         }},
+        {u"first-start"_s, {.isEmpty = true}, [](DemoProfile &, QQuickItem &) {}},
+        {u"fallback"_s, {.hasBrokenDatabase = true}, [](DemoProfile &, QQuickItem &) {}},
+        {u"hostile"_s,
+         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 3);
+             select(profile, profile.model().scheduler().history().value(0).id);
+         }},
+        {u"hostile-agents"_s,
+         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
+         [](DemoProfile &, QQuickItem &) {}},
+    };
+}
+
+void run(int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
+{
+    DemoProfile profile(scene.profile);
+    AppView app(profile.model());
+    Appearance appearance;
+    appearance.setDark(dark);
+    appearance.setReducedMotion(true);
+    QQuickView view;
+    equip(*view.engine(), app, appearance);
+    view.setResizeMode(QQuickView::SizeRootObjectToView);
+    view.setSource(QUrl(u"qrc:/qt/qml/Keelhaven/qml/parts/Shell.qml"_s));
+    if (view.status() != QQuickView::Ready)
+        return false;
+    view.resize(size);
+    view.show();
+    run(60);
+    scene.arrange(profile, *view.rootObject());
+    run(320);
+    const QString file = u"%1/%2-%3x%4-%5.png"_s.arg(folder, scene.name)
+                             .arg(size.width())
+                             .arg(size.height())
+                             .arg(dark ? u"dark"_s : u"light"_s);
+    return view.grabWindow().save(file);
+}
+
+} // namespace
+
+/// keelhaven-screens FOLDER [WIDTHxHEIGHT[,…]] [light|dark|both] [SCENE…]
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
+    QGuiApplication::setApplicationName(u"keelhaven"_s);
+    Appearance::applyFont();
+    const QStringList words = QGuiApplication::arguments().mid(1);
+    if (words.isEmpty()) {
+        std::fputs("usage: keelhaven-screens FOLDER [WIDTHxHEIGHT,…] [light|dark|both] [SCENE…]\n", stderr);
+        return 2;
+    }
+    const QString folder = words[0];
+    const QStringList sizes = words.value(1, u"1280x800"_s).split(u',');
+    const QString mode = words.value(2, u"both"_s);
+    QDir().mkpath(folder);
+    bool isGood = true;
+    for (const Scene &scene : scenes()) {
+        if (words.size() > 3 && !words.mid(3).contains(scene.name))
+            continue;
+        for (const QString &size : sizes) {
+            const QSize pixels(size.section(u'x', 0, 0).toInt(), size.section(u'x', 1, 1).toInt());
+            for (const bool dark : {false, true}) {
+                if (mode == u"both" || (mode == u"dark") == dark)
+                    isGood = draw(scene, pixels, dark, folder) && isGood;
+            }
+        }
+    }
+    return isGood ? 0 : 1;
+}
