@@ -5,8 +5,9 @@ machine, its launch, what was noted about it before, and what its sessions said 
 board yet, it names the git repositories in and below the working directory instead. Tokens lie in a file that it never
 opens.
 
-`board.py look FOLDER` and `board.py show FOLDER COMMIT [FILE]` print what git knows of one of these repositories, without
-changing anything in it or asking anybody over the network.
+`board.py look FOLDER`, `files FOLDER`, `read FOLDER FILE` and `show FOLDER COMMIT [FILE]` print what git knows of one of
+these repositories, without changing anything in it or asking anybody over the network. Only what is committed is shown, and
+no file whose name says that it holds keys.
 
 `board.py note` takes one JSON object from standard input and adds it to `ai.json`, the file in which an assistant's words
 about projects stand. Every other word in that file stays, the file as it was before is kept beside it, and a note on a
@@ -242,6 +243,8 @@ def found_repositories(folder):
 # A repository's own configuration could name programs for git to run; none of these is wanted for a look.
 GIT = ("git", "--no-pager", "-c", "core.fsmonitor=false", "-c", "log.showSignature=false", "-c", "color.ui=false")
 GIT_ENVIRONMENT = {"GIT_OPTIONAL_LOCKS": "0", "GIT_TERMINAL_PROMPT": "0", "GIT_NO_LAZY_FETCH": "1", "LC_ALL": "C.UTF-8"}
+SECRET_NAME = re.compile(r"(^|/)(\.env[^/]*|id_[^/]*|[^/]*\.(pem|key|p12|pfx|keystore)|[^/]*(secret|credential)[^/]*)$", re.IGNORECASE)
+NO_SECRETS = (".", *(f":(exclude,icase){glob}" for glob in ("*.env*", "*.pem", "*.key", "*.p12", "*.pfx", "*secret*", "*credential*")))
 LOOKS = {
     "Status": ("status", "--short", "--branch", "--ignore-submodules"),
     "Commits of the last 14 days": (
@@ -289,7 +292,21 @@ def show(board, folder, commit, file, here):
     if not re.fullmatch("[0-9a-f]{4,64}", commit):
         raise Refused(f"{commit} is no commit's hash.")
     words = ["show", "--stat", "--patch", "--no-ext-diff", "--no-textconv", "--format=fuller", commit, "--"]
-    return git(checked_folder(board, folder, here), *words, *([file] if file else []))
+    return git(checked_folder(board, folder, here), *words, *([checked_file(file)] if file else NO_SECRETS))
+
+
+def files(board, folder, here):
+    return git(checked_folder(board, folder, here), "ls-tree", "-r", "--name-only", "HEAD")
+
+
+def read(board, folder, file, here):
+    return git(checked_folder(board, folder, here), "show", "--no-textconv", f"HEAD:{checked_file(file)}")
+
+
+def checked_file(file):
+    if SECRET_NAME.search(file):
+        raise Refused(f"{file} may hold secrets.")
+    return os.path.normpath(file)
 
 
 def checked_text(value, what, longest=LONGEST_TEXT):
@@ -369,7 +386,7 @@ def note(cache_dir, notes, now):
         return count
 
 
-USAGE = "usage: board.py brief | look FOLDER | show FOLDER COMMIT [FILE] | note < NOTES"
+USAGE = "usage: board.py brief | look FOLDER | files FOLDER | read FOLDER FILE | show FOLDER COMMIT [FILE] | note < NOTES"
 
 
 def main(words):
@@ -381,6 +398,10 @@ def main(words):
             print(json.dumps(Board(cache_dir, now).brief(here), ensure_ascii=False, indent=1))
         elif verb == "look" and len(rest) == 1:
             print(look(Board(cache_dir, now), rest[0], here))
+        elif verb == "files" and len(rest) == 1:
+            print(files(Board(cache_dir, now), rest[0], here))
+        elif verb == "read" and len(rest) == 2:
+            print(read(Board(cache_dir, now), rest[0], rest[1], here))
         elif verb == "show" and len(rest) in (2, 3):
             print(show(Board(cache_dir, now), rest[0], rest[1], rest[2] if len(rest) == 3 else None, here))
         elif words == ["note"]:

@@ -120,6 +120,8 @@ class BoardTest(unittest.TestCase):
 
     def test_looking_changes_nothing_and_runs_nothing_of_the_repository(self):
         git = ["git", "-C", str(self.code), "-c", "user.name=me", "-c", "user.email=me@x"]
+        for name in ("README", "my.pem", ".env"):
+            (self.code / name).write_text(f"{TOKEN} in {name}")
         for words in (["init", "-q", "-b", "main"], ["add", "."], ["commit", "-q", "--allow-empty", "-m", "Begin"]):
             subprocess.run([*git, *words], check=True)
         (self.code / "new.txt").write_text("x")
@@ -130,9 +132,15 @@ class BoardTest(unittest.TestCase):
         for part in ("## main", "?? new.txt", "me: Begin", "Stashes\nnone"):
             self.assertIn(part, said)
         head = subprocess.run([*git, "rev-parse", "HEAD"], capture_output=True, text=True).stdout.strip()
-        self.assertIn("Begin", self.call("show", str(self.code), head)[1])
+        shown = self.call("show", str(self.code), head)[1]
+        self.assertIn("in README", shown)
+        self.assertNotIn("in my.pem", shown)
+        self.assertNotIn("in .env", shown)
+        self.assertEqual(self.call("read", str(self.code), "./README"), (0, f"{TOKEN} in README\n"))
+        self.assertEqual(self.call("files", str(self.code))[1].split(), [".env", "README", "my.pem"])
         self.assertFalse((self.home / "ran").exists())
-        for words in (["look", "/"], ["show", str(self.code), "--output=x"], ["show", str(self.code), "HEAD"]):
+        for words in (["look", "/"], ["show", str(self.code), "--output=x"], ["show", str(self.code), "HEAD"],
+                      ["read", str(self.code), ".env"], ["read", str(self.code), "../x"], ["show", str(self.code), head, "my.pem"]):
             self.assertEqual(self.call(*words)[0], 1, words)
         self.assertEqual(self.call("push")[0], 2)
 
@@ -141,7 +149,7 @@ class BoardTest(unittest.TestCase):
         head, body = re.fullmatch(r"---\n(.*?)\n---\n(.*)", text, re.DOTALL).groups()
         self.assertLessEqual({line.split(":")[0] for line in head.splitlines()}, {"description", "allowed-tools"})
         calls = re.findall(r'python3 -I -B "\$\{CLAUDE_PLUGIN_ROOT\}/(\S+)" (\w+)', body)
-        self.assertEqual({verb for _, verb in calls}, {"brief", "look", "show", "note"})
+        self.assertEqual({verb for _, verb in calls}, {"brief", "look", "show", "read", "files", "note"})
         self.assertEqual({(PLUGIN / path).resolve() for path, _ in calls}, {Path(board.__file__).resolve()})
         (notes,) = re.findall(r"<<'NOTES'\n(.*?)\n    NOTES", body, re.DOTALL)
         board.checked_object(json.loads(notes), "The example", ("summaries", "digests", "architecture"))
