@@ -5,6 +5,7 @@
 #include "Assets/AssetStore.h"
 #include "Contract/Models/MachineKey.h"
 #include "Contract/SettingsCatalog.h"
+#include "Dispatch/DispatchLedger.h"
 #include "Herdr/HerdrExternalOpen.h"
 #include "Herdr/HerdrLauncher.h"
 #include "Herdr/HerdrLocator.h"
@@ -121,6 +122,7 @@ struct AppModel::Services
         , launchd(env.jobs)
         , launcher(herdrLocator.client(std::chrono::seconds(15)), herdrLocator, herdrProbe, env.clock,
                    env.paths)
+        , dispatch(DispatchStore(env.paths.dispatchDir()))
     {}
 
     AppEnvironment environment;
@@ -153,6 +155,7 @@ struct AppModel::Services
     LaunchdManager launchd;
     HerdrLauncher launcher;
     std::unique_ptr<SchedulerEngine> scheduler;
+    DispatchLedger dispatch;
     std::unique_ptr<SweepRunner> sweep;
     SharedFileHub::Subscription snapshots;
 };
@@ -291,6 +294,7 @@ void AppModel::start()
     own.scheduler->start();
     own.environment.sleep.start();
     own.workspaceStore.start();
+    own.dispatch.load();
     sweepWhenSetUp();
     own.tasks.spawn(own.setup.refresh(false), "setup");
 }
@@ -394,6 +398,10 @@ JournalIngestor &AppModel::journal()
 WorkItemStore &AppModel::workItems()
 {
     return m_services->workItems;
+}
+DispatchLedger &AppModel::dispatch()
+{
+    return m_services->dispatch;
 }
 AssetStore &AppModel::assets()
 {

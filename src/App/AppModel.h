@@ -13,6 +13,7 @@ namespace Keelhaven {
 class AppSelection;
 class AssetStore;
 class Clock;
+class DispatchLedger;
 class CodexUsageMonitor;
 class HerdrLocator;
 class HerdrManager;
@@ -82,6 +83,8 @@ public:
     [[nodiscard]] JournalIngestor &journal();
     [[nodiscard]] WorkItemStore &workItems();
     [[nodiscard]] AssetStore &assets();
+    /// Messages to the dispatcher and the tasks they became.
+    [[nodiscard]] DispatchLedger &dispatch();
     [[nodiscard]] SharedFileHub &hub();
     [[nodiscard]] HerdrManager &herdr();
     [[nodiscard]] HerdrProbe &herdrProbe();

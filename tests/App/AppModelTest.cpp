@@ -3,6 +3,7 @@
 #include "App/AppSelection.h"
 #include "Assets/AssetStore.h"
 #include "Contract/Models/MachineKey.h"
+#include "Dispatch/DispatchLedger.h"
 #include "Journal/JournalIngestor.h"
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/JobManager.h"
@@ -10,6 +11,7 @@
 #include "Platform/PowerBackend.h"
 #include "Platform/SleepMonitor.h"
 #include "Scheduler/SweepRunner.h"
+#include "Setup/SetupChecklist.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "Ships/WorkItemStore.h"
@@ -383,8 +385,13 @@ TEST_F(AppModelTest, SweepOnOpenWaitsForSetupAndSaysWhyItIsBlocked)
         model->start();
         settle();
         EXPECT_EQ(model->lastMutationError(), std::nullopt) << "nobody has set the program up yet";
+        EXPECT_TRUE(model->setup().showsSetup()) << "the start looks at the machine";
+        model->setup().skip();
+        EXPECT_EQ(model->lastMutationError(),
+                  u"Set a Keelhaven run directory in Settings — the sweep needs a project folder."_s)
+            << "the end of setup brings the first sweep";
     }
-    settings.set(u"setupDone"_s, true);
+    EXPECT_TRUE(settings.flag(u"setupDone"_s));
     {
         const auto model = open();
         model->start();
@@ -400,6 +407,17 @@ TEST_F(AppModelTest, SweepOnOpenWaitsForSetupAndSaysWhyItIsBlocked)
     EXPECT_EQ(model->sweep().latestSweep(), sweep) << "one that could not be launched is a sweep as well";
     EXPECT_EQ(model->record(sweep.id), sweep);
     EXPECT_EQ(model->resumeRun(sweep.id), model->lastMutationError());
+}
+
+TEST_F(AppModelTest, TheDispatchLedgerIsReadAtTheStart)
+{
+    home.write(u".local/share/keelhaven/dispatch/dispatches.json"_s,
+               R"({"version": 2, "dispatches": [
+                   {"id": "ab12cd34", "receivedAt": "2026-03-04T12:00:00.000Z", "messageText": "do it"}]})");
+    const auto model = open();
+    EXPECT_TRUE(model->dispatch().records().isEmpty()) << "nothing is read before the start";
+    model->start();
+    EXPECT_TRUE(model->dispatch().record(u"ab12cd34"_s));
 }
 
 } // namespace
