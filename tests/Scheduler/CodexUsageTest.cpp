@@ -360,6 +360,15 @@ TEST_F(CodexUsageTest, TheMonitorMayGoDuringAReading)
     monitor.reset();
     EXPECT_EQ(server().live, nullptr);
     EXPECT_EQ(clock.timerCount(), 0U);
+
+    monitor = std::make_unique<CodexUsageMonitor>(locator, children, clock, tasks);
+    settings.remove(u"loginShellPATH"_s);
+    processes.answer = [](const ProcessSpec &) { return std::nullopt; };
+    refresh();
+    monitor.reset();
+    processes.finishPending(ProcessResult{});
+    processes.finishPending(ProcessResult{});
+    EXPECT_EQ(children.children.size(), 1) << "it went while the shell was asked";
 }
 
 /// A program that plays the server, on real streams.

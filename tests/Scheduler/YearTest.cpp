@@ -1,4 +1,5 @@
 #include "EngineFixture.h"
+#include "Scheduler/SchedulerCalendar.h"
 
 #include <array>
 #include <cmath>
@@ -348,6 +349,38 @@ TEST_P(YearTest, EveryAgentFiresExactlyWhenTheWallClockSays)
 TEST_P(YearTest, SleepsAndClockChangesLoseNothingButWhatIsRecordedAndRepeatNothing)
 {
     liveThroughSleeps(newSeed());
+}
+
+/// Ten days at a time, as the screen shows them, from the middle of a day.
+TEST_P(YearTest, TheAgendaHoldsExactlyTheFirings)
+{
+    constexpr int days = 10;
+    std::vector<QList<Date>> shown(expected.size());
+    const Date last = startOf(GetParam().year + 1) - 11 * 24h;
+    for (Date now = clock.now(); now < last;) {
+        const auto agenda = SchedulerCalendar::build(engine->slotList(), now, days, calendar);
+        ASSERT_EQ(agenda.days.size(), days);
+        const Date end = calendar.resolve(calendar.wallTime(now).day + std::chrono::days(days), 0, 0);
+        for (qsizetype day = 0; day < days; ++day) {
+            const Date dayEnd = day + 1 < days ? agenda.days[day + 1].start : end;
+            for (const auto &entry : agenda.days[day].entries) {
+                EXPECT_TRUE(agenda.days[day].start <= entry.date && entry.date < dayEnd);
+                const auto index = names.indexOf(entry.name);
+                if (index >= 0)
+                    shown[static_cast<size_t>(index)].append(entry.date);
+                else
+                    EXPECT_EQ(entry.name, u"captains") << "its schedule is still shown";
+            }
+        }
+        // The first moment of a day belongs to it.
+        now = end - 1us;
+    }
+    for (size_t i = 0; i < expected.size(); ++i) {
+        auto firings = expected[i];
+        const Date until = shown[i].isEmpty() ? last : shown[i].last();
+        firings.removeIf([&](Date date) { return date > std::max(until, last); });
+        EXPECT_EQ(shown[i], firings) << names[qsizetype(i)].toStdString();
+    }
 }
 
 /// The same each time, so that what it has caught once stays caught.
