@@ -1,45 +1,19 @@
 #include "App/AppModel.h"
 
-#include "App/AppSelection.h"
+#include "App/AppServices.h"
 #include "App/DeepLinkRouter.h"
-#include "Assets/AssetStore.h"
 #include "Contract/Models/MachineKey.h"
 #include "Contract/SettingsCatalog.h"
-#include "Dispatch/DispatchLedger.h"
 #include "Herdr/HerdrExternalOpen.h"
-#include "Herdr/HerdrLauncher.h"
-#include "Herdr/HerdrLocator.h"
-#include "Herdr/HerdrManager.h"
-#include "Herdr/SystemdHerdrService.h"
-#include "Journal/JournalIngestor.h"
 #include "Notifications/DeepLink.h"
-#include "Notifications/NotificationManager.h"
-#include "Platform/ClaudeLocator.h"
-#include "Platform/KeychainStore.h"
 #include "Platform/NotificationSink.h"
-#include "Platform/PythonLocator.h"
 #include "Platform/SleepMonitor.h"
 #include "Platform/SystemLog.h"
 #include "Platform/Text.h"
-#include "Plugins/WorkspaceScaffold.h"
-#include "Plugins/WorkspaceStore.h"
-#include "Scheduler/LaunchdManager.h"
-#include "Scheduler/PowerAssertionController.h"
-#include "Scheduler/SchedulerEngine.h"
-#include "Scheduler/SweepRunner.h"
-#include "Scheduler/Usage/ClaudeUsageAPI.h"
-#include "Scheduler/Usage/CodexUsageMonitor.h"
-#include "Scheduler/Usage/UsageMonitor.h"
-#include "Setup/SetupChecklist.h"
-#include "Setup/UpdateChecker.h"
-#include "Ships/WorkItemStore.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/LegacyImport.h"
 #include "Store/RunStore.h"
 #include "Store/SQLiteRunStore.h"
-#include "Store/SharedFileHub.h"
-
-#include <QCoreApplication>
 
 namespace Keelhaven {
 
@@ -62,13 +36,6 @@ qint64 tokensBetween(KeelhavenDatabase &database, Date from, Date to)
     return rows && !rows->isEmpty() ? rows->first().int64(u"t"_s).value_or(0) : 0;
 }
 
-HerdrInstaller::Layout herdrLayout(const AppEnvironment &environment)
-{
-    const auto binary =
-        environment.bundledHost.isEmpty() ? std::nullopt : std::optional(environment.bundledHost);
-    return HerdrInstaller::Layout::forPaths(environment.paths, binary, std::nullopt);
-}
-
 /// Attaches a terminal of the user's to the session, or says in the log how to do it by hand.
 QCoro::Task<> openHerdr(HerdrLocator *locator, ProcessRunner *processes, KeelhavenPaths paths,
                         Desktop *desktop)
@@ -83,82 +50,6 @@ QCoro::Task<> openHerdr(HerdrLocator *locator, ProcessRunner *processes, Keelhav
 }
 
 } // namespace
-
-/// Every service once, in the order in which they are built; destruction goes the other way.
-struct AppModel::Services
-{
-    Services(const AppEnvironment &env, std::unique_ptr<KeelhavenDatabase> openedDatabase)
-        : environment(env)
-        , selection(env.settings)
-        , keychain(env.secrets)
-        , hub(env.paths, env.clock, env.watches, tasks)
-        , notifications(env.clock, env.settings, env.notifications, Calendar::current)
-        , power(env.power, env.settings)
-        , claudeSignIn(keychain, env.clock, env.paths.claudeSignInFile())
-        , claudeUsage(env.http, claudeSignIn, env.clock)
-        , usage(env.clock, tasks, env.paths.claudeJSON())
-        , locator(env.processes, env.settings, env.paths.home)
-        , codexUsage(locator, env.children, env.clock, tasks)
-        , workspaces(env.clock, env.processes, env.paths.home)
-        , workspaceStore(workspaces.root(), env.clock, env.watches, tasks)
-        , updateTransport(env.http)
-        , updates({updateTransport, env.settings, env.clock, tasks}, QCoreApplication::applicationVersion())
-        , herdrService(env.processes, env.paths)
-        , herdrLocator(
-              {env.paths, env.settings, env.processes, locator, env.clock, herdrService, herdrLayout(env)})
-        , herdrProbe(herdrLocator)
-        , herdr({herdrLocator, herdrProbe, env.processes, env.clock, tasks, herdrLayout(env)})
-        , python(env.processes, locator, env.desktop)
-        , setup({env.processes, env.settings, locator, python, env.desktop, env.paths.home})
-        , database(std::move(openedDatabase))
-        , workItems(*database, env.clock)
-        , assets({*database,
-                  env.clock,
-                  env.settings,
-                  tasks,
-                  {&env.processes, env.thumbnailer},
-                  env.paths.assetsDir()})
-        , journal(*database, env.clock, tasks, env.paths.home, &assets, &workItems)
-        , launchd(env.jobs)
-        , launcher(herdrLocator.client(std::chrono::seconds(15)), herdrLocator, herdrProbe, env.clock,
-                   env.paths)
-        , dispatch(DispatchStore(env.paths.dispatchDir()))
-    {}
-
-    AppEnvironment environment;
-    Tasks tasks;
-    AppSelection selection;
-    KeychainStore keychain;
-    SharedFileHub hub;
-    NotificationManager notifications;
-    PowerAssertionController power;
-    ClaudeSignIn claudeSignIn;
-    ClaudeUsageAPI claudeUsage;
-    UsageMonitor usage;
-    ClaudeLocator locator;
-    CodexUsageMonitor codexUsage;
-    WorkspaceScaffold workspaces;
-    WorkspaceStore workspaceStore;
-    URLSessionUpdateTransport updateTransport;
-    UpdateChecker updates;
-    SystemdHerdrService herdrService;
-    HerdrLocator herdrLocator;
-    HerdrProbe herdrProbe;
-    HerdrManager herdr;
-    PythonLocator python;
-    SetupChecklist setup;
-    std::unique_ptr<KeelhavenDatabase> database;
-    std::unique_ptr<RunPersistence> runStore;
-    WorkItemStore workItems;
-    AssetStore assets;
-    JournalIngestor journal;
-    LaunchdManager launchd;
-    HerdrLauncher launcher;
-    std::unique_ptr<SchedulerEngine> scheduler;
-    DispatchLedger dispatch;
-    std::unique_ptr<SweepRunner> sweep;
-    SharedFileHub::Subscription snapshots;
-};
 
 Result<std::unique_ptr<AppModel>, NoDatabaseError> AppModel::create(const AppEnvironment &environment)
 {
@@ -331,6 +222,8 @@ void AppModel::apply(const Snapshot &snapshot)
 {
     const bool isFirst = !std::exchange(m_hasAppliedSnapshot, true);
     m_snapshot = snapshot;
+    if (isFirst)
+        clearGoneProject();
     for (const auto &event : snapshot.newEvents) {
         if (event.type != u"UserPromptSubmit")
             continue;
@@ -339,9 +232,7 @@ void AppModel::apply(const Snapshot &snapshot)
         reportLaunching(event.runID, EngineEvent::Kind::PromptTaken, {});
     }
     m_services->scheduler->processSnapshot(snapshot.events, false);
-    if (isFirst)
-        clearGoneProject();
-    else if (!snapshot.newEvents.isEmpty())
+    if (!isFirst && !snapshot.newEvents.isEmpty())
         m_services->notifications.process(eventsOfOthers(snapshot.newEvents, liveRecords()),
                                           snapshot.state.linksForMachine(MachineKey::current()));
     Q_EMIT snapshotApplied();
@@ -368,105 +259,12 @@ void AppModel::settingChanged(const QString &key)
     // A higher cap lets waiting runs start now.
     if (m_started && key == Setting::schedulerConcurrencyCap.name)
         own.scheduler->evaluateDueSlots(own.environment.clock.now());
+    Q_EMIT settingWritten(key);
 }
 
 void AppModel::handleDeepLink(const QString &link)
 {
     DeepLinkRouter::route(link, *this);
-}
-
-AppSelection &AppModel::selection()
-{
-    return m_services->selection;
-}
-const SchedulerEngine &AppModel::scheduler() const
-{
-    return *m_services->scheduler;
-}
-SweepRunner &AppModel::sweep()
-{
-    return *m_services->sweep;
-}
-SchedulerEngine &AppModel::scheduler()
-{
-    return *m_services->scheduler;
-}
-JournalIngestor &AppModel::journal()
-{
-    return m_services->journal;
-}
-WorkItemStore &AppModel::workItems()
-{
-    return m_services->workItems;
-}
-DispatchLedger &AppModel::dispatch()
-{
-    return m_services->dispatch;
-}
-AssetStore &AppModel::assets()
-{
-    return m_services->assets;
-}
-SharedFileHub &AppModel::hub()
-{
-    return m_services->hub;
-}
-HerdrManager &AppModel::herdr()
-{
-    return m_services->herdr;
-}
-HerdrProbe &AppModel::herdrProbe()
-{
-    return m_services->herdrProbe;
-}
-HerdrLocator &AppModel::herdrLocator()
-{
-    return m_services->herdrLocator;
-}
-RunLauncher &AppModel::launcher()
-{
-    auto *standIn = m_services->environment.launcher;
-    return standIn ? *standIn : m_services->launcher;
-}
-SetupChecklist &AppModel::setup()
-{
-    return m_services->setup;
-}
-UpdateChecker &AppModel::updates()
-{
-    return m_services->updates;
-}
-KeychainStore &AppModel::keychain()
-{
-    return m_services->keychain;
-}
-NotificationManager &AppModel::notifications()
-{
-    return m_services->notifications;
-}
-UsageMonitor &AppModel::usage()
-{
-    return m_services->usage;
-}
-CodexUsageMonitor &AppModel::codexUsage()
-{
-    return m_services->codexUsage;
-}
-SettingsStore &AppModel::settings()
-{
-    return m_services->environment.settings;
-}
-Clock &AppModel::clock()
-{
-    return m_services->environment.clock;
-}
-Tasks &AppModel::tasks()
-{
-    return m_services->tasks;
-}
-const KeelhavenPaths &AppModel::paths() const
-{
-    return m_services->environment.paths;
 }
 
 } // namespace Keelhaven

@@ -127,6 +127,8 @@ Q_SIGNALS:
     void happened(const Keelhaven::EngineEvent &event);
     void snapshotApplied();
     void lastMutationErrorChanged();
+    /// A setting was written or removed, by a command or a screen.
+    void settingWritten(const QString &key);
 
 private:
     struct Services;
