@@ -38,8 +38,9 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     Machine machine;
     const auto instance = ControlInstance::claim(machine.paths);
     if (!instance) {
-        if (instance.error().kind == ControlInstanceError::Kind::AlreadyRunning && !link.isEmpty())
-            return handOver(link);
+        if (instance.error().kind == ControlInstanceError::Kind::AlreadyRunning &&
+            (buildFront || !link.isEmpty()))
+            return handOver(link.isEmpty() ? u"keelhaven://window"_s : link);
         return print(CommandReply::refused(instance.error().message()));
     }
     const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
@@ -55,7 +56,7 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     auto front = buildFront ? buildFront(**model, machine) : nullptr;
     if (!link.isEmpty())
         (*model)->handleDeepLink(link);
-    const int status = QCoreApplication::exec();
+    const int status = buildFront && !front ? EXIT_FAILURE : QCoreApplication::exec();
     front.reset();
     (*model)->shutdown();
     service.quit();

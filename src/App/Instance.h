@@ -10,6 +10,7 @@ class AppModel;
 struct Machine;
 
 /// Builds what a program shows of its instance, when the services have started. It is gone before they end.
+/// Null when it could not be built; the program then ends.
 using FrontBuilder = std::function<std::unique_ptr<QObject>(AppModel &, Machine &)>;
 
 /// Is the instance until a signal or a quit ends it. `link` is what it was started with, or empty; where

@@ -63,8 +63,24 @@ int become(const char *name, std::vector<std::string> arguments)
     return become(std::move(arguments));
 }
 
+bool hasDisplay()
+{
+    for (const char *name : {"WAYLAND_DISPLAY", "DISPLAY"}) {
+        const char *value = std::getenv(name);
+        if (value && *value)
+            return true;
+    }
+    return false;
+}
+
 int openWindow(std::vector<std::string> arguments)
 {
+    if (!hasDisplay()) {
+        std::fputs("keelhaven: there is no display, so Keelhaven runs without its window, until Ctrl-C; "
+                   "\"keelhaven --headless\" does that anywhere.\n",
+                   stderr);
+        return become("keelhaven-headless", std::move(arguments));
+    }
     if (::access(besideThis("keelhaven-window").c_str(), X_OK) != 0)
         return complain("this build has no window; run Keelhaven without one: keelhaven --headless");
     return become("keelhaven-window", std::move(arguments));
@@ -318,15 +334,6 @@ std::optional<int> askInstance(const std::vector<std::string> &arguments)
 bool concernsCaller(const std::string &command)
 {
     return command == "codex-hooks" || command == "install" || command == "uninstall" || command == "service";
-}
-
-bool hasDisplay()
-{
-    const auto isSet = [](const char *name) {
-        const char *value = std::getenv(name);
-        return value && *value;
-    };
-    return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
 }
 
 /// Whether an instance takes calls.

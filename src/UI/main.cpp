@@ -17,7 +17,7 @@ std::unique_ptr<QObject> buildWindow(Keelhaven::AppModel &model, Keelhaven::Mach
     auto front = std::make_unique<Keelhaven::WindowFront>(model, machine.sessionBus);
     if (!front->isValid()) {
         Keelhaven::systemLog(u"Keelhaven: the window could not be made"_s);
-        QMetaObject::invokeMethod(qApp, [] { QCoreApplication::exit(1); }, Qt::QueuedConnection);
+        return nullptr;
     }
     return front;
 }
