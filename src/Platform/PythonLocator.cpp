@@ -47,7 +47,8 @@ QCoro::Task<std::optional<QString>> PythonLocator::resolve(bool refreshPATH) con
         const QFileInfo info(candidate);
         if (!info.isFile() || !info.isExecutable())
             continue;
-        if (candidate == m_system) {
+        // By whatever way: /bin is often a link to /usr/bin.
+        if (info.canonicalFilePath() == QFileInfo(m_system).canonicalFilePath()) {
             const bool isReal = co_await developerToolsInstalled();
             if (!isReal)
                 continue;

@@ -140,6 +140,11 @@ bool UpdateChecker::openDownload()
     return true;
 }
 
+QString UpdateChecker::titleText() const
+{
+    return u"Keelhaven "_s + m_currentText;
+}
+
 QString UpdateChecker::bannerText() const
 {
     return m_available

@@ -61,6 +61,14 @@ public:
     /// Opens the page of the available release, else the download page. False when there is neither.
     bool openDownload();
 
+    /// The words of the buttons.
+    static constexpr QStringView skipTitle = u"Skip this version";
+    static constexpr QStringView downloadTitle = u"Download update";
+    static constexpr QStringView checkTitle = u"Check now";
+    static constexpr QStringView checkingTitle = u"Checking…"; ///< in place of "Check now" while a check runs
+
+    /// "Keelhaven 1.2"
+    [[nodiscard]] QString titleText() const;
     /// "Keelhaven 1.3 is available — you're on 1.2."; empty when nothing is.
     [[nodiscard]] QString bannerText() const;
     /// "You're on the latest version (1.2)."; empty unless a check by hand found that.

@@ -72,7 +72,9 @@ TEST_F(SetupTest, PythonIsTheFirstOnThePathThatIsReal)
 {
     addTool(u"system/python3"_s);
     home.write(u"notes/python3"_s, "no program");
-    shellPath = path(u"notes"_s) + u':' + path(u"none"_s) + u':' + path(u"system"_s);
+    ASSERT_TRUE(QFile::link(path(u"system"_s), path(u"linked"_s)));
+    shellPath =
+        QStringList{path(u"notes"_s), path(u"none"_s), path(u"system"_s), path(u"linked"_s)}.join(u':');
     EXPECT_EQ(findPython(false), path(u"system/python3"_s));
     systemPythonRuns = false;
     EXPECT_EQ(findPython(false), std::nullopt);

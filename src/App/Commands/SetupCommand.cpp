@@ -5,7 +5,9 @@
 #include "App/Commands/TextTable.h"
 #include "Contract/SettingsCatalog.h"
 #include "Contract/SweepBlockedReason.h"
+#include "Platform/ClaudeLocator.h"
 #include "Platform/Clock.h"
+#include "Platform/Shell.h"
 #include "Setup/SetupChecklist.h"
 #include "Setup/UpdateTransport.h"
 
@@ -32,7 +34,7 @@ QString nextStep(const SetupRow &row)
     return {};
 }
 
-QString text(const SetupChecklist &checklist)
+QString text(const SetupChecklist &checklist, bool shellAnswers)
 {
     const auto rows = checklist.rows();
     qsizetype width = 0;
@@ -48,17 +50,22 @@ QString text(const SetupChecklist &checklist)
     }
     if (checklist.allPassed())
         return text + u"\nEverything is there. Add an agent with \"keelhaven agents add --help\".\n"_s;
+    if (!shellAnswers)
+        text += u"\nYour login shell %1 did not tell its PATH within 5 seconds, so tools that only it knows "
+                u"were not "
+                "found. Look at what its start-up files do.\n"_s.arg(userShell());
     if (!next.isEmpty())
         text += u"\nTo do next:\n"_s + next;
     text += u"\nThen call this again."_s;
     return text + (checklist.done() ? u"\n"_s : u" \"keelhaven setup --skip\" ends setup as it is.\n"_s);
 }
 
-JSONValue json(const SetupChecklist &checklist)
+JSONValue json(const SetupChecklist &checklist, bool shellAnswers)
 {
     return JSONObject{{u"rows"_s, JSONCodec<QList<SetupRow>>::encode(checklist.rows())},
                       {u"allPassed"_s, checklist.allPassed()},
-                      {u"done"_s, checklist.done()}};
+                      {u"done"_s, checklist.done()},
+                      {u"loginShellAnswers"_s, shellAnswers}};
 }
 
 DoctorCheck updates(const SettingsStore &settings)
@@ -105,9 +112,15 @@ QCoro::Task<CommandReply> setup(Arguments arguments, MachineContext context)
     co_await checklist.refresh(true);
     if (arguments.isSet(u"skip"))
         checklist.skip();
+    // Who is told that a tool is missing should know when nobody could look for it.
+    bool shellAnswers = true;
+    if (checklist.claude() == ClaudeState::missing || !checklist.pythonReady()) {
+        const auto path = co_await context.locator.loginShellPATH(true);
+        shellAnswers = path.has_value();
+    }
     if (arguments.wantsJSON())
-        co_return CommandReply::json(json(checklist), context.caller);
-    co_return CommandReply{.output = text(checklist)};
+        co_return CommandReply::json(json(checklist, shellAnswers), context.caller);
+    co_return CommandReply{.output = text(checklist, shellAnswers)};
 }
 
 QCoro::Task<QList<DoctorCheck>> examine(ProcessRunner *processes, SettingsStore *settings,
