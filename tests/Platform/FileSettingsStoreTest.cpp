@@ -1,6 +1,7 @@
 #include "Platform/FileSettingsStore.h"
 #include "Support/TestHome.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
@@ -92,6 +93,22 @@ TEST_F(SettingsFile, FileThatCannotBeReadNowIsNotReplaced)
     EXPECT_EQ(FileSettingsStore(file()).keys(), QStringList{u"name"_s});
     m_store.set(u"next"_s, true);
     EXPECT_EQ(FileSettingsStore(file()).keys().size(), 3) << "the next save carries what could not be saved";
+}
+
+TEST_F(SettingsFile, IsReadAgainOnlyWhenItChanged)
+{
+    m_store.set(u"name"_s, u"old"_s);
+    EXPECT_EQ(m_store.text(u"name"_s), u"old");
+    struct stat before = {};
+    const QByteArray path = QFile::encodeName(file());
+    ASSERT_EQ(::stat(path.constData(), &before), 0);
+    m_home.write(u"config/settings.json"_s, m_home.read(u"config/settings.json"_s).replace("old", "new"));
+    const timespec unchanged[] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.constData(), unchanged, 0), 0);
+    EXPECT_EQ(m_store.text(u"name"_s), u"old") << "same file, size and time: it was not opened";
+    const timespec later[] = {before.st_atim, {before.st_mtim.tv_sec + 1, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.constData(), later, 0), 0);
+    EXPECT_EQ(m_store.text(u"name"_s), u"new");
 }
 
 TEST_F(SettingsFile, TwoWritersLoseNothing)

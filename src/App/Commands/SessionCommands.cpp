@@ -2,6 +2,7 @@
 
 #include "App/AppModel.h"
 #include "App/Commands/Lookup.h"
+#include "App/Commands/PlainLines.h"
 #include "App/Commands/TextTable.h"
 #include "Herdr/HerdrLocator.h"
 #include "Journal/JournalIngestor.h"
@@ -27,20 +28,6 @@ std::optional<LaunchedRun> sessionOf(const SchedulerEngine &engine, const QUuid 
     }
     const auto parked = engine.parked().constFind(runID);
     return parked == engine.parked().constEnd() ? std::nullopt : std::optional(parked->launched);
-}
-
-/// Lines as they were, less what would drive the terminal.
-QString plainLines(const QString &screen)
-{
-    QString text;
-    text.reserve(screen.size() + 1);
-    for (const QChar character : screen) {
-        if (character == u'\n' || character == u'\t' || character.category() != QChar::Other_Control)
-            text.append(character);
-    }
-    if (!text.isEmpty() && !text.endsWith(u'\n'))
-        text.append(u'\n');
-    return text;
 }
 
 JSONValue journalJSON(const QList<JournalEvent> &events)
