@@ -209,8 +209,9 @@ private:
 
     void signalGroup(int signal) const
     {
-        if (m_group > 0)
-            ::kill(-m_group, signal);
+        // Right after the fork the child has not yet made its group.
+        if (m_group > 0 && ::kill(-m_group, signal) != 0 && m_process.state() != QProcess::NotRunning)
+            ::kill(m_group, signal);
     }
 
     void end(const ChildExit &exit)

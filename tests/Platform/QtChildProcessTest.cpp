@@ -205,6 +205,18 @@ TEST_F(QtChildProcessTest, TheWholeGroupEnds)
     }
 }
 
+TEST_F(QtChildProcessTest, AChildThatHasJustBegunEndsAtOnceToo)
+{
+    ChildSpec spec;
+    spec.grace = 1min;
+    for (int i = 0; i < 50; ++i) {
+        begin(u"exec sleep 60"_s, spec);
+        child->terminate();
+        ASSERT_TRUE(waitUntil([this] { return ended.has_value(); }, 10s));
+        ended.reset();
+    }
+}
+
 TEST_F(QtChildProcessTest, ACallbackMayDestroyTheChild)
 {
     begin(u"echo $$; echo two; exec sleep 60"_s);
