@@ -394,6 +394,63 @@ INSTANTIATE_TEST_SUITE_P(Zones, YearTest,
                                          Year{"Australia/Lord_Howe", 2026}, Year{"Asia/Kolkata", 2026},
                                          Year{"America/Sao_Paulo", 2018}));
 
+/// The same by hand, with the answers written out.
+TEST_F(EngineTest, AClockThatIsSetRepeatsNothingAndMakesUpForNothing)
+{
+    EndAtOnce endAtOnce;
+    auto agent = slot(u"agent"_s);
+    agent.schedule.rule = ScheduleSpec::Daily{{{10, 0}, {12, 0}}};
+    store.slotList.append(agent);
+    restart(&endAtOnce);
+    engine->start();
+    const auto recorded = [this] {
+        QStringList list;
+        for (const auto &record : engine->history())
+            list.prepend(described(record).remove(u":00.000Z"_s).remove(u"2026-03-"_s));
+        return list.join(u", "_s).toStdString();
+    };
+    clock.advance(1h);
+    std::string expected = "ran 04T10:00";
+    EXPECT_EQ(recorded(), expected);
+
+    clock.jump(-2h); // to 8:00: the ten o'clock that comes again has been
+    clock.advance(3h + 59min);
+    EXPECT_EQ(recorded(), expected);
+    clock.advance(1min);
+    expected += ", ran 04T12:00";
+    EXPECT_EQ(recorded(), expected);
+
+    clock.advance(21h); // 9:00 of the next day
+    clock.jump(3h);     // to 12:00, over one firing and up to the other
+    engine->evaluateDueSlots(clock.now());
+    settleAll();
+    expected += ", missed 05T10:00";
+    EXPECT_EQ(recorded(), expected) << "one record for all that was leapt over";
+    clock.advance(1h);
+    EXPECT_EQ(recorded(), expected);
+
+    clock.advance(20h + 30min); // 9:30
+    clock.jump(59min);          // to 10:29: late, but not too late
+    clock.advance(30min);
+    expected += ", missed 06T10:00";
+    EXPECT_EQ(recorded(), expected) << "nobody told, and the timer came half an hour after the jump";
+
+    clock.advance(24h - 1h - 29min); // 9:30
+    expected += ", ran 06T12:00";
+    clock.jump(59min);
+    engine->evaluateDueSlots(clock.now());
+    settleAll();
+    expected += ", ran 07T10:29";
+    EXPECT_EQ(recorded(), expected);
+
+    clock.jump(-7 * 24h);
+    clock.advance(7 * 24h + 1h);
+    EXPECT_EQ(recorded(), expected) << "a week that was lived through before";
+    clock.advance(31min);
+    expected += ", ran 07T12:00";
+    EXPECT_EQ(recorded(), expected);
+}
+
 TEST_F(EngineTest, TwoHundredAgentsDueTogetherAllRunOnceUnderTheCap)
 {
     constexpr int count = 200;
