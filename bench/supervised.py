@@ -5,12 +5,15 @@ import pathlib
 import shutil
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
 import time
+import uuid
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
+RUNS = 10_000
 
 
 class Home:
@@ -127,3 +130,23 @@ def print_ratio(name: str, ratio: float, limit: float) -> bool:
     """The line that scripts/bench users look for; whether the aim is reached."""
     print(f"{name} ratio={ratio:.2f} (aim <= {limit:g})", flush=True)
     return ratio <= limit
+
+
+def resident_kib(pid: int) -> int:
+    for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines():
+        if line.startswith("VmRSS:"):
+            return int(line.split()[1])
+    raise ValueError("no VmRSS")
+
+
+def store_runs(database: pathlib.Path, agent: str) -> None:
+    """Puts RUNS finished runs of one agent into a closed database."""
+    connection = sqlite3.connect(database)
+    with connection:
+        for number in range(RUNS):
+            record = {"id": str(uuid.uuid4()).upper(), "slotID": agent, "slotName": "Agent", "cwd": "/tmp", "command": "Look around. " * 8,
+                      "trigger": "scheduled", "startedAt": f"2026-01-{number % 28 + 1:02}T{number % 24:02}:{number % 60:02}:00.000Z", "outcome": {"completed": {}},
+                      "completionMessage": "All is well. " * 20, "summary": "Nothing to report. " * 10}
+            connection.execute("INSERT INTO runs (id, agent_id, agent_name, trigger, cwd, started_at, outcome, payload) VALUES (?,?,?,?,?,?,?,?)",
+                               (record["id"], agent, "Agent", "scheduled", "/tmp", 1767225600 + number, "completed", json.dumps(record)))
+    connection.close()
