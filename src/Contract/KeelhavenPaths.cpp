@@ -137,9 +137,13 @@ QString KeelhavenPaths::claudeJSON() const
 {
     return home + u"/.claude.json"_s;
 }
+QString KeelhavenPaths::claudeDir() const
+{
+    return home + u"/.claude"_s;
+}
 QString KeelhavenPaths::claudeSignInFile() const
 {
-    return home + u"/.claude/.credentials.json"_s;
+    return claudeDir() + u"/.credentials.json"_s;
 }
 QString KeelhavenPaths::launchAgentPlist() const
 {

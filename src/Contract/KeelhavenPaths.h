@@ -46,6 +46,7 @@ struct KeelhavenPaths
     [[nodiscard]] QString secretsFile() const; ///< where there is no keyring
     [[nodiscard]] QString controlSocket() const;
     [[nodiscard]] QString claudeJSON() const;       ///< ~/.claude.json
+    [[nodiscard]] QString claudeDir() const;        ///< ~/.claude, Claude Code's own
     [[nodiscard]] QString claudeSignInFile() const; ///< ~/.claude/.credentials.json, Claude Code's own
 
     /// The plugin folder among the resources, when `keelhaven/app.py` exists in it.
