@@ -12,6 +12,8 @@ namespace Keelhaven {
 
 class AppSelection;
 class AssetStore;
+class ChildProcessFactory;
+class ClaudeLocator;
 class Clock;
 class DispatchLedger;
 class CodexUsageMonitor;
@@ -97,6 +99,9 @@ public:
     [[nodiscard]] SettingsStore &settings();
     [[nodiscard]] SetupChecklist &setup();
     [[nodiscard]] UpdateChecker &updates();
+    /// Where outside tools are found, and what starts children that live long.
+    [[nodiscard]] ClaudeLocator &locator();
+    [[nodiscard]] ChildProcessFactory &children();
     [[nodiscard]] Clock &clock();
     [[nodiscard]] Tasks &tasks();
     [[nodiscard]] const KeelhavenPaths &paths() const;

@@ -134,6 +134,14 @@ SettingsStore &AppModel::settings()
 {
     return m_services->environment.settings;
 }
+ClaudeLocator &AppModel::locator()
+{
+    return m_services->locator;
+}
+ChildProcessFactory &AppModel::children()
+{
+    return m_services->environment.children;
+}
 Clock &AppModel::clock()
 {
     return m_services->environment.clock;
