@@ -80,7 +80,11 @@ void AppView::dismissError()
 void AppView::openLink(const QString &link)
 {
     const QUrl url(link, QUrl::StrictMode);
-    if (url.isValid() && (url.scheme() == u"https" || url.scheme() == u"http"))
+    const QStringList remote{u"https"_s, u"http"_s, u"mailto"_s};
+    const QFileInfo file(url.toLocalFile());
+    const bool isDocument =
+        url.isLocalFile() && file.isFile() && !file.isExecutable() && file.suffix() != u"desktop";
+    if (url.isValid() && (remote.contains(url.scheme()) || isDocument))
         QDesktopServices::openUrl(url);
 }
 

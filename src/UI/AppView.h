@@ -44,7 +44,7 @@ public:
     /// Where the screen "{name}.qml" lies; empty when this build has none.
     Q_INVOKABLE QUrl screen(const QString &name) const;
     Q_INVOKABLE void dismissError();
-    /// Opens a web address in the user's browser; any other address does nothing.
+    /// Opens an address of the web, of mail, or of a file that is no program.
     Q_INVOKABLE void openLink(const QString &link);
 
 Q_SIGNALS:

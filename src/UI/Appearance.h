@@ -23,7 +23,8 @@ class Appearance : public QObject
 
 public:
     /// Follows the desktop's settings portal on `bus`, which outlives it; with none, the palette decides.
-    explicit Appearance(MessageBus *bus = nullptr, QObject *parent = nullptr);
+    /// Nothing here is made by an engine of its own: see create().
+    explicit Appearance(MessageBus *bus, QObject *parent = nullptr);
 
     /// The appearance that belongs to the engine; the engine does not own it.
     static Appearance *create(QQmlEngine *engine, QJSEngine *scriptEngine);

@@ -14,6 +14,17 @@ QVariant RawOutput::data(const QModelIndex &index, int role) const
     return m_lines[index.row()];
 }
 
+QStringList RawOutput::linesOf(QStringView text)
+{
+    QStringList lines;
+    for (const QStringView line : text.split(u'\n'))
+        lines.append(
+            ShownText::paragraph(line.first(std::min(line.size(), lineLimit + 1)).toString(), lineLimit));
+    while (!lines.isEmpty() && lines.constLast().trimmed().isEmpty())
+        lines.removeLast();
+    return lines;
+}
+
 std::optional<QStringList> RawOutput::read(const QString &path)
 {
     QFile file(path);
@@ -21,14 +32,15 @@ std::optional<QStringList> RawOutput::read(const QString &path)
         return std::nullopt;
     if (file.size() > fileLimit)
         file.seek(file.size() - fileLimit);
-    QStringList lines;
-    const QString text = QString::fromUtf8(file.read(fileLimit));
-    for (const QStringView line : QStringView(text).split(u'\n'))
-        lines.append(
-            ShownText::paragraph(line.first(std::min(line.size(), lineLimit + 1)).toString(), lineLimit));
-    while (!lines.isEmpty() && lines.constLast().trimmed().isEmpty())
-        lines.removeLast();
-    return lines;
+    return linesOf(QString::fromUtf8(file.read(fileLimit)));
+}
+
+void RawOutput::setText(const QString &text)
+{
+    ++m_request;
+    const auto lines = linesOf(text);
+    if (lines != m_lines || m_isLoading || m_hasFailed)
+        show(lines);
 }
 
 void RawOutput::open(const QString &path)

@@ -32,9 +32,13 @@ public:
     /// Reads the file; an earlier read that is still under way is dropped.
     void open(const QString &path);
     void close();
+    /// Shows a text that is at hand; one that is shown already changes nothing.
+    void setText(const QString &text);
     [[nodiscard]] bool isLoading() const { return m_isLoading; }
     [[nodiscard]] bool hasFailed() const { return m_hasFailed; }
 
+    /// A text as bounded lines, without empty ones at its end.
+    [[nodiscard]] static QStringList linesOf(QStringView text);
     /// The text of a file as lines; nothing when it cannot be read.
     [[nodiscard]] static std::optional<QStringList> read(const QString &path);
 

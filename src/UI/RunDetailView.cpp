@@ -11,6 +11,7 @@
 #include "UI/ShownText.h"
 
 #include <QClipboard>
+#include <QCoroTask>
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QUrl>
@@ -23,6 +24,8 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto updateDelay = 16ms;
+constexpr auto screenInterval = 2s; ///< between two looks at a live terminal
+constexpr int screenLines = 60;
 constexpr qsizetype promptLimit = 2'000;
 
 QVariant variantOf(const std::optional<RunDetail::Action> &action)
@@ -69,6 +72,8 @@ RunDetailView::RunDetailView(AppModel &model, QObject *parent)
 {
     m_updateTimer.setSingleShot(true);
     m_updateTimer.setInterval(updateDelay);
+    m_screenTimer.setInterval(screenInterval);
+    connect(&m_screenTimer, &QTimer::timeout, this, &RunDetailView::lookAtScreen);
     const auto soon = [this] {
         if (!m_updateTimer.isActive())
             m_updateTimer.start();
@@ -108,6 +113,7 @@ void RunDetailView::update()
     if (selected != m_runID) {
         m_runID = selected;
         setShowsRawOutput(false);
+        m_liveScreen.close();
     }
     m_selection = RunDetail::select(m_runID, engine.active(), engine.history(), taskOf);
     m_header.clear();
@@ -120,6 +126,33 @@ void RunDetailView::update()
     else if (m_selection.record)
         showFinished(*m_selection.record);
     Q_EMIT changed();
+    if (m_screenTimer.isActive() && m_liveScreen.rowCount() == 0)
+        lookAtScreen();
+}
+
+void RunDetailView::setWatched(bool watched)
+{
+    if (watched == m_screenTimer.isActive())
+        return;
+    if (!watched) {
+        m_screenTimer.stop();
+        return;
+    }
+    m_screenTimer.start();
+    lookAtScreen();
+}
+
+void RunDetailView::lookAtScreen()
+{
+    if (!m_selection.active || m_isLooking)
+        return;
+    m_isLooking = true;
+    QCoro::connect(m_model.launcher().transcript(m_selection.active->launched, screenLines), this,
+                   [this, id = m_runID](const std::optional<QString> &screen) {
+                       m_isLooking = false;
+                       if (screen && id == m_runID && m_selection.active)
+                           m_liveScreen.setText(*screen);
+                   });
 }
 
 void RunDetailView::showLive(const ActiveRun &run)
@@ -160,7 +193,7 @@ void RunDetailView::showFacts(const RunRecord &record)
     if (record.model)
         m_facts.append(fact(u"Model"_s, ShownText::line(*record.model)));
     if (record.usage)
-        m_facts.append(fact(u"Tokens"_s, QLocale::c().toString(record.usage->workTokens())));
+        m_facts.append(fact(u"Tokens"_s, QLocale(QLocale::English).toString(record.usage->workTokens())));
     if (record.sessionID)
         m_facts.append(fact(u"Session"_s, ShownText::line(*record.sessionID), true));
 }

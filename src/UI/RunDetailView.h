@@ -27,6 +27,8 @@ class RunDetailView : public QObject
     Q_PROPERTY(QVariantList deliverables READ deliverables NOTIFY changed)
     Q_PROPERTY(QString progress READ progress NOTIFY changed)
     Q_PROPERTY(RawOutput *rawOutput READ rawOutput CONSTANT)
+    /// What the live run's terminal shows, while it is watched.
+    Q_PROPERTY(RawOutput *liveScreen READ liveScreen CONSTANT)
     Q_PROPERTY(bool showsRawOutput READ showsRawOutput WRITE setShowsRawOutput NOTIFY rawOutputChanged)
     Q_PROPERTY(QString nothingText READ nothingText CONSTANT)
 
@@ -44,6 +46,7 @@ public:
     /// What the live run said last of its work.
     [[nodiscard]] QString progress() const { return m_progress.value(m_runID.value_or(QUuid())); }
     [[nodiscard]] RawOutput *rawOutput() { return &m_rawOutput; }
+    [[nodiscard]] RawOutput *liveScreen() { return &m_liveScreen; }
     [[nodiscard]] bool showsRawOutput() const { return m_showsRawOutput; }
     void setShowsRawOutput(bool shows);
     [[nodiscard]] QString nothingText() const { return RunDetail::nothingSelected.toString(); }
@@ -56,6 +59,8 @@ public:
 
     /// How long the live run has been at it.
     Q_INVOKABLE QString elapsed() const;
+    /// While it can be seen, a live run's terminal is looked at again and again.
+    Q_INVOKABLE void setWatched(bool watched);
     Q_INVOKABLE void resume();
     Q_INVOKABLE void stop();
     Q_INVOKABLE void remove();
@@ -75,6 +80,7 @@ private:
     void showFinished(const RunRecord &record);
     void showTask(const DispatchRecord &task);
     void showFacts(const RunRecord &record);
+    void lookAtScreen();
     void hear(const EngineEvent &event);
     [[nodiscard]] QVariantList variantsOf(const QList<Asset> &assets) const;
 
@@ -89,6 +95,9 @@ private:
     QVariantList m_deliverables;
     QHash<QUuid, QString> m_progress; ///< of live runs
     RawOutput m_rawOutput;
+    RawOutput m_liveScreen;
+    bool m_isLooking = false; ///< the terminal was asked and has not answered
+    QTimer m_screenTimer;
     bool m_showsRawOutput = false;
     QTimer m_updateTimer;
 };

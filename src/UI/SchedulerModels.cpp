@@ -10,9 +10,10 @@ using namespace Qt::StringLiterals;
 
 QVariant SlotListModel::data(const QModelIndex &index, int role) const
 {
-    const SlotRow *row = at(index.row());
-    if (!row)
+    const SlotEntry *entry = at(index.row());
+    if (!entry)
         return {};
+    const SlotRow *row = &entry->row;
     switch (role) {
     case ID:
         return uuidText(row->id);
@@ -30,6 +31,8 @@ QVariant SlotListModel::data(const QModelIndex &index, int role) const
         return !row->toggleHelp.has_value();
     case ToggleHelp:
         return row->toggleHelp.value_or(QString());
+    case IsLive:
+        return entry->isLive;
     default:
         return {};
     }
@@ -39,7 +42,8 @@ QHash<int, QByteArray> SlotListModel::roleNames() const
 {
     return {
         {ID, "slotID"},       {Name, "name"},           {Provider, "provider"},   {Schedule, "schedule"},
-        {NextRun, "nextRun"}, {IsEnabled, "isEnabled"}, {CanToggle, "canToggle"}, {ToggleHelp, "toggleHelp"}};
+        {NextRun, "nextRun"}, {IsEnabled, "isEnabled"}, {CanToggle, "canToggle"}, {ToggleHelp, "toggleHelp"},
+        {IsLive, "isLive"}};
 }
 
 QVariant QueueModel::data(const QModelIndex &index, int role) const

@@ -9,14 +9,32 @@
 
 namespace Keelhaven {
 
+/// One line of the agents' list.
+struct SlotEntry
+{
+    SlotRow row;
+    bool isLive = false; ///< a run of it is live
+    bool operator==(const SlotEntry &) const = default;
+};
+
 /// The agents.
-class SlotListModel : public KeyedListModel<SlotRow, QUuid>
+class SlotListModel : public KeyedListModel<SlotEntry, QUuid>
 {
     Q_OBJECT
     QML_ANONYMOUS
 
 public:
-    enum Role { ID = Qt::UserRole, Name, Provider, Schedule, NextRun, IsEnabled, CanToggle, ToggleHelp };
+    enum Role {
+        ID = Qt::UserRole,
+        Name,
+        Provider,
+        Schedule,
+        NextRun,
+        IsEnabled,
+        CanToggle,
+        ToggleHelp,
+        IsLive
+    };
 
     using KeyedListModel::KeyedListModel;
     using KeyedListModel::show;
@@ -25,7 +43,7 @@ public:
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
 protected:
-    [[nodiscard]] QUuid key(const SlotRow &row) const override { return row.id; }
+    [[nodiscard]] QUuid key(const SlotEntry &entry) const override { return entry.row.id; }
 };
 
 /// Live and waiting runs.

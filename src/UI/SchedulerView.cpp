@@ -102,9 +102,12 @@ void SchedulerView::updateTimes()
     const Date now = m_model.clock().now();
     const auto calendar = Calendar::current();
     const auto slotList = managedSlots(m_model.scheduler().slotList());
-    QList<SlotRow> rows;
+    QSet<QUuid> live;
+    for (const auto &run : m_model.scheduler().active())
+        live.insert(run->slot.id);
+    QList<SlotEntry> rows;
     for (const SchedulerSlot &slot : slotList)
-        rows.append(SlotRow::of(slot, now, calendar));
+        rows.append({SlotRow::of(slot, now, calendar), live.contains(slot.id)});
     m_agents.show(rows);
     const auto agenda = Agenda::build(slotList, now, calendar);
     m_agenda.show(agenda.days);
@@ -308,8 +311,9 @@ void SchedulerView::clearHistory()
 
 QVariantMap SchedulerView::deleteQuestion(const QString &slotID) const
 {
-    const auto *row = m_agents.at(m_agents.indexOf(uuidFromText(slotID).value_or(QUuid())));
-    return variantOf(SchedulerListPane::deleteQuestion(row ? ShownText::line(row->name, 80) : QString()));
+    const auto *entry = m_agents.at(m_agents.indexOf(uuidFromText(slotID).value_or(QUuid())));
+    return variantOf(
+        SchedulerListPane::deleteQuestion(entry ? ShownText::line(entry->row.name, 80) : QString()));
 }
 
 QVariantMap SchedulerView::clearHistoryQuestion() const

@@ -104,6 +104,23 @@ week   requests   errors   p95
 
 > The numbers of Monday are partly estimated: the collector was down from 03:10 to 03:40.)"_s;
 
+const auto liveScreen = uR"(> Run the suite; repair what broke since the last green night.
+
+● I'll run the whole suite first, then look at what broke.
+
+● Bash(ctest --test-dir build -j4)
+  └ 412 tests, 2 failed: HarbourTest.Berths, TideTest.AcrossMidnight
+
+● Read(tests/TideTest.cpp)
+  └ 184 lines
+
+● The test reads the clock twice; between the two reads midnight passes.
+
+● Update(tests/TideTest.cpp)
+  └ 3 additions, 2 removals
+
+* Verifying… (2m 41s · 18.2k tokens))"_s;
+
 void addAsset(KeelhavenDatabase &database, const Asset &asset)
 {
     using V = SQLiteValue;
@@ -177,6 +194,8 @@ QString DemoProfile::folder(const QString &name) const
 
 void DemoProfile::seed(const Options &options)
 {
+    for (const SchedulerSlot &agent : demoAgents(m_home.path(), m_clock.now()))
+        QDir().mkpath(agent.cwd());
     if (options.hasBrokenDatabase) {
         static_cast<void>(RunStore(m_home.paths()).saveSlots(demoAgents(m_home.path(), m_clock.now())));
         return;
@@ -193,10 +212,6 @@ void DemoProfile::seed(const Options &options)
         agents[2].name = QString(100'000, u'W');
         agents[3].name = u"line one\nline two\ttab\u001b[31mred"_s;
         agents[4].name = QString();
-    }
-    for (const SchedulerSlot &agent : std::as_const(agents)) {
-        for (const QString &cwd : agent.cwds)
-            QDir().mkpath(cwd);
     }
     if (!store.saveSlots(agents))
         throw std::runtime_error("no agents could be stored");
@@ -237,7 +252,7 @@ void DemoProfile::seedRuns(SQLiteRunStore &store, const QList<SchedulerSlot> &ag
             throw std::runtime_error("no run could be stored");
         if (run.scrollbackFile && i < 20)
             static_cast<void>(store.saveScrollback(
-                u"$ claude\n\n● Reading the repository…\n  ⎿ 214 files\n\n● All tests pass.\n"_s.repeated(40),
+                u"$ claude\n\n● Reading the repository…\n  └ 214 files\n\n● All tests pass.\n"_s.repeated(40),
                 run.id));
         at -= std::chrono::minutes(70 + (i * 53) % 160);
     }
@@ -265,7 +280,7 @@ void DemoProfile::seedReport(KeelhavenDatabase &database, SQLiteRunStore &store,
     if (!store.saveRecord(run))
         throw std::runtime_error("no run could be stored");
     static_cast<void>(store.saveScrollback(
-        u"● Drawing the figures of week 47\n  ⎿ traffic.png\n  ⎿ errors.png\n"_s.repeated(60), run.id));
+        u"● Drawing the figures of week 47\n  └ traffic.png\n  └ errors.png\n"_s.repeated(60), run.id));
     const struct
     {
         QString name;
@@ -331,15 +346,22 @@ void DemoProfile::startRuns()
     m_home.write(u".claude.json"_s, R"({"cachedUsageUtilization":{"fetchedAtMs":)" +
                                         QByteArray::number(qint64(milliseconds)) +
                                         R"(,"utilization":{"five_hour":{"utilization":92}}}})");
-    for (const int index : {4, 2, 0, 6, 1, 9, 5})
+    for (const int index : {4, 2, 0, 6})
         engine.enqueue(agents[index]);
     settle();
+    // At two o'clock an agent falls due, and the usage gate holds it.
     for (int i = 0; i < 5; ++i) {
         m_clock.advance(73s);
         settle();
     }
+    for (const int index : {1, 9, 5})
+        engine.enqueue(agents[index]);
+    settle();
     auto &panes = m_sessions.panes;
     if (panes.size() >= 3) {
+        for (auto &pane : panes)
+            pane.screen = liveScreen;
+        panes[u"p1"_s].probe = {AgentState::Working, true};
         panes[u"p2"_s].probe = {AgentState::Blocked, true};
         engine.takeOver(engine.active().value(2)->record.id);
     }

@@ -111,7 +111,7 @@ bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
 {
     DemoProfile profile(scene.profile);
     AppView app(profile.model());
-    Appearance appearance;
+    Appearance appearance(nullptr);
     appearance.setDark(dark);
     appearance.setReducedMotion(true);
     QQuickView view;

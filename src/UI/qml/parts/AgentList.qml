@@ -23,8 +23,8 @@ FocusScope {
         focus: true
         label: "Agents"
         model: root.view.agents
-        onOpened: index => itemAtIndex(index)?.click()
-        onMenuWanted: index => itemAtIndex(index)?.showMenu()
+        onOpened: index => { const row = itemAtIndex(index); if (row) row.open(); }
+        onMenuWanted: index => { const row = itemAtIndex(index); if (row) row.showMenu(); }
 
         delegate: KRow {
             id: row
@@ -37,13 +37,16 @@ FocusScope {
             required property bool isEnabled
             required property bool canToggle
             required property string toggleHelp
+            required property bool isLive
 
             width: ListView.view.width
             implicitHeight: 60
             rightPadding: Theme.lg
             selected: root.view.selectedSlotID === slotID
-            Accessible.name: name + ", " + schedule + ", " + nextRun
-            onClicked: {
+            Accessible.name: name + ", " + schedule + ", " + nextRun + (isLive ? ", running" : "")
+            onClicked: open()
+
+            function open() {
                 list.currentIndex = index;
                 list.showsFocus = false;
                 root.view.selectSlot(slotID);
@@ -59,7 +62,7 @@ FocusScope {
                 id: title
                 x: 8
                 y: 11
-                width: Math.min(implicitWidth, parent.width - x - (codex.visible ? codex.width + 8 : 0) - 120)
+                width: Math.min(implicitWidth, parent.width - x - (codex.visible ? codex.width + 8 : 0) - (row.isLive ? 16 : 0) - next.width - next.anchors.rightMargin - 16)
                 text: row.name !== "" ? row.name : "Unnamed"
                 font.weight: Font.DemiBold
                 color: row.isEnabled || !row.canToggle ? Theme.text : Theme.textSoft
@@ -82,7 +85,17 @@ FocusScope {
                 color: Theme.textFaint
                 Accessible.ignored: true
             }
+            Rectangle {
+                x: (codex.visible ? codex.x + codex.width : title.x + title.width) + 8
+                y: 17
+                width: 7
+                height: 7
+                radius: 4
+                color: Theme.accent
+                visible: row.isLive
+            }
             KText {
+                id: next
                 anchors.right: parent.right
                 anchors.rightMargin: row.hovered || more.activeFocus ? 78 : 50
                 y: 11

@@ -6,15 +6,17 @@ Rectangle {
     id: root
 
     property string text
+    property string detail
     property string tone: "warn"
     property bool dismissable: false
 
     signal dismissed()
 
-    implicitHeight: Math.max(36, label.implicitHeight + 16)
+    implicitHeight: Math.max(36, label.implicitHeight + (detail !== "" ? 20 : 0) + 16)
     color: Theme.toneSoft(tone)
     Accessible.role: Accessible.AlertMessage
     Accessible.name: text
+    Accessible.description: detail
 
     KIcon {
         x: Theme.lg
@@ -24,13 +26,22 @@ Rectangle {
     }
     KParagraph {
         id: label
-        anchors.verticalCenter: parent.verticalCenter
+        y: 8
         x: Theme.lg + 26
         width: parent.width - x - (close.visible ? 56 : Theme.lg)
         text: root.text
         maximumLineCount: 3
         elide: Text.ElideRight
         Accessible.ignored: true
+    }
+    KText {
+        x: label.x
+        y: label.y + label.implicitHeight + 2
+        width: label.width
+        visible: text !== ""
+        text: root.detail
+        font.pixelSize: Theme.small
+        color: Theme.textFaint
     }
     KButton {
         id: close

@@ -66,8 +66,8 @@ FocusScope {
         focus: true
         label: "History"
         model: root.view.history
-        onOpened: index => itemAtIndex(index)?.click()
-        onMenuWanted: index => itemAtIndex(index)?.showMenu()
+        onOpened: index => { const row = itemAtIndex(index); if (row) row.open(); }
+        onMenuWanted: index => { const row = itemAtIndex(index); if (row) row.showMenu(); }
 
         section.property: "day"
         section.delegate: Item {
@@ -101,7 +101,9 @@ FocusScope {
             selected: root.view.selectedRunID === runID
             opacity: isHidden ? 0.6 : 1
             Accessible.name: title + ", " + subtitle + (isHidden ? ", hidden" : "")
-            onClicked: {
+            onClicked: open()
+
+            function open() {
                 list.currentIndex = index;
                 list.showsFocus = false;
                 root.view.selectRun(runID);
@@ -123,7 +125,7 @@ FocusScope {
                 x: 34
                 y: 10
                 width: parent.width - x - (row.hovered ? 64 : 4)
-                text: row.title
+                text: row.title !== "" ? row.title : "Unnamed"
                 font.weight: Font.DemiBold
                 Accessible.ignored: true
             }

@@ -29,8 +29,8 @@ FocusScope {
         focus: true
         label: "Queue"
         model: root.view.queue
-        onOpened: index => itemAtIndex(index)?.click()
-        onMenuWanted: index => itemAtIndex(index)?.showMenu()
+        onOpened: index => { const row = itemAtIndex(index); if (row) row.open(); }
+        onMenuWanted: index => { const row = itemAtIndex(index); if (row) row.showMenu(); }
 
         delegate: KRow {
             id: row
@@ -48,7 +48,9 @@ FocusScope {
             implicitHeight: stateHelp !== "" ? 76 : 60
             selected: root.view.selectedRunID === runID
             Accessible.name: title + ", " + runState
-            onClicked: {
+            onClicked: open()
+
+            function open() {
                 list.currentIndex = index;
                 list.showsFocus = false;
                 if (isLive)
@@ -71,7 +73,7 @@ FocusScope {
                 x: 34
                 y: 11
                 width: parent.width - x - 130
-                text: row.title
+                text: row.title !== "" ? row.title : "Unnamed"
                 font.weight: Font.DemiBold
                 Accessible.ignored: true
             }

@@ -7,6 +7,8 @@ Rectangle {
     id: root
 
     property var output
+    property bool followsEnd: false
+    readonly property int count: list.count
 
     radius: Theme.radius
     color: Theme.sunken
@@ -38,6 +40,8 @@ Rectangle {
                 return;
             event.accepted = true;
         }
+        // A terminal is read from its end.
+        onCountChanged: if (root.followsEnd) Qt.callLater(positionViewAtEnd)
         delegate: Text {
             required property string line
 

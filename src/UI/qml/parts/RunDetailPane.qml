@@ -81,6 +81,7 @@ FocusScope {
                 onClicked: root.detail.resume()
             }
             KButton {
+                objectName: "stopButton"
                 readonly property var deed: root.detail.header.stop
                 visible: deed !== undefined
                 kind: "danger"
@@ -102,13 +103,15 @@ FocusScope {
             width: parent.width
         }
     }
+    readonly property bool watchesLive: visible && isLive && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+    onWatchesLiveChanged: detail.setWatched(watchesLive)
     Timer {
         id: timer
         property string text
         interval: 1000
         repeat: true
         triggeredOnStart: true
-        running: root.visible && root.isLive && root.Window.visibility !== Window.Hidden && root.Window.visibility !== Window.Minimized
+        running: root.watchesLive
         onTriggered: text = root.detail.elapsed()
         onRunningChanged: if (!running) text = ""
     }
@@ -167,6 +170,19 @@ FocusScope {
                 width: parent.width
                 visible: root.isLive
                 rows: root.isLive ? root.detail.live.rows || [] : []
+            }
+            Column {
+                width: parent.width
+                visible: root.isLive && screen.count > 0
+                spacing: Theme.sm
+                KLabel { text: "ITS TERMINAL" }
+                RawOutputView {
+                    id: screen
+                    width: parent.width
+                    height: Math.max(160, Math.min(420, page.height - 300))
+                    output: root.detail.liveScreen
+                    followsEnd: true
+                }
             }
             KButton {
                 visible: root.isLive && (root.detail.live.takenOver || "") === ""

@@ -32,8 +32,8 @@ FocusScope {
         Banner {
             width: parent.width
             visible: App.databaseError !== ""
-            text: "Keelhaven runs on a temporary database, because its own did not open: " + App.databaseError
-                + " Your agents and their history are kept in plain files; nothing of them is lost."
+            text: "Keelhaven's own database did not open, so it runs on a temporary one. Your agents and their history are kept in plain files."
+            detail: App.databaseError
         }
         Banner {
             width: parent.width

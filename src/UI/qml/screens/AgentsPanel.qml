@@ -45,6 +45,7 @@ FocusScope {
         }
         KTabBar {
             id: tabs
+            objectName: "tabs"
             x: Theme.xl
             y: 56
             width: parent.width - 2 * Theme.xl

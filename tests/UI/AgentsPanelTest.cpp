@@ -1,0 +1,160 @@
+#include "App/AppSelection.h"
+#include "UI/ScreenFixture.h"
+
+#include <gtest/gtest.h>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+QQuickItem *rowOf(Screen &screen, const QString &list, int index)
+{
+    QQuickItem *row = nullptr;
+    QMetaObject::invokeMethod(screen.item(list), "itemAtIndex", Q_RETURN_ARG(QQuickItem *, row),
+                              Q_ARG(int, index));
+    return row;
+}
+
+/// The first switch below an item.
+QQuickItem *switchIn(QQuickItem *root)
+{
+    if (root->property("checked").isValid() && root->property("label").isValid())
+        return root;
+    const auto children = root->childItems();
+    for (QQuickItem *child : children) {
+        if (QQuickItem *found = switchIn(child))
+            return found;
+    }
+    return nullptr;
+}
+
+TEST(AgentsPanelTest, ASwitchTurnsItsAgentOffAndOnAndCodexHasNone)
+{
+    Screen screen({.hasLiveRuns = false});
+    auto &engine = screen.profile.model().scheduler();
+    const auto agents = engine.slotList();
+    ASSERT_EQ(screen.item(u"agentList"_s)->property("count").toInt(), agents.size());
+    EXPECT_TRUE(screen.shows(u"Morning brief"_s));
+    EXPECT_TRUE(screen.shows(u"Daily at 7:30 am"_s));
+
+    for (const bool expected : {false, true}) {
+        screen.click(switchIn(rowOf(screen, u"agentList"_s, 0)));
+        EXPECT_EQ(engine.slot(agents[0].id)->enabled, expected);
+        EXPECT_EQ(switchIn(rowOf(screen, u"agentList"_s, 0))->property("checked").toBool(), expected);
+    }
+    QQuickItem *codex = switchIn(rowOf(screen, u"agentList"_s, 6));
+    EXPECT_FALSE(codex->isEnabled());
+    EXPECT_EQ(codex->property("help").toString(), u"Codex agents run manually only"_s);
+}
+
+TEST(AgentsPanelTest, TheKeyboardReachesEveryListAndOpensARun)
+{
+    Screen screen;
+    QQuickItem *panel = screen.item(u"agentsPanel"_s);
+    screen.press(Qt::Key_4, Qt::AltModifier);
+    EXPECT_EQ(panel->property("tab").toInt(), 3);
+    screen.press(Qt::Key_2, Qt::AltModifier);
+    EXPECT_TRUE(screen.shows(u"Next 10 days"_s));
+
+    screen.item(u"tabs"_s)->forceActiveFocus(Qt::TabFocusReason);
+    screen.press(Qt::Key_Right);
+    EXPECT_EQ(panel->property("tab").toInt(), 2);
+    screen.press(Qt::Key_Right);
+    screen.press(Qt::Key_Right);
+    ASSERT_EQ(panel->property("tab").toInt(), 3);
+
+    screen.item(u"historyList"_s)->forceActiveFocus(Qt::TabFocusReason);
+    screen.press(Qt::Key_Return);
+    EXPECT_EQ(screen.profile.model().selection().selectedRunID(), screen.profile.reportedRun());
+    EXPECT_TRUE(screen.shows(u"WHAT IT REPORTED"_s));
+    EXPECT_TRUE(screen.shows(u"DELIVERABLES"_s));
+    EXPECT_TRUE(screen.shows(u"traffic.png"_s));
+    screen.press(Qt::Key_Escape);
+    screen.item(u"runDetail"_s)->forceActiveFocus();
+}
+
+TEST(AgentsPanelTest, AHiddenRunIsFoundUnderHidden)
+{
+    Screen screen({.hasLiveRuns = false});
+    auto &view = *screen.app.scheduler();
+    screen.press(Qt::Key_4, Qt::AltModifier);
+    const int hiddenBefore = view.hiddenCount();
+    const int shownBefore = view.history()->rowCount();
+    screen.item(u"historyList"_s)->forceActiveFocus(Qt::TabFocusReason);
+    screen.press(Qt::Key_H);
+    EXPECT_EQ(view.hiddenCount(), hiddenBefore + 1);
+    EXPECT_EQ(view.history()->rowCount(), shownBefore - 1);
+    EXPECT_EQ(view.history()->indexOf(u"history-"_s + uuidText(screen.profile.reportedRun())), -1);
+
+    view.setShowsHidden(true);
+    screen.update();
+    const int row = view.history()->indexOf(u"history-"_s + uuidText(screen.profile.reportedRun()));
+    ASSERT_EQ(row, 0);
+    EXPECT_TRUE(view.history()->data(view.history()->index(row), HistoryModel::IsHidden).toBool());
+    screen.item(u"historyList"_s)->setProperty("currentIndex", 0);
+    screen.press(Qt::Key_H);
+    EXPECT_EQ(view.hiddenCount(), hiddenBefore);
+}
+
+TEST(AgentsPanelTest, FindingNarrowsTheHistoryWhileOneTypes)
+{
+    Screen screen({.hasLiveRuns = false});
+    screen.press(Qt::Key_F, Qt::ControlModifier);
+    screen.type(u"mooring cache"_s);
+    auto &history = *screen.app.scheduler()->history();
+    EXPECT_EQ(history.rowCount(), 0) << "that is only in a summary, and reports are searched";
+    screen.press(Qt::Key_Escape);
+    screen.type(u"week 47"_s);
+    EXPECT_EQ(history.rowCount(), 1);
+}
+
+TEST(AgentsPanelTest, LiveRunsTellTheirStateAndDestroyingAsksFirst)
+{
+    Screen screen;
+    auto &model = screen.profile.model();
+    screen.press(Qt::Key_3, Qt::AltModifier);
+    for (const auto &text :
+         {u"waiting for input"_s, u"you have control"_s, u"waiting on usage"_s, u"queued"_s})
+        EXPECT_TRUE(screen.shows(text)) << text.toStdString();
+
+    model.selection().setSelectedRunID(screen.profile.blockedRun());
+    screen.update();
+    EXPECT_TRUE(screen.shows(u"This session is waiting for an answer — open it in Herdr to unblock it."_s));
+    screen.click(screen.item(u"stopButton"_s));
+    EXPECT_FALSE(screen.profile.blockedRun().isNull()) << "asked, not done";
+    screen.press(Qt::Key_Escape);
+    EXPECT_FALSE(screen.profile.blockedRun().isNull());
+}
+
+TEST(AgentsPanelTest, WhatAgentsWroteIsTextAndNothingElse)
+{
+    Screen screen({.hasLiveRuns = false, .isHostile = true, .runs = 20});
+    EXPECT_TRUE(screen.shows(u"<b>Bold</b><img src=\"file:///etc/passwd\"> & co"_s));
+    screen.press(Qt::Key_4, Qt::AltModifier);
+    for (const RunRecord &run : screen.profile.model().scheduler().history()) {
+        screen.profile.model().selection().setSelectedRunID(run.id);
+        screen.update();
+        const auto texts = screen.texts();
+        for (const QString &text : texts) {
+            EXPECT_LT(text.size(), 20'000);
+            EXPECT_FALSE(text.contains(u"<script"_s) && text.startsWith(u"<style"_s));
+            EXPECT_FALSE(text.contains(u'\u001b'));
+        }
+    }
+}
+
+TEST(AgentsPanelTest, AFallbackDatabaseIsToldOnEveryPanelAndKeepsTheAgents)
+{
+    testing::internal::CaptureStderr();
+    Screen screen({.hasLiveRuns = false, .hasBrokenDatabase = true});
+    static_cast<void>(testing::internal::GetCapturedStderr());
+    for (const Qt::Key key : {Qt::Key_1, Qt::Key_2, Qt::Key_4, Qt::Key_3}) {
+        screen.press(key, Qt::ControlModifier);
+        EXPECT_FALSE(screen.texts().filter(u"temporary one"_s).isEmpty());
+    }
+    EXPECT_EQ(screen.item(u"agentList"_s)->property("count").toInt(), 10);
+}
+
+} // namespace
+} // namespace Keelhaven
