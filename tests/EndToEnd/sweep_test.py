@@ -17,7 +17,7 @@ class Sweep(Scenario):
 
     def test_a_sweep_reports_and_its_conversation_is_picked_up(self):
         folder = self.home.project("everything")
-        self.start(settings={"keelhavenRunDirectory": str(folder), "setupDone": False})
+        self.start(settings={"keelhavenRunDirectory": str(folder), "sweepKeelhavenOnOpen": False})
         self.assertEqual(self.report()["latest"], None)
         (run_id,) = json.loads(self.home.keelhaven("sweep", "--json"))
         self.watch.wait("finished", run_id, LAUNCH_LIMIT)
