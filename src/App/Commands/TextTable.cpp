@@ -2,6 +2,9 @@
 
 #include "Platform/Text.h"
 
+#include <algorithm>
+#include <numeric>
+
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
@@ -56,36 +59,40 @@ QString localTime(Date moment, const Calendar &calendar)
 }
 
 TextTable::TextTable(QStringList headings)
-    : m_rows({std::move(headings)})
+    : m_columns(headings.size())
+    , m_cells(std::move(headings))
 {}
 
-void TextTable::addRow(const QStringList &cells)
+void TextTable::addRow(std::initializer_list<QString> cells)
 {
-    QStringList row;
-    for (const QString &cell : cells)
-        row.append(cell.isEmpty() ? u"-"_s : oneLine(cell));
-    m_rows.append(row);
+    Q_ASSERT(qsizetype(cells.size()) == m_columns);
+    for (const QString &cell : cells) {
+        const bool isLast = m_cells.size() % m_columns == m_columns - 1;
+        const QString line = cell.isEmpty() ? u"-"_s : oneLine(cell);
+        m_cells.append(isLast ? line : cut(line, widestCell));
+    }
 }
 
 QString TextTable::text(int columns) const
 {
-    const qsizetype last = m_rows.first().size() - 1;
-    QList<qsizetype> widths(last, 0);
-    for (const auto &row : m_rows) {
-        for (qsizetype i = 0; i < last; ++i)
-            widths[i] = std::max(widths[i], cut(row[i], widestCell).size());
+    const qsizetype last = m_columns - 1;
+    QList<qsizetype> ends(last, 0); // widths first, then where the column behind begins
+    for (qsizetype i = 0; i < m_cells.size(); ++i) {
+        const qsizetype column = i % m_columns;
+        if (column < last)
+            ends[column] = std::max(ends[column], m_cells[i].size() + gap);
     }
+    std::partial_sum(ends.begin(), ends.end(), ends.begin());
+
     QString text;
     QString line;
-    for (const auto &row : m_rows) {
-        line.clear();
-        qsizetype end = 0;
-        for (qsizetype i = 0; i < last; ++i) {
-            line += cut(row[i], widestCell);
-            end += widths[i] + gap;
-            line.resize(std::max(end, line.size()), u' ');
+    for (qsizetype i = 0; i < m_cells.size(); i += m_columns) {
+        line.resize(0);
+        for (qsizetype column = 0; column < last; ++column) {
+            line += m_cells[i + column];
+            line.resize(ends[column], u' ');
         }
-        line += row[last];
+        line += m_cells[i + last];
         text += columns > 0 ? cut(line, columns) : line;
         text += u'\n';
     }

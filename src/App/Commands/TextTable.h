@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QStringList>
+#include <initializer_list>
 
 namespace Keelhaven {
 
@@ -20,14 +21,16 @@ class TextTable
 public:
     explicit TextTable(QStringList headings);
 
-    void addRow(const QStringList &cells);
-    [[nodiscard]] bool isEmpty() const { return m_rows.size() == 1; }
+    /// One cell for each heading; an empty one is shown as a dash.
+    void addRow(std::initializer_list<QString> cells);
+    [[nodiscard]] bool isEmpty() const { return m_cells.size() == m_columns; }
 
     /// The rows as lines. Where `columns` is above 0, lines are cut to it.
     [[nodiscard]] QString text(int columns) const;
 
 private:
-    QList<QStringList> m_rows;
+    qsizetype m_columns;
+    QStringList m_cells; ///< row by row, the headings first
 };
 
 } // namespace Keelhaven
