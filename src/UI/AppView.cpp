@@ -17,6 +17,7 @@ AppView::AppView(AppModel &model, QObject *parent)
     , m_model(model)
     , m_scheduler(model)
     , m_runDetail(model)
+    , m_agentEditor(model)
 {
     const auto *selection = &model.selection();
     connect(selection, &AppSelection::panelChanged, this, &AppView::panelChanged);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "UI/AgentEditorView.h"
 #include "UI/RunDetailView.h"
 #include "UI/SchedulerView.h"
 
@@ -23,6 +24,7 @@ class AppView : public QObject
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(SchedulerView *scheduler READ scheduler CONSTANT)
     Q_PROPERTY(RunDetailView *runDetail READ runDetail CONSTANT)
+    Q_PROPERTY(AgentEditorView *agentEditor READ agentEditor CONSTANT)
 
 public:
     explicit AppView(AppModel &model, QObject *parent = nullptr);
@@ -39,6 +41,7 @@ public:
     [[nodiscard]] QString version() const;
     [[nodiscard]] SchedulerView *scheduler() { return &m_scheduler; }
     [[nodiscard]] RunDetailView *runDetail() { return &m_runDetail; }
+    [[nodiscard]] AgentEditorView *agentEditor() { return &m_agentEditor; }
     [[nodiscard]] AppModel &model() { return m_model; }
 
     /// Where the screen "{name}.qml" lies; empty when this build has none.
@@ -58,6 +61,7 @@ private:
     AppModel &m_model;
     SchedulerView m_scheduler;
     RunDetailView m_runDetail;
+    AgentEditorView m_agentEditor;
 };
 
 } // namespace Keelhaven

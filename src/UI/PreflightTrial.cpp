@@ -94,12 +94,7 @@ void PreflightTrial::conclude(const QString &state, const QString &result)
     readOutput();
     m_state = state;
     m_result = result;
-    // Its end asks the command and all it started to end. It may be what calls us, so it goes later.
-    if (m_child) {
-        m_child->onExit = nullptr;
-        auto *child = m_child.release();
-        QMetaObject::invokeMethod(this, [child] { delete child; }, Qt::QueuedConnection);
-    }
+    m_child.reset(); // asks the command and all that it started to end
     m_log.reset();
     Q_EMIT changed();
 }
@@ -112,8 +107,7 @@ void PreflightTrial::readOutput()
     if (file.size() > outputLimit && m_child && m_reading.isActive())
         return conclude(u"failed"_s, u"Failed · it prints without end"_s);
     file.seek(qMax(0LL, file.size() - shownBytes));
-    const QString text =
-        ShownText::paragraph(QString::fromUtf8(file.read(shownBytes)), shownBytes).trimmed();
+    const QString text = ShownText::paragraph(QString::fromUtf8(file.read(shownBytes)), shownBytes).trimmed();
     if (std::exchange(m_output, text) != text)
         Q_EMIT changed();
 }

@@ -11,8 +11,8 @@ namespace Keelhaven {
 
 class ClaudeLocator;
 
-/// Tries an agent's preflight command the way a launch would run it: in the user's login shell, with the login
-/// shell's PATH and within the same time. Its output shows while it runs, and it can be cancelled. The
+/// Tries an agent's preflight command the way a launch would run it: in the user's login shell, with the
+/// login shell's PATH and within the same time. Its output shows while it runs, and it can be cancelled. The
 /// collaborators outlive it.
 class PreflightTrial : public QObject
 {
