@@ -217,9 +217,10 @@ private:
     [[nodiscard]] QSet<QUuid> liveSlots() const;
     [[nodiscard]] QSet<QUuid> queuedSlots() const;
     void pump();
+    void admitQueued();
     [[nodiscard]] std::optional<QUuid> nextAdmissible(qint64 cap, Date now) const;
     void admit(const QUuid &runID, const RunAdmissionPolicy &policy, Date now);
-    QCoro::Task<> refreshUsage();
+    QCoro::Task<> readUsageAndAdmit();
     void commit(RunRecord record, bool notify, const std::optional<QString> &completionMessage, bool relay);
     void notifyOutcome(const RunRecord &record);
     void report(EngineEvent::Kind kind, const RunRecord &record, const QString &text = {});
@@ -287,6 +288,7 @@ private:
     Timer m_runTimer;
     Timer m_parkedTimer;
     bool m_polling = false;
+    bool m_isReadingUsage = false; ///< the queue waits for the meters
     bool m_started = false;
     bool m_isShutDown = false;
     QList<RunRecord> m_launching;

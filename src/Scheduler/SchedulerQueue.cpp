@@ -145,20 +145,35 @@ std::optional<QUuid> SchedulerEngine::nextAdmissible(qint64 cap, Date now) const
     return QueuePolicy::next(waiting, static_cast<int>(running), cap);
 }
 
-QCoro::Task<> SchedulerEngine::refreshUsage()
-{
-    const QPointer<SchedulerEngine> self(this);
-    // A small or unchanged file answers without suspending, so the admission below already sees it.
-    const auto measured = co_await m_services.usage.fileSnapshot();
-    if (self)
-        m_services.usage.adopt(measured);
-}
-
 void SchedulerEngine::pump()
 {
     if (m_isShutDown)
         return;
-    m_tasks.spawn(refreshUsage(), "usage meters");
+    // A read that is under way sees to the whole queue when it is done.
+    if (!m_isReadingUsage)
+        m_tasks.spawn(readUsageAndAdmit(), "admission");
+    if (m_isReadingUsage)
+        resetTimers();
+}
+
+QCoro::Task<> SchedulerEngine::readUsageAndAdmit()
+{
+    const QPointer<SchedulerEngine> self(this);
+    // A small or unchanged file answers without suspending. A large one is waited for: a run that was
+    // admitted meanwhile would have passed no gate, most of all right after the start.
+    m_isReadingUsage = true;
+    const auto measured = co_await m_services.usage.fileSnapshot();
+    if (!self)
+        co_return;
+    m_isReadingUsage = false;
+    if (m_isShutDown)
+        co_return;
+    m_services.usage.adopt(measured);
+    admitQueued();
+}
+
+void SchedulerEngine::admitQueued()
+{
     if (!m_queued.isEmpty()) {
         const qint64 cap = Setting::read(m_services.settings, Setting::schedulerConcurrencyCap);
         const auto fromSettings = UsageGatedAdmission::fromSettings(m_services.settings);

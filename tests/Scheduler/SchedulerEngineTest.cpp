@@ -222,6 +222,33 @@ TEST_F(EngineTest, ADeferredRunWakesTheEngineAtItsTime)
     EXPECT_EQ(powerBackend.held, 1);
 }
 
+TEST_F(EngineTest, NoRunStartsBeforeTheMetersOfALargeFileAreRead)
+{
+    const auto writeMeters = [&](int percent) {
+        const auto milliseconds = qint64(secondsSince1970(clock.now()) * 1000);
+        home.write(u".claude.json"_s, R"({"history":")" + QByteArray(1024 * 1024, 'x') +
+                                          R"(","cachedUsageUtilization":{"fetchedAtMs":)" +
+                                          QByteArray::number(milliseconds) +
+                                          R"(,"utilization":{"five_hour":{"utilization":)" +
+                                          QByteArray::number(percent) + "}}}}");
+    };
+    engine->start();
+    writeMeters(60);
+    usage.start();
+    engine->enqueue(slot(u"held"_s), RunTrigger::Scheduled);
+    engine->enqueue(slot(u"by hand"_s), RunTrigger::Manual);
+    settleAll();
+    ASSERT_TRUE(waitUntil([&] { return engine->queued().size() == 1 && engine->active().size() == 1; }));
+    EXPECT_EQ(engine->queued().first().holdReason, u"session 60% ≥ 50% cap"_s);
+    EXPECT_EQ(launcher.launchOrder, QStringList{u"by hand"_s}) << "nobody else is kept by the cap";
+
+    clock.advance(60s);
+    writeMeters(40);
+    engine->reconsiderHeld();
+    ASSERT_TRUE(waitUntil([&] { return engine->active().size() == 2; })) << "the new numbers let it go";
+    EXPECT_TRUE(engine->queued().isEmpty());
+}
+
 TEST_F(EngineTest, ASkippedAdmissionClosesTheRunWithItsReason)
 {
     const SkipAll policy;

@@ -134,13 +134,23 @@ TEST_F(UsageMonitorTest, AHugeBrokenOrForeignFileNeverHarmsWhatIsKnown)
     EXPECT_EQ(percent(), 11);
 }
 
-TEST_F(UsageMonitorTest, ManyReadersOfALargeFileParseItOnce)
+TEST_F(UsageMonitorTest, ManyReadersOfALargeFileGetWhatOneParsingFinds)
 {
     write(clock.now(), 10, 1024 * 1024);
+    monitor->start();
+    EXPECT_EQ(percent(), -1);
+    const auto second = await(monitor->fileSnapshot());
+    ASSERT_TRUE(second) << "who asks during the first reading waits for it";
+    EXPECT_EQ(second->meters.first().percent, 10);
+    EXPECT_EQ(percent(), 10);
+    EXPECT_EQ(tasks.running(), 0) << "and both are done with one parsing";
+
+    write(clock.now(), 20, 1024 * 1024);
     const auto first = monitor->fileSnapshot();
-    EXPECT_FALSE(await(monitor->fileSnapshot())) << "nothing is known until the first reader is done";
-    EXPECT_TRUE(waitUntil([&] { return first.isReady(); }));
-    EXPECT_TRUE(await(monitor->fileSnapshot()));
+    const auto late = monitor->fileSnapshot();
+    monitor.reset();
+    EXPECT_TRUE(waitUntil([&] { return first.isReady() && late.isReady(); }))
+        << "nobody waits for ever for a monitor that has gone";
 }
 
 TEST_F(UsageMonitorTest, ARefreshReadsTheFileThenAsksTheAccount)

@@ -181,15 +181,18 @@ QCoro::Task<CommandReply> usage(Arguments arguments, CommandContext context)
                                                              model.clock(), context);
         co_return reply;
     }
-    auto &monitor = *context.usage;
+    const QPointer<UsageMonitor> monitor(context.usage);
     if (arguments.isSet(u"refresh")) {
-        if (monitor.refreshing())
+        if (monitor->refreshing())
             co_return CommandReply::refused(u"a refresh is already under way."_s);
-        co_await monitor.refreshLive();
+        co_await monitor->refreshLive();
     } else {
-        const auto measured = co_await monitor.fileSnapshot();
-        monitor.adopt(measured);
+        const auto measured = co_await monitor->fileSnapshot();
+        if (monitor)
+            monitor->adopt(measured);
     }
+    if (!monitor)
+        co_return CommandReply::refused(u"Keelhaven is going down."_s);
     const auto view = UsageView::look(context);
     CommandReply reply = arguments.wantsJSON() ? CommandReply::json(json(view), context)
                                                : CommandReply{.output = text(view, context)};

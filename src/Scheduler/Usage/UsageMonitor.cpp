@@ -65,28 +65,44 @@ void UsageMonitor::adopt(const std::optional<UsageSnapshot> &candidate)
 
 QCoro::Task<std::optional<UsageSnapshot>> UsageMonitor::fileSnapshot()
 {
+    if (m_parsing) {
+        const Answer answer;
+        m_parsing->append(answer);
+        const auto parsed = co_await answer;
+        co_return std::optional<UsageSnapshot>(parsed);
+    }
     const auto stamp = stampOf(m_claudeJSON);
     if (!stamp) {
         m_stamp.reset();
         co_return std::nullopt;
     }
-    if (stamp == m_stamp || m_isParsing)
+    if (stamp == m_stamp)
         co_return std::optional<UsageSnapshot>(m_fromFile);
-    std::optional<UsageSnapshot> parsed;
-    if (stamp->size <= inlineLimit) {
-        parsed = readSnapshot(m_claudeJSON);
-    } else {
-        const QPointer<UsageMonitor> self(this);
-        const auto work = [path = m_claudeJSON] { return readSnapshot(path); };
-        m_isParsing = true;
-        const auto fromPool = co_await onPool(work);
-        if (!self)
-            co_return std::nullopt;
-        m_isParsing = false;
-        parsed = fromPool;
+    if (stamp->size > inlineLimit) {
+        const auto parsed = co_await parseOnPool(*stamp);
+        co_return std::optional<UsageSnapshot>(parsed);
     }
     m_stamp = stamp;
-    m_fromFile = parsed;
+    m_fromFile = readSnapshot(m_claudeJSON);
+    co_return std::optional<UsageSnapshot>(m_fromFile);
+}
+
+QCoro::Task<std::optional<UsageSnapshot>> UsageMonitor::parseOnPool(Stamp stamp)
+{
+    const QPointer<UsageMonitor> self(this);
+    const auto waiting = std::make_shared<QList<Answer>>();
+    m_parsing = waiting;
+    const auto work = [path = m_claudeJSON] { return readSnapshot(path); };
+    auto parsed = co_await onPool(work);
+    if (self) {
+        m_parsing.reset();
+        m_stamp = stamp;
+        m_fromFile = parsed;
+    } else {
+        parsed.reset();
+    }
+    for (const auto &answer : std::as_const(*waiting))
+        answer.resolve(parsed);
     co_return parsed;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Clock.h"
+#include "Platform/OneShot.h"
 #include "Platform/Tasks.h"
 #include "Scheduler/Usage/UsageSnapshot.h"
 
@@ -40,7 +41,7 @@ public:
     [[nodiscard]] const std::optional<QString> &lastRefreshError() const { return m_lastRefreshError; }
 
     /// What the file says. Ends without suspending when the file did not change since the last read or is
-    /// small; a large one is parsed on a pool thread, and what was last read from it stands meanwhile.
+    /// small; a large one is parsed on a pool thread, once for all who ask meanwhile.
     [[nodiscard]] QCoro::Task<std::optional<UsageSnapshot>> fileSnapshot();
 
     [[nodiscard]] QString claudeJSONURL() const { return m_claudeJSON; }
@@ -65,7 +66,13 @@ private:
         bool operator==(const Stamp &) const = default;
     };
 
+    using Answer = OneShot<std::optional<UsageSnapshot>>;
+    /// Those who wait for the large file that is being parsed. The parsing holds them, so that they get an
+    /// answer even when the monitor goes.
+    using Waiting = std::shared_ptr<QList<Answer>>;
+
     [[nodiscard]] static std::optional<Stamp> stampOf(const QString &path);
+    [[nodiscard]] QCoro::Task<std::optional<UsageSnapshot>> parseOnPool(Stamp stamp);
     [[nodiscard]] QCoro::Task<> adoptFile();
     void setRefreshState(bool refreshing, const std::optional<QString> &error);
 
@@ -76,7 +83,7 @@ private:
     std::optional<UsageSnapshot> m_snapshot;
     std::optional<Stamp> m_stamp; ///< of the content behind m_fromFile
     std::optional<UsageSnapshot> m_fromFile;
-    bool m_isParsing = false; ///< a large file, on a pool thread
+    Waiting m_parsing; ///< set while a large file is parsed on a pool thread
     bool m_refreshing = false;
     std::optional<QString> m_lastRefreshError;
 };
