@@ -7,13 +7,14 @@ namespace Keelhaven {
 using namespace Qt::StringLiterals;
 
 PluginCacheGuard::PluginCacheGuard(const QString &home)
-    : m_root(home + u"/.claude/plugins"_s)
+    : m_home(home)
+    , m_root(home + u"/.claude/plugins"_s)
 {}
 
 bool PluginCacheGuard::isForbidden(const QString &path) const
 {
     // An empty path is no folder at all; resolved, it would be this process's working directory.
-    return !path.isEmpty() && isInside(path, m_root);
+    return !path.isEmpty() && isInside(expandTilde(path, m_home), m_root);
 }
 
 std::optional<QString> PluginCacheGuard::firstForbidden(const QStringList &paths) const

@@ -12,13 +12,15 @@ public:
     /// Guards ".claude/plugins" below `home`.
     explicit PluginCacheGuard(const QString &home);
 
-    /// Whether the path is the cache or lies in it, symbolic links followed on both sides.
+    /// Whether the path is the cache or lies in it, symbolic links followed on both sides. A leading "~" is
+    /// the home directory: folders are checked as they were typed.
     [[nodiscard]] bool isForbidden(const QString &path) const;
 
     /// The first forbidden path, or nothing.
     [[nodiscard]] std::optional<QString> firstForbidden(const QStringList &paths) const;
 
 private:
+    QString m_home;
     QString m_root;
 };
 

@@ -78,6 +78,7 @@ TEST(PluginCacheGuard, KeepsTheCacheAndAllPathsIntoItOut)
          {".claude/plugins", ".claude/plugins/", ".claude/plugins/cache", ".claude/plugins/not/yet",
           "project/link", "project/link/not-yet", "project/../.claude/plugins/cache"})
         EXPECT_TRUE(guard.isForbidden(home.path(QString::fromLatin1(path)))) << path;
+    EXPECT_TRUE(guard.isForbidden(u"~/.claude/plugins/cache"_s)) << "as a person types it";
     for (const char *path : {".claude", ".claude/plugins-old", "project", ".claude/plugins/../x"})
         EXPECT_FALSE(guard.isForbidden(home.path(QString::fromLatin1(path)))) << path;
     EXPECT_EQ(
