@@ -1,5 +1,6 @@
 #include "Surfaces/MenuBarPanel.h"
 
+#include "Scheduler/Usage/UsageTexts.h"
 #include "Surfaces/TimeTexts.h"
 
 namespace Keelhaven::MenuBarPanel {
@@ -59,6 +60,21 @@ QString nextFireText(const std::optional<std::pair<SchedulerSlot, Date>> &next, 
     if (!next)
         return u"No runs scheduled"_s;
     return u"Next: "_s + next->first.name + u' ' + TimeTexts::weekdayClock(next->second, calendar);
+}
+
+QList<MeterLine> meterLines(const std::optional<UsageSnapshot> &usage, Date now)
+{
+    QList<MeterLine> lines;
+    if (!usage)
+        return lines;
+    const auto add = [&](const QString &label, const UsageSnapshot::Meter &meter) {
+        lines.append({label, meter.percent, meter.estimatedExtra, UsageTexts::aheadOfPace(meter, now)});
+    };
+    if (const auto session = usage->sessionMeter())
+        add(u"Session"_s, *session);
+    for (const auto &meter : usage->weeklyMeters())
+        add(meter.label(), meter);
+    return lines;
 }
 
 PowerSwitch keepAwakeRow(bool isOn, bool isHeld)

@@ -2,6 +2,7 @@
 
 #include "Platform/Calendar.h"
 #include "Scheduler/ActiveRun.h"
+#include "Scheduler/Usage/UsageSnapshot.h"
 #include "Surfaces/FleetSummary.h"
 
 namespace Keelhaven {
@@ -46,6 +47,19 @@ struct RunLine
 /// "Next: {agent} Mon 7:05 PM", "No runs scheduled"
 [[nodiscard]] QString nextFireText(const std::optional<std::pair<SchedulerSlot, Date>> &next,
                                    const Calendar &calendar);
+
+/// One usage meter of the Claude account.
+struct MeterLine
+{
+    QString label; ///< "Session", "Week · all models"
+    int percent = 0;
+    int estimatedExtra = 0; ///< points of `percent` that are not measured
+    bool isAheadOfPace = false;
+    bool operator==(const MeterLine &) const = default;
+};
+
+/// The session meter, then the weekly ones; none while nothing is known.
+[[nodiscard]] QList<MeterLine> meterLines(const std::optional<UsageSnapshot> &usage, Date now);
 
 /// A power switch; its note says what else keeps the machine awake.
 struct PowerSwitch

@@ -50,6 +50,21 @@ TEST(MenuBarPanel, RunsAndTheNextFire)
     EXPECT_EQ(MenuBarPanel::nextFireText(std::pair(slot, now + 10h), utc), u"Next: Backup %1 Mon 7:00 PM");
 }
 
+TEST(MenuBarPanel, TheSessionMeterStandsBeforeTheWeeklyOnes)
+{
+    using namespace std::chrono_literals;
+    using Kind = UsageSnapshot::Meter::Kind;
+    EXPECT_TRUE(MenuBarPanel::meterLines({}, now).isEmpty());
+    const UsageSnapshot usage{now,
+                              {{Kind::weeklyAll(), 80, now + 84h, true, 3},
+                               {Kind::session(), 20, now + 1h, true, 0},
+                               {Kind::weeklyModel(u"Opus"_s), 10, now + 84h, false, 0}}};
+    EXPECT_EQ(MenuBarPanel::meterLines(usage, now),
+              (QList<MenuBarPanel::MeterLine>{{u"Session"_s, 20, 0, false},
+                                              {u"Week · all models"_s, 80, 3, true},
+                                              {u"Week · Opus"_s, 10, 0, false}}));
+}
+
 TEST(MenuBarPanel, KeepAwakeTellsOfARunOnlyWhileTheSwitchIsOff)
 {
     EXPECT_EQ(MenuBarPanel::keepAwakeRow(false, true).note, u"Awake for a run"_s);
