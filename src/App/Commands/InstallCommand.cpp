@@ -54,10 +54,10 @@ Result<QList<Piece>, FileError> pieces(const MachineContext &context)
          .bytes = InstallCompletions::fish(table)},
         {.path = data + u"/man/man1/keelhaven.1"_s,
          .bytes = InstallManPage::page(resources[3], table, QCoreApplication::applicationVersion())}};
-    // A program that lies there itself needs no link.
-    const QString link = paths.home + u"/.local/bin/keelhaven"_s;
-    if (link != program)
-        list.append({.path = link, .target = program});
+    // Programs that lie there themselves need no link.
+    const QString folder = paths.home + u"/.local/bin"_s;
+    if (resolvedPath(folder) != resolvedPath(context.programs))
+        list.append({.path = folder + u"/keelhaven"_s, .target = program});
     return list;
 }
 
