@@ -113,8 +113,8 @@ QCoro::Task<CommandReply> setup(Arguments arguments, MachineContext context)
     if (arguments.isSet(u"skip"))
         checklist.skip();
     // Who is told that a tool is missing should know when nobody could look for it.
-    bool shellAnswers = true;
-    if (checklist.claude() == ClaudeState::missing || !checklist.pythonReady()) {
+    bool shellAnswers = context.locator.cachedPATH().has_value();
+    if (shellAnswers && (checklist.claude() == ClaudeState::missing || !checklist.pythonReady())) {
         const auto path = co_await context.locator.loginShellPATH(true);
         shellAnswers = path.has_value();
     }
