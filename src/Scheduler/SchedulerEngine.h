@@ -24,6 +24,7 @@ class ProcessRunner;
 class RunAdmissionPolicy;
 class UsageMonitor;
 class WorkspaceScaffold;
+struct UsageSnapshot;
 
 /// The collaborators of the engine. All of them outlive it.
 struct EngineServices
@@ -219,7 +220,8 @@ private:
     void pump();
     void admitQueued();
     [[nodiscard]] std::optional<QUuid> nextAdmissible(qint64 cap, Date now) const;
-    void admit(const QUuid &runID, const RunAdmissionPolicy &policy, Date now);
+    void admit(const QUuid &runID, const RunAdmissionPolicy &policy, Date now,
+               const std::optional<UsageSnapshot> &usage);
     QCoro::Task<> readUsageAndAdmit();
     void commit(RunRecord record, bool notify, const std::optional<QString> &completionMessage, bool relay);
     void notifyOutcome(const RunRecord &record);

@@ -178,24 +178,29 @@ void SchedulerEngine::admitQueued()
         const qint64 cap = Setting::read(m_services.settings, Setting::schedulerConcurrencyCap);
         const auto fromSettings = UsageGatedAdmission::fromSettings(m_services.settings);
         const RunAdmissionPolicy &policy = m_admissionOverride ? *m_admissionOverride : fromSettings;
+        std::optional<std::optional<UsageSnapshot>> estimate;
         while (true) {
             const Date now = m_services.clock.now();
             const auto next = nextAdmissible(cap, now);
             if (!next)
                 break;
-            admit(*next, policy, now);
+            // Once for the whole queue: it adds up the tokens of weeks.
+            if (!estimate)
+                estimate = m_services.usage.estimated();
+            admit(*next, policy, now, *estimate);
         }
     }
     resetTimers();
 }
 
-void SchedulerEngine::admit(const QUuid &runID, const RunAdmissionPolicy &policy, Date now)
+void SchedulerEngine::admit(const QUuid &runID, const RunAdmissionPolicy &policy, Date now,
+                            const std::optional<UsageSnapshot> &usage)
 {
     const qsizetype index = queuedIndex(runID);
     QueuedRun &run = m_queued[index];
     AdmissionContext context;
     if (run.record.resolvedProvider() == AgentProvider::Claude)
-        context.usage = m_services.usage.estimated();
+        context.usage = usage;
     context.now = now;
     context.trigger = run.record.trigger;
     const Admission admission = policy.admit(run.slot, context);

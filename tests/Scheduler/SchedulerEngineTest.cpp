@@ -249,6 +249,26 @@ TEST_F(EngineTest, NoRunStartsBeforeTheMetersOfALargeFileAreRead)
     EXPECT_TRUE(engine->queued().isEmpty());
 }
 
+TEST_F(EngineTest, OneRoundOfTheQueueEstimatesTheMetersOnce)
+{
+    const Date measured = clock.now() - 10min;
+    usage.adopt(UsageSnapshot{measured, {{{}, 48, measured + 1h, true, 0}}});
+    int sums = 0;
+    usage.tokensBetween = [&](Date, Date to) -> qint64 {
+        ++sums;
+        return to == measured ? 1600 : 100;
+    };
+    engine->start();
+    for (const char16_t *name : {u"a", u"b", u"c"})
+        engine->enqueue(slot(QString::fromUtf16(name)), RunTrigger::Scheduled);
+    ASSERT_EQ(engine->queued().size(), 3);
+    sums = 0;
+    engine->reconsiderHeld();
+    EXPECT_EQ(sums, 2) << "each sum reads the samples of weeks";
+    for (const auto &run : engine->queued())
+        EXPECT_EQ(run.holdReason, u"session 51% ≥ 50% cap"_s) << "the gate sees the estimate";
+}
+
 TEST_F(EngineTest, ASkippedAdmissionClosesTheRunWithItsReason)
 {
     const SkipAll policy;
