@@ -14,6 +14,13 @@ struct MirrorError
     bool operator==(const MirrorError &) const = default;
 };
 
+/// What the service answered to a success: null when the body is no JSON.
+struct MirrorReply
+{
+    JSONValue value;
+    bool operator==(const MirrorReply &) const = default;
+};
+
 /// What the analysis service can be asked; the texts are the last parts of its addresses.
 enum class MirrorMethod {
     GetView,
@@ -78,15 +85,15 @@ public:
     [[nodiscard]] const QUrl &baseURL() const { return m_baseURL; }
     [[nodiscard]] std::chrono::milliseconds timeout() const { return m_timeout; }
 
-    /// The one transport. A success gives what the body holds, null when that is no JSON.
-    [[nodiscard]] Answer<JSONValue> call(MirrorMethod method, JSONObject params) const;
+    /// The one transport.
+    [[nodiscard]] Answer<MirrorReply> call(MirrorMethod method, JSONObject params) const;
 
     [[nodiscard]] Answer<void> dismissReview(QString project, QString text) const;
     [[nodiscard]] Answer<void> hideWorkReview(QString project, QString id) const;
     [[nodiscard]] Answer<void> excludeRepo(QString slug) const;
     [[nodiscard]] Answer<void> includeRepo(QString slug) const;
     [[nodiscard]] Answer<void> includeProject(QString project) const;
-    [[nodiscard]] Answer<JSONValue> getSettings() const;
+    [[nodiscard]] Answer<MirrorReply> getSettings() const;
     [[nodiscard]] Answer<void> saveSettings(JSONObject settings) const;
     [[nodiscard]] Answer<void> renameProject(QString project, QString display) const;
     [[nodiscard]] Answer<void> openTerminal(QString path) const;

@@ -42,7 +42,7 @@ Q_SIGNALS:
 private:
     QCoro::Task<> runScans();
     void watchSettings();
-    void lookAtSettings();
+    [[nodiscard]] QString settingsFile() const;
 
     QString m_claudeDir;
     Clock &m_clock;

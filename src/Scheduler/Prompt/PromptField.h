@@ -61,6 +61,8 @@ public:
     void setPickedPlugins(const QStringList &pluginIDs);
     void serviceChanged();
 
+    /// The text that the field opens with: no list opens over it.
+    void load(const QString &text);
     /// The text was edited; the caret counts UTF-16 units.
     void edited(const QString &text, qsizetype caret);
     void caretMoved(qsizetype caret);
