@@ -116,15 +116,14 @@ void RunDetailView::update()
         m_liveScreen.close();
     }
     m_selection = RunDetail::select(m_runID, engine.active(), engine.history(), taskOf);
-    m_header.clear();
-    m_facts.clear();
-    m_deliverables.clear();
     if (m_selection.task)
-        showTask(*m_selection.task);
+        show(partsOf(*m_selection.task));
     else if (m_selection.active)
-        showLive(*m_selection.active);
+        show(partsOf(*m_selection.active));
     else if (m_selection.record)
-        showFinished(*m_selection.record);
+        show(partsOf(*m_selection.record));
+    else
+        show({});
     Q_EMIT changed();
     if (m_screenTimer.isActive() && m_liveScreen.rowCount() == 0)
         lookAtScreen();
@@ -155,50 +154,71 @@ void RunDetailView::lookAtScreen()
                    });
 }
 
-void RunDetailView::showLive(const ActiveRun &run)
+void RunDetailView::show(const Parts &parts)
 {
-    m_header = variantOf(RunDetail::liveHeader(run));
+    const auto take = [this](auto &shown, const auto &wanted, void (RunDetailView::*told)()) {
+        if (shown == wanted)
+            return;
+        shown = wanted;
+        Q_EMIT(this->*told)();
+    };
+    take(m_parts.live, parts.live, &RunDetailView::liveChanged);
+    take(m_parts.finished, parts.finished, &RunDetailView::finishedChanged);
+    take(m_parts.task, parts.task, &RunDetailView::taskChanged);
+    take(m_parts.header, parts.header, &RunDetailView::headerChanged);
+    take(m_parts.facts, parts.facts, &RunDetailView::factsChanged);
+    take(m_parts.deliverables, parts.deliverables, &RunDetailView::deliverablesChanged);
+}
+
+RunDetailView::Parts RunDetailView::partsOf(const ActiveRun &run) const
+{
     const auto card = RunDetail::liveCard(run);
     QVariantList rows;
-    for (const auto &row : card.rows)
-        rows.append(fact(row.label, row.value.startsWith(u'/') && row.label == u"Folder"
-                                        ? ShownText::path(row.value, m_model.paths().home)
-                                        : ShownText::paragraph(row.value, promptLimit)));
-    m_live = {{u"rows"_s, rows},
-              {u"blocked"_s, card.blockedCallout.value_or(QString())},
-              {u"takenOver"_s, card.takenOverCallout.value_or(QString())},
-              {u"open"_s, variantOf(std::optional(card.openInHerdr))},
-              {u"state"_s, stateText(run)}};
-    m_deliverables = variantsOf(m_model.assets().assetsForRun(run.record.id));
+    for (const auto &row : card.rows) {
+        const bool isPath = row.label == u"Folder" && row.value.startsWith(u'/');
+        rows.append(fact(row.label, isPath ? ShownText::path(row.value, m_model.paths().home)
+                                           : ShownText::paragraph(row.value, promptLimit)));
+    }
+    Parts parts;
+    parts.header = variantOf(RunDetail::liveHeader(run));
+    parts.live = {{u"rows"_s, rows},
+                  {u"blocked"_s, card.blockedCallout.value_or(QString())},
+                  {u"takenOver"_s, card.takenOverCallout.value_or(QString())},
+                  {u"open"_s, variantOf(std::optional(card.openInHerdr))}};
+    parts.deliverables = variantsOf(m_model.assets().assetsForRun(run.record.id));
+    return parts;
 }
 
-void RunDetailView::showFinished(const RunRecord &record)
+RunDetailView::Parts RunDetailView::partsOf(const RunRecord &record) const
 {
-    m_header = variantOf(RunDetail::finishedHeader(record, RunResume::blockedReason(record)));
     const auto card = RunDetail::finishedCard(record, Calendar::current());
-    m_finished = {{u"report"_s, variantOf(card.report)},
-                  {u"timing"_s, card.timing},
-                  {u"hasRawOutput"_s, card.hasRawOutput}};
-    showFacts(record);
-    m_deliverables = variantsOf(m_model.assets().assetsForRun(record.id));
+    Parts parts;
+    parts.header = variantOf(RunDetail::finishedHeader(record, RunResume::blockedReason(record)));
+    parts.finished = {{u"report"_s, variantOf(card.report)},
+                      {u"timing"_s, card.timing},
+                      {u"hasRawOutput"_s, card.hasRawOutput}};
+    parts.facts = factsOf(record);
+    parts.deliverables = variantsOf(m_model.assets().assetsForRun(record.id));
+    return parts;
 }
 
-void RunDetailView::showFacts(const RunRecord &record)
+QVariantList RunDetailView::factsOf(const RunRecord &record) const
 {
     const QString home = m_model.paths().home;
-    m_facts.append(fact(u"Folder"_s, ShownText::path(record.folder(), home)));
+    QVariantList facts{fact(u"Folder"_s, ShownText::path(record.folder(), home))};
     if (record.projectDir && *record.projectDir != record.cwd)
-        m_facts.append(fact(u"Workspace"_s, ShownText::path(record.cwd, home)));
-    m_facts.append(fact(u"Command"_s, ShownText::paragraph(record.command, promptLimit)));
+        facts.append(fact(u"Workspace"_s, ShownText::path(record.cwd, home)));
+    facts.append(fact(u"Command"_s, ShownText::paragraph(record.command, promptLimit)));
     if (record.model)
-        m_facts.append(fact(u"Model"_s, ShownText::line(*record.model)));
+        facts.append(fact(u"Model"_s, ShownText::line(*record.model)));
     if (record.usage)
-        m_facts.append(fact(u"Tokens"_s, QLocale(QLocale::English).toString(record.usage->workTokens())));
+        facts.append(fact(u"Tokens"_s, QLocale(QLocale::English).toString(record.usage->workTokens())));
     if (record.sessionID)
-        m_facts.append(fact(u"Session"_s, ShownText::line(*record.sessionID), true));
+        facts.append(fact(u"Session"_s, ShownText::line(*record.sessionID), true));
+    return facts;
 }
 
-void RunDetailView::showTask(const DispatchRecord &task)
+RunDetailView::Parts RunDetailView::partsOf(const DispatchRecord &task) const
 {
     const auto runs = taskRuns(task);
     const auto card = DispatchTaskCard::build(task, runs, m_model.scheduler().active(), runs.isEmpty(),
@@ -214,16 +234,17 @@ void RunDetailView::showTask(const DispatchRecord &task)
                                  {u"blocked"_s, turn.blockedCallout.value_or(QString())},
                                  {u"timing"_s, turn.timing}});
     }
-    m_task = {{u"title"_s, ShownText::line(card.title)},
-              {u"facts"_s, card.facts},
-              {u"note"_s, ShownText::paragraph(card.note.value_or(QString()))},
-              {u"turns"_s, turns}};
+    Parts parts;
+    parts.task = {{u"title"_s, ShownText::line(card.title)},
+                  {u"facts"_s, card.facts},
+                  {u"note"_s, ShownText::paragraph(card.note.value_or(QString()))},
+                  {u"turns"_s, turns}};
     if (m_selection.active)
-        m_header = variantOf(RunDetail::liveHeader(*m_selection.active));
-    else if (m_selection.record)
-        m_header = variantOf(
-            RunDetail::finishedHeader(*m_selection.record, RunResume::blockedReason(*m_selection.record)));
-    m_deliverables = variantsOf(card.deliverables);
+        parts.header = variantOf(RunDetail::liveHeader(*m_selection.active));
+    else if (const auto &record = m_selection.record)
+        parts.header = variantOf(RunDetail::finishedHeader(*record, RunResume::blockedReason(*record)));
+    parts.deliverables = variantsOf(card.deliverables);
+    return parts;
 }
 
 QVariantList RunDetailView::variantsOf(const QList<Asset> &assets) const

@@ -19,12 +19,12 @@ class RunDetailView : public QObject
     Q_PROPERTY(QString runID READ runID NOTIFY changed)
     /// "nothing", "task", "live" or "finished"
     Q_PROPERTY(QString card READ card NOTIFY changed)
-    Q_PROPERTY(QVariantMap header READ header NOTIFY changed)
-    Q_PROPERTY(QVariantMap live READ live NOTIFY changed)
-    Q_PROPERTY(QVariantMap finished READ finished NOTIFY changed)
-    Q_PROPERTY(QVariantMap task READ task NOTIFY changed)
-    Q_PROPERTY(QVariantList facts READ facts NOTIFY changed)
-    Q_PROPERTY(QVariantList deliverables READ deliverables NOTIFY changed)
+    Q_PROPERTY(QVariantMap header READ header NOTIFY headerChanged)
+    Q_PROPERTY(QVariantMap live READ live NOTIFY liveChanged)
+    Q_PROPERTY(QVariantMap finished READ finished NOTIFY finishedChanged)
+    Q_PROPERTY(QVariantMap task READ task NOTIFY taskChanged)
+    Q_PROPERTY(QVariantList facts READ facts NOTIFY factsChanged)
+    Q_PROPERTY(QVariantList deliverables READ deliverables NOTIFY deliverablesChanged)
     Q_PROPERTY(QString progress READ progress NOTIFY changed)
     Q_PROPERTY(RawOutput *rawOutput READ rawOutput CONSTANT)
     /// What the live run's terminal shows, while it is watched.
@@ -37,12 +37,12 @@ public:
 
     [[nodiscard]] QString runID() const;
     [[nodiscard]] QString card() const;
-    [[nodiscard]] QVariantMap header() const { return m_header; }
-    [[nodiscard]] QVariantMap live() const { return m_live; }
-    [[nodiscard]] QVariantMap finished() const { return m_finished; }
-    [[nodiscard]] QVariantMap task() const { return m_task; }
-    [[nodiscard]] QVariantList facts() const { return m_facts; }
-    [[nodiscard]] QVariantList deliverables() const { return m_deliverables; }
+    [[nodiscard]] QVariantMap header() const { return m_parts.header; }
+    [[nodiscard]] QVariantMap live() const { return m_parts.live; }
+    [[nodiscard]] QVariantMap finished() const { return m_parts.finished; }
+    [[nodiscard]] QVariantMap task() const { return m_parts.task; }
+    [[nodiscard]] QVariantList facts() const { return m_parts.facts; }
+    [[nodiscard]] QVariantList deliverables() const { return m_parts.deliverables; }
     /// What the live run said last of its work.
     [[nodiscard]] QString progress() const { return m_progress.value(m_runID.value_or(QUuid())); }
     [[nodiscard]] RawOutput *rawOutput() { return &m_rawOutput; }
@@ -72,14 +72,33 @@ public:
 
 Q_SIGNALS:
     void changed();
+    void headerChanged();
+    void liveChanged();
+    void finishedChanged();
+    void taskChanged();
+    void factsChanged();
+    void deliverablesChanged();
     void rawOutputChanged();
 
 private:
+    /// All that the pane shows of a run.
+    struct Parts
+    {
+        QVariantMap header;
+        QVariantMap live;
+        QVariantMap finished;
+        QVariantMap task;
+        QVariantList facts;
+        QVariantList deliverables;
+    };
+
     void update();
-    void showLive(const ActiveRun &run);
-    void showFinished(const RunRecord &record);
-    void showTask(const DispatchRecord &task);
-    void showFacts(const RunRecord &record);
+    /// Tells QML only of parts that differ: what is laid out already stays, with its scroll position.
+    void show(const Parts &parts);
+    [[nodiscard]] Parts partsOf(const ActiveRun &run) const;
+    [[nodiscard]] Parts partsOf(const RunRecord &record) const;
+    [[nodiscard]] Parts partsOf(const DispatchRecord &task) const;
+    [[nodiscard]] QVariantList factsOf(const RunRecord &record) const;
     void lookAtScreen();
     void hear(const EngineEvent &event);
     [[nodiscard]] QVariantList variantsOf(const QList<Asset> &assets) const;
@@ -87,12 +106,7 @@ private:
     AppModel &m_model;
     std::optional<QUuid> m_runID;
     RunDetail::Selection m_selection;
-    QVariantMap m_header;
-    QVariantMap m_live;
-    QVariantMap m_finished;
-    QVariantMap m_task;
-    QVariantList m_facts;
-    QVariantList m_deliverables;
+    Parts m_parts;
     QHash<QUuid, QString> m_progress; ///< of live runs
     RawOutput m_rawOutput;
     RawOutput m_liveScreen;

@@ -94,6 +94,7 @@ void SchedulerView::update()
     updateTimes();
     if (m_historyList.update(engine.history(), taskOf, taskRevision()))
         updateHistory();
+    updateTabs();
     Q_EMIT changed();
 }
 
@@ -111,6 +112,8 @@ void SchedulerView::updateTimes()
     m_agents.show(rows);
     const auto agenda = Agenda::build(slotList, now, calendar);
     m_agenda.show(agenda.days);
+    if (m_today != TimeTexts::monthDay(now, calendar))
+        updateHistory();
     if (m_agendaCaption == agenda.caption && m_agendaIsEmpty == agenda.isEmpty)
         return;
     m_agendaCaption = agenda.caption;
@@ -122,6 +125,7 @@ void SchedulerView::updateHistory()
 {
     const Date now = m_model.clock().now();
     const auto calendar = Calendar::current();
+    m_today = TimeTexts::monthDay(now, calendar);
     QList<HistoryEntry> entries;
     for (const HistoryItem &item : m_historyList.visibleItems(m_showsHidden)) {
         const auto row = HistoryRow::of(item, calendar);
@@ -150,7 +154,7 @@ HistoryEntry SchedulerView::entryOf(const HistoryItem &item, const HistoryRow &r
             look.icon, look.tone};
 }
 
-QVariantList SchedulerView::tabs() const
+void SchedulerView::updateTabs()
 {
     QVariantList list;
     for (const Tab tab : {Tab::Agents, Tab::Scheduled, Tab::Queue, Tab::History}) {
@@ -163,7 +167,10 @@ QVariantList SchedulerView::tabs() const
         list.append(
             QVariantMap{{u"text"_s, SchedulerListPane::label(tab)}, {u"badge"_s, badge}, {u"tone"_s, tone}});
     }
-    return list;
+    if (list == m_tabs)
+        return;
+    m_tabs = list;
+    Q_EMIT tabsChanged();
 }
 
 int SchedulerView::liveCount() const
@@ -242,6 +249,12 @@ void SchedulerView::newAgent()
 {
     m_model.selection().setSelectedRunID(std::nullopt);
     m_model.selection().setSlotEditor(SlotEditorTarget::blank());
+}
+
+void SchedulerView::showUsageGating()
+{
+    const auto *spec = SettingsCatalog::find(Setting::schedulerSessionCapPercent.name);
+    m_model.selection().showSettingsPage(spec->page.value_or(SettingsPage::General));
 }
 
 void SchedulerView::toggle(const QString &slotID)

@@ -17,7 +17,7 @@ class SchedulerView : public QObject
     Q_PROPERTY(AgendaModel *agenda READ agenda CONSTANT)
     Q_PROPERTY(QueueModel *queue READ queue CONSTANT)
     Q_PROPERTY(HistoryModel *history READ history CONSTANT)
-    Q_PROPERTY(QVariantList tabs READ tabs NOTIFY changed)
+    Q_PROPERTY(QVariantList tabs READ tabs NOTIFY tabsChanged)
     Q_PROPERTY(QString agendaCaption READ agendaCaption NOTIFY changed)
     Q_PROPERTY(bool agendaIsEmpty READ agendaIsEmpty NOTIFY changed)
     Q_PROPERTY(int liveCount READ liveCount NOTIFY changed)
@@ -38,7 +38,7 @@ public:
     [[nodiscard]] QueueModel *queue() { return &m_queue; }
     [[nodiscard]] HistoryModel *history() { return &m_history; }
     /// Objects with "text", "badge" and "tone".
-    [[nodiscard]] QVariantList tabs() const;
+    [[nodiscard]] QVariantList tabs() const { return m_tabs; }
     [[nodiscard]] QString agendaCaption() const { return m_agendaCaption; }
     [[nodiscard]] bool agendaIsEmpty() const { return m_agendaIsEmpty; }
     [[nodiscard]] int liveCount() const;
@@ -70,6 +70,8 @@ public:
     Q_INVOKABLE void selectRun(const QString &runID);
     Q_INVOKABLE void selectSlot(const QString &slotID);
     Q_INVOKABLE void newAgent();
+    /// Opens the settings on the page with the limits that hold scheduled runs back.
+    Q_INVOKABLE void showUsageGating();
 
     Q_INVOKABLE void toggle(const QString &slotID);
     Q_INVOKABLE void duplicate(const QString &slotID);
@@ -88,6 +90,7 @@ public:
 
 Q_SIGNALS:
     void changed();
+    void tabsChanged();
     void filterChanged();
     void selectionChanged();
 
@@ -95,6 +98,7 @@ private:
     void update();
     void updateTimes();
     void updateHistory();
+    void updateTabs();
     [[nodiscard]] bool isShown(const HistoryItem &item, const HistoryRow &row) const;
     [[nodiscard]] HistoryEntry entryOf(const HistoryItem &item, const HistoryRow &row, Date now,
                                        const Calendar &calendar) const;
@@ -107,6 +111,8 @@ private:
     QueueModel m_queue;
     HistoryModel m_history;
     HistoryList m_historyList;
+    QVariantList m_tabs;
+    QString m_today; ///< as the history was divided last
     QString m_agendaCaption;
     QString m_searchText;
     bool m_agendaIsEmpty = true;

@@ -21,6 +21,7 @@ struct Scene
     QString name;
     DemoProfile::Options profile;
     std::function<void(DemoProfile &, QQuickItem &)> arrange;
+    QString source = u"qrc:/qt/qml/Keelhaven/qml/parts/Shell.qml"_s;
 };
 
 QQuickItem *findItem(QQuickItem &root, const QString &name)
@@ -33,6 +34,14 @@ QQuickItem *findItem(QQuickItem &root, const QString &name)
             return found;
     }
     return nullptr;
+}
+
+void run(int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
 void showTab(QQuickItem &root, int tab)
@@ -81,6 +90,33 @@ QList<Scene> scenes()
              if (QQuickItem *pane = findItem(root, u"runDetail"_s))
                  pane->property("detail").value<QObject *>()->setProperty("showsRawOutput", true);
          }},
+        {u"agent-menu"_s, full,
+         [](DemoProfile &, QQuickItem &root) {
+             QQuickItem *row = nullptr;
+             QMetaObject::invokeMethod(findItem(root, u"agentList"_s), "itemAtIndex",
+                                       Q_RETURN_ARG(QQuickItem *, row), Q_ARG(int, 2));
+             QMetaObject::invokeMethod(row, "showMenu");
+         }},
+        {u"clear-history"_s, full,
+         [](DemoProfile &, QQuickItem &root) {
+             showTab(root, 3);
+             QMetaObject::invokeMethod(findItem(root, u"historyPane"_s), "askToClear");
+         }},
+        {u"keyboard"_s, full,
+         [](DemoProfile &, QQuickItem &root) {
+             showTab(root, 3);
+             run(50);
+             QQuickItem *list = findItem(root, u"historyList"_s);
+             list->forceActiveFocus(Qt::TabFocusReason);
+             list->setProperty("currentIndex", 2);
+             list->setProperty("showsFocus", true);
+         }},
+        {u"shortcuts"_s, full,
+         [](DemoProfile &, QQuickItem &root) { QMetaObject::invokeMethod(&root, "showShortcuts"); }},
+        {u"controls"_s,
+         {.isEmpty = true},
+         [](DemoProfile &, QQuickItem &) {},
+         u"file://"_s + QStringLiteral(KEELHAVEN_GALLERY)},
         {u"board"_s, full,
          [](DemoProfile &profile, QQuickItem &) {
              profile.model().selection().setPanel(AppPanel::Keelhaven);
@@ -99,14 +135,6 @@ QList<Scene> scenes()
     };
 }
 
-void run(int milliseconds)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < milliseconds)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-}
-
 bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
 {
     DemoProfile profile(scene.profile);
@@ -117,7 +145,7 @@ bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
     QQuickView view;
     equip(*view.engine(), app, appearance);
     view.setResizeMode(QQuickView::SizeRootObjectToView);
-    view.setSource(QUrl(u"qrc:/qt/qml/Keelhaven/qml/parts/Shell.qml"_s));
+    view.setSource(QUrl(scene.source));
     if (view.status() != QQuickView::Ready)
         return false;
     view.resize(size);

@@ -7,7 +7,7 @@ Window {
     width: 1280
     height: 800
     minimumWidth: 560
-    minimumHeight: 420
+    minimumHeight: 360
     visible: true
     title: "Keelhaven"
     color: Theme.window

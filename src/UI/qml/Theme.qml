@@ -17,7 +17,7 @@ QtObject {
     readonly property color selected: dark ? "#20343f" : "#e4eef3"
     readonly property color line: dark ? "#2e2d2b" : "#e7e5e0"
     readonly property color lineStrong: dark ? "#454340" : "#d0cdc6"
-    readonly property color scrim: dark ? "#99000000" : "#4d1f1b12"
+    readonly property color scrim: dark ? "#80000000" : "#4d1f1b12"
 
     // Text.
     readonly property color text: dark ? "#eae8e3" : "#1f1e1b"

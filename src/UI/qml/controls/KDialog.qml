@@ -22,6 +22,7 @@ T.Popup {
     parent: T.Overlay.overlay
     anchors.centerIn: parent
     width: parent ? Math.min(420, parent.width - 48) : 420
+    height: implicitContentHeight + topPadding + bottomPadding
     padding: Theme.xl
     modal: true
     focus: true

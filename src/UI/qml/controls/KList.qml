@@ -37,6 +37,11 @@ ListView {
         case Qt.Key_Space:
             opened(currentIndex);
             break;
+        case Qt.Key_F10:
+            if (!(event.modifiers & Qt.ShiftModifier))
+                return;
+            menuWanted(currentIndex);
+            break;
         case Qt.Key_Menu:
             menuWanted(currentIndex);
             break;

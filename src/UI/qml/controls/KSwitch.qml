@@ -9,7 +9,7 @@ T.Switch {
     property string label
     property string help
 
-    implicitWidth: text === "" ? 34 : 34 + 8 + caption.implicitWidth
+    implicitWidth: text === "" ? 34 : caption.implicitWidth
     implicitHeight: 24
     hoverEnabled: true
     focusPolicy: Qt.StrongFocus

@@ -97,7 +97,7 @@ FocusScope {
             KText {
                 id: next
                 anchors.right: parent.right
-                anchors.rightMargin: row.hovered || more.activeFocus ? 78 : 50
+                anchors.rightMargin: more.visible ? 78 : 50
                 y: 11
                 text: row.nextRun
                 font.pixelSize: Theme.small

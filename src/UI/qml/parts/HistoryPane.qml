@@ -4,9 +4,17 @@ import Keelhaven
 /// What has run, newest first, under the days it ran on.
 FocusScope {
     id: root
+    objectName: "historyPane"
 
     readonly property var view: App.scheduler
 
+    function askToClear() {
+        const question = root.view.clearHistoryQuestion();
+        clear.title = question.title;
+        clear.text = question.text;
+        clear.confirmText = question.button;
+        clear.ask();
+    }
     function find() {
         field.forceActiveFocus(Qt.ShortcutFocusReason);
         field.selectAll();
@@ -218,13 +226,7 @@ FocusScope {
             iconName: "trash"
             danger: true
             help: "Clear history — delete every finished run"
-            onTriggered: {
-                const question = root.view.clearHistoryQuestion();
-                clear.title = question.title;
-                clear.text = question.text;
-                clear.confirmText = question.button;
-                clear.ask();
-            }
+            onTriggered: root.askToClear()
         }
     }
     KDialog {

@@ -11,13 +11,18 @@ FocusScope {
     property string iconName
     readonly property url file: App.screen(name)
     readonly property bool isThere: file.toString() !== ""
+    /// A screen is made when it is first seen, and kept.
+    property bool wasSeen: visible
+    property bool eager: false
     property alias item: loader.item
+
+    onVisibleChanged: if (visible) wasSeen = true
 
     Loader {
         id: loader
         anchors.fill: parent
         focus: true
-        active: root.isThere
+        active: root.isThere && (root.wasSeen || root.eager)
         source: root.file
     }
     KEmpty {

@@ -88,6 +88,7 @@ FocusScope {
         // Covers everything while the first set-up is to be done.
         anchors.fill: parent
         name: "SetupChecklist"
+        eager: true
         visible: isThere && item !== null && item.wanted === true
     }
 
@@ -106,6 +107,9 @@ FocusScope {
         }
     }
 
+    function showShortcuts() {
+        shortcuts.open();
+    }
     function showPanel(name) {
         App.panel = name;
         panels.forceActiveFocus(Qt.ShortcutFocusReason);
@@ -114,7 +118,7 @@ FocusScope {
     Shortcut { sequence: "Ctrl+2"; onActivated: root.showPanel("projects") }
     Shortcut { sequence: "Ctrl+3"; onActivated: root.showPanel("scheduler") }
     Shortcut { sequence: "Ctrl+4"; onActivated: root.showPanel("plugins") }
-    Shortcut { sequence: "Ctrl+N"; onActivated: { root.showPanel("scheduler"); App.scheduler.newAgent(); } }
+    Shortcut { sequence: "Ctrl+N"; onActivated: { root.showPanel("scheduler"); agents.item.startNew(); } }
     Shortcut { sequence: "Ctrl+,"; onActivated: App.showsSettings = true }
     Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
     Shortcut { sequences: ["?", "F1"]; onActivated: shortcuts.open() }

@@ -7,7 +7,7 @@ KSheet {
 
     title: "Keyboard shortcuts"
     width: parent ? Math.min(520, parent.width - 48) : 520
-    height: parent ? Math.min(480, parent.height - 48) : 480
+    height: parent ? Math.min(560, parent.height - 48) : 560
 
     ListView {
         anchors.fill: parent
@@ -24,7 +24,9 @@ KSheet {
             { keys: "Alt+1 … Alt+4", text: "Agents, Scheduled, Queue, History" },
             { keys: "↑ ↓", text: "Move in a list" },
             { keys: "Return", text: "Open the line" },
-            { keys: "Menu", text: "What can be done with the line" },
+            { keys: "Menu, Shift+F10", text: "What can be done with the line" },
+            { keys: "E, R, Delete", text: "On an agent: switch on or off, run now, delete" },
+            { keys: "H, Delete", text: "On a run of the history: hide, delete" },
             { keys: "Tab", text: "Go on to the next control" },
             { keys: "Esc", text: "Close, or back to the agent editor" },
             { keys: "Ctrl+,", text: "Settings" },

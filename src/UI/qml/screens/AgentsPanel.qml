@@ -9,12 +9,24 @@ FocusScope {
 
     readonly property var view: App.scheduler
     readonly property bool narrow: width < 760
-    readonly property bool showsDetail: view.selectedRunID !== "" || view.selectedSlotID !== ""
+    /// Where there is room for one half only: whether the editor was asked for with nothing selected.
+    property bool opensEditor: false
+    readonly property bool showsDetail: view.selectedRunID !== "" || view.selectedSlotID !== "" || opensEditor
     property alias tab: tabs.currentIndex
 
     onVisibleChanged: view.setWatched(visible)
     Component.onCompleted: view.setWatched(visible)
 
+    function startNew() {
+        view.newAgent();
+        opensEditor = true;
+        right.forceActiveFocus(Qt.OtherFocusReason);
+    }
+    function closeDetail() {
+        opensEditor = false;
+        view.selectSlot("");
+        left.forceActiveFocus(Qt.OtherFocusReason);
+    }
     function showTab(index) {
         tabs.currentIndex = index;
     }
@@ -35,13 +47,23 @@ FocusScope {
             Accessible.role: Accessible.Heading
         }
         KButton {
+            anchors.right: create.left
+            anchors.rightMargin: Theme.xs
+            y: 15
+            kind: "quiet"
+            iconName: "gear"
+            help: "Usage gating defaults"
+            onClicked: root.view.showUsageGating()
+        }
+        KButton {
+            id: create
             anchors.right: parent.right
             anchors.rightMargin: Theme.lg
             y: 15
             text: "New agent"
             iconName: "plus"
             help: "Set up a new agent"
-            onClicked: root.view.newAgent()
+            onClicked: root.startNew()
         }
         KTabBar {
             id: tabs
@@ -93,8 +115,19 @@ FocusScope {
             visible: root.view.selectedRunID !== ""
             focus: visible
         }
+        KButton {
+            x: Theme.md
+            y: 14
+            visible: root.narrow && root.view.selectedRunID === ""
+            kind: "quiet"
+            iconName: "arrow-left"
+            text: "Agents"
+            onClicked: root.closeDetail()
+        }
         ScreenSlot {
-            anchors.fill: parent
+            y: root.narrow ? 56 : 0
+            width: parent.width
+            height: parent.height - y
             visible: root.view.selectedRunID === ""
             focus: visible
             name: "AgentEditor"
