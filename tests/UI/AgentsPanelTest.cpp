@@ -97,6 +97,23 @@ TEST(AgentsPanelTest, AHiddenRunIsFoundUnderHidden)
     EXPECT_EQ(view.hiddenCount(), hiddenBefore);
 }
 
+TEST(AgentsPanelTest, ATaskIsOneLineAndOnePageWithAllItsTurns)
+{
+    Screen screen({.hasLiveRuns = false});
+    screen.press(Qt::Key_4, Qt::AltModifier);
+    auto &history = *screen.app.scheduler()->history();
+    const int row = history.indexOf(u"dispatch-"_s + screen.profile.task().id);
+    ASSERT_GE(row, 0);
+    EXPECT_EQ(history.at(row)->runIDs.size(), 3);
+    for (const QUuid &run : screen.profile.task().runIDs) {
+        screen.profile.model().selection().setSelectedRunID(run);
+        screen.update();
+        EXPECT_TRUE(screen.shows(u"Slow harbour page"_s));
+        EXPECT_TRUE(screen.shows(u"FOLLOW-UP 2"_s));
+        EXPECT_FALSE(screen.texts().filter(u"Does the phone view do the same?"_s).isEmpty());
+    }
+}
+
 TEST(AgentsPanelTest, FindingNarrowsTheHistoryWhileOneTypes)
 {
     Screen screen({.hasLiveRuns = false});

@@ -6,6 +6,7 @@
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
 #include "Store/SQLiteRunStore.h"
+#include "UI/AppView.h"
 
 #include <QImage>
 #include <QPainter>
@@ -217,6 +218,7 @@ void DemoProfile::seed(const Options &options)
         throw std::runtime_error("no agents could be stored");
     seedRuns(store, agents, options.runs);
     seedReport(*opened->database, store, agents.last());
+    seedTask(store);
     if (options.isHostile)
         seedHostile(store, agents);
 }
@@ -312,6 +314,66 @@ void DemoProfile::seedReport(KeelhavenDatabase &database, SQLiteRunStore &store,
         addAsset(database, asset);
         ++number;
     }
+}
+
+void DemoProfile::seedTask(SQLiteRunStore &store)
+{
+    const struct
+    {
+        QString request;
+        QString answer;
+    } turns[] = {
+        {u"Why is the harbour page slow since Friday? Fix it if it is simple."_s,
+         u"It loads every ship's log at once since Friday's change. I page them now; the page opens in **0.4 s** instead of 3.1 s."_s},
+        {u"Does the phone view do the same?"_s, u"It did. The same fix is in it, with a test for both."_s},
+        {u"Good. Open a pull request."_s,
+         u"Opened as [pull request 233](https://example.org/pull/233); checks are green."_s},
+    };
+    m_task = DispatchRecord::fromApp(turns[0].request, m_clock.now() - 6h);
+    m_task.id = u"7f3a90c2"_s;
+    m_task.source = DispatchSource::Telegram;
+    m_task.status = DispatchStatus::Completed;
+    m_task.taskSlotID = runID(8000);
+    m_task.taskName = u"Slow harbour page"_s;
+    for (int i = 0; i < 3; ++i) {
+        RunRecord run;
+        run.id = runID(8001 + i);
+        run.slotID = *m_task.taskSlotID;
+        run.slotName = *m_task.taskName;
+        run.cwd = folder(u"harbour"_s);
+        run.command = turns[i].request;
+        run.startedAt = m_clock.now() - std::chrono::minutes(40 - 2 * i);
+        run.endedAt = run.startedAt + std::chrono::seconds(70 + 11 * i);
+        run.outcome = RunOutcome::completed();
+        run.completionMessage = turns[i].answer;
+        run.agentKind = SlotKind::Dispatch;
+        run.dispatchID = m_task.id;
+        run.sessionID = u"7c1d2ea0-9a40-4d51-b8f0-5b1e0c4402bb"_s;
+        m_task.runIDs.append(run.id);
+        if (i > 0)
+            m_task.followUps.append({std::nullopt, turns[i].request, run.startedAt});
+        if (!store.saveRecord(run))
+            throw std::runtime_error("no run could be stored");
+    }
+}
+
+void DemoProfile::connectTasks(AppView &view)
+{
+    const TaskLookup lookUp = [this](const QUuid &slotID) {
+        return m_task.taskSlotID == slotID ? &m_task : nullptr;
+    };
+    view.scheduler()->taskOf = lookUp;
+    view.scheduler()->taskRevision = [] { return quint64(1); };
+    view.scheduler()->updateSoon();
+    view.runDetail()->taskOf = lookUp;
+    view.runDetail()->taskRuns = [this](const DispatchRecord &task) {
+        QList<RunRecord> runs;
+        for (const RunRecord &run : m_model->scheduler().history()) {
+            if (run.slotID == task.taskSlotID)
+                runs.prepend(run);
+        }
+        return runs;
+    };
 }
 
 void DemoProfile::seedHostile(SQLiteRunStore &store, const QList<SchedulerSlot> &agents)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/AppModel.h"
+#include "Dispatch/DispatchRecord.h"
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/JobManager.h"
 #include "Platform/NotificationSink.h"
@@ -18,6 +19,7 @@
 
 namespace Keelhaven {
 
+class AppView;
 class SQLiteRunStore;
 
 /// A throw-away home on a Monday afternoon, full of what an application that has been used for weeks holds:
@@ -47,6 +49,10 @@ public:
     [[nodiscard]] QUuid reportedRun() const { return m_reportedRun; }
     /// A run that failed.
     [[nodiscard]] QUuid failedRun() const { return m_failedRun; }
+    /// A finished task from a chat, with two follow-ups.
+    [[nodiscard]] const DispatchRecord &task() const { return m_task; }
+    /// Has a view look up tasks here.
+    void connectTasks(AppView &view);
     /// A live run that waits for an answer, once there are live runs.
     [[nodiscard]] QUuid blockedRun();
 
@@ -59,6 +65,7 @@ private:
     void seed(const Options &options);
     void seedRuns(SQLiteRunStore &store, const QList<SchedulerSlot> &agents, int count);
     void seedReport(KeelhavenDatabase &database, SQLiteRunStore &store, const SchedulerSlot &agent);
+    void seedTask(SQLiteRunStore &store);
     void seedHostile(SQLiteRunStore &store, const QList<SchedulerSlot> &agents);
     void startRuns();
     [[nodiscard]] QString folder(const QString &name) const;
@@ -77,6 +84,7 @@ private:
     NoSleepMonitor m_sleep;
     Sink m_sink;
     ScriptedLauncher m_sessions;
+    DispatchRecord m_task;
     QUuid m_reportedRun;
     QUuid m_failedRun;
     std::unique_ptr<AppModel> m_model;

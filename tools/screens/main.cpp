@@ -78,6 +78,11 @@ QList<Scene> scenes()
              showTab(root, 3);
              select(profile, profile.reportedRun());
          }},
+        {u"task"_s, full,
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 3);
+             select(profile, profile.task().runIDs.last());
+         }},
         {u"failed"_s, full,
          [select](DemoProfile &profile, QQuickItem &root) {
              showTab(root, 3);
@@ -139,6 +144,7 @@ bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
 {
     DemoProfile profile(scene.profile);
     AppView app(profile.model());
+    profile.connectTasks(app);
     Appearance appearance(nullptr);
     appearance.setDark(dark);
     appearance.setReducedMotion(true);

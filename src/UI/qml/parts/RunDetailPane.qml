@@ -44,7 +44,7 @@ FocusScope {
             x: 56
             y: 18
             width: parent.width - x - actions.width - Theme.xl
-            text: root.isTask ? root.detail.task.title : root.detail.header.title || ""
+            text: (root.isTask ? root.detail.task.title : root.detail.header.title) || ""
             font.pixelSize: Theme.heading
             font.weight: Font.DemiBold
             Accessible.role: Accessible.Heading
@@ -229,7 +229,7 @@ FocusScope {
                 KLabel { text: "WHAT IT REPORTED" }
                 Report {
                     width: parent.width
-                    report: root.isFinished ? root.detail.finished.report : undefined
+                    report: root.detail.finished.report
                 }
             }
             Column {
@@ -253,7 +253,7 @@ FocusScope {
                 spacing: Theme.md
                 KText {
                     width: parent.width
-                    text: root.isFinished ? root.detail.finished.timing : ""
+                    text: root.detail.finished.timing || ""
                     color: Theme.textSoft
                 }
                 Facts {
@@ -262,7 +262,7 @@ FocusScope {
                 }
             }
             KButton {
-                visible: root.isFinished && root.detail.finished.hasRawOutput
+                visible: root.isFinished && root.detail.finished.hasRawOutput === true
                 text: "Show raw terminal output"
                 iconName: "terminal"
                 onClicked: root.detail.showsRawOutput = true
