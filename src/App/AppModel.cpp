@@ -175,6 +175,7 @@ void AppModel::start()
     });
     own.snapshots = own.hub.snapshots([this](const Snapshot &snapshot) { apply(snapshot); });
     own.hub.start();
+    own.mirrorMonitor.start();
     own.usage.tokensBetween = [this](Date from, Date to) {
         return tokensBetween(*m_services->database, from, to);
     };
@@ -184,6 +185,7 @@ void AppModel::start()
     own.assets.resume();
     own.scheduler->start();
     own.environment.sleep.start();
+    own.pluginInventory.start();
     own.workspaceStore.start();
     own.dispatch.load();
     sweepWhenSetUp();
@@ -211,7 +213,9 @@ void AppModel::shutdown()
     own.snapshots = {};
     own.hub.stop();
     own.assets.stop();
+    own.pluginInventory.stop();
     own.workspaceStore.stop();
+    own.mirrorMonitor.stop();
     own.scheduler->shutdown();
     own.usage.shutdown();
     own.codexUsage.shutdown();

@@ -23,7 +23,11 @@ class HerdrProbe;
 class JournalIngestor;
 class KeelhavenDatabase;
 class KeychainStore;
+class MirrorClient;
+class MirrorMonitor;
 class NotificationManager;
+class OwnSessionTracking;
+class PluginInventoryStore;
 class PowerAssertionController;
 class SettingsStore;
 class SetupChecklist;
@@ -32,6 +36,8 @@ class SweepRunner;
 class UpdateChecker;
 class UsageMonitor;
 class WorkItemStore;
+class WorkspaceStore;
+struct MirrorError;
 struct NoDatabaseError;
 
 /// The operating system as the application sees it. All of it outlives the model; tests hand in fakes.
@@ -88,6 +94,13 @@ public:
     /// Messages to the dispatcher and the tasks they became.
     [[nodiscard]] DispatchLedger &dispatch();
     [[nodiscard]] SharedFileHub &hub();
+    /// The analysis service, and whether it answers.
+    [[nodiscard]] MirrorClient &mirror();
+    [[nodiscard]] MirrorMonitor &mirrorMonitor();
+    [[nodiscard]] PluginInventoryStore &pluginInventory();
+    /// Keelhaven's own plugin in the sessions that the user starts by hand.
+    [[nodiscard]] OwnSessionTracking &ownSessions();
+    [[nodiscard]] WorkspaceStore &workspaces();
     [[nodiscard]] HerdrManager &herdr();
     [[nodiscard]] HerdrProbe &herdrProbe();
     [[nodiscard]] HerdrLocator &herdrLocator();
@@ -121,6 +134,11 @@ public:
     [[nodiscard]] static EventList eventsOfOthers(const EventList &events, const QList<RunRecord> &live);
     /// Opens a run's conversation for the user; a reason why not goes to lastMutationError, and out.
     std::optional<QString> resumeRun(const QUuid &runID);
+
+    /// Carries a change through that the analysis service was asked for, such as `mirror().refresh()`. A
+    /// failure goes to lastMutationError; a success clears it, runs `onSuccess` and reads the shared files.
+    [[nodiscard]] QCoro::Task<> mutate(QCoro::Task<Result<void, MirrorError>> operation,
+                                       std::function<void()> onSuccess = {});
 
     /// Lets services that keep a setting look at it again; all others read it when they need it.
     void settingChanged(const QString &key);

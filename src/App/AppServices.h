@@ -9,10 +9,14 @@
 #include "Herdr/HerdrManager.h"
 #include "Herdr/SystemdHerdrService.h"
 #include "Journal/JournalIngestor.h"
+#include "Mirror/MirrorClient.h"
+#include "Mirror/MirrorMonitor.h"
 #include "Notifications/NotificationManager.h"
 #include "Platform/ClaudeLocator.h"
 #include "Platform/KeychainStore.h"
 #include "Platform/PythonLocator.h"
+#include "Plugins/OwnSessionTracking.h"
+#include "Plugins/PluginInventoryStore.h"
 #include "Plugins/WorkspaceScaffold.h"
 #include "Plugins/WorkspaceStore.h"
 #include "Scheduler/LaunchdManager.h"
@@ -39,6 +43,8 @@ struct AppModel::Services
     AppSelection selection;
     KeychainStore keychain;
     SharedFileHub hub;
+    MirrorClient mirror;
+    MirrorMonitor mirrorMonitor;
     NotificationManager notifications;
     PowerAssertionController power;
     ClaudeSignIn claudeSignIn;
@@ -46,6 +52,9 @@ struct AppModel::Services
     UsageMonitor usage;
     ClaudeLocator locator;
     CodexUsageMonitor codexUsage;
+    ClaudeLocator pluginCommands; ///< waits for what goes over the network
+    PluginInventoryStore pluginInventory;
+    OwnSessionTracking ownSessions;
     WorkspaceScaffold workspaces;
     WorkspaceStore workspaceStore;
     URLSessionUpdateTransport updateTransport;

@@ -12,6 +12,7 @@ set(KEELHAVEN_APP_CONTROL
     Commands/InstallManPage.cpp
     Commands/Lookup.cpp
     Commands/PlainLines.cpp
+    Commands/PluginsCommand.cpp
     Commands/RunCommands.cpp
     Commands/ScheduleOptions.cpp
     Commands/SecretCommands.cpp

@@ -5,11 +5,14 @@
 #include "Contract/Models/MachineKey.h"
 #include "Dispatch/DispatchLedger.h"
 #include "Journal/JournalIngestor.h"
+#include "Mirror/MirrorClient.h"
+#include "Mirror/MirrorMonitor.h"
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/JobManager.h"
 #include "Platform/NotificationSink.h"
 #include "Platform/PowerBackend.h"
 #include "Platform/SleepMonitor.h"
+#include "Plugins/PluginInventoryStore.h"
 #include "Scheduler/SweepRunner.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Scheduler/Usage/UsageMonitor.h"
@@ -227,7 +230,11 @@ TEST_F(AppModelTest, RemovedRunTakesItsDeliveriesAlong)
 TEST_F(AppModelTest, ARefreshAsksTheAccountAndLeavesItsTokenNowhere)
 {
     home.write(u".claude/.credentials.json"_s, R"({"claudeAiOauth":{"accessToken":"very-secret"}})");
-    http.answer = [](const HttpRequest &request) {
+    // The look at the analysis service stays on the machine.
+    const auto isLocal = [](const HttpRequest &request) { return request.url.host() == u"127.0.0.1"; };
+    http.answer = [isLocal](const HttpRequest &request) {
+        if (isLocal(request))
+            return FakeHttpClient::unreachable();
         EXPECT_EQ(FakeHttpClient::header(request, "Authorization"), "Bearer very-secret");
         return FakeHttpClient::answered(200, R"({"five_hour":{"utilization":37.5},"echo":"very-secret"})");
     };
@@ -236,7 +243,7 @@ TEST_F(AppModelTest, ARefreshAsksTheAccountAndLeavesItsTokenNowhere)
         const auto model = open();
         model->start();
         clock.advance(1h);
-        EXPECT_TRUE(http.requests.isEmpty()) << "only the user's own request goes out";
+        EXPECT_TRUE(std::ranges::all_of(http.requests, isLocal)) << "only the user's own request goes out";
         await(model->usage().refreshLive());
         ASSERT_TRUE(model->usage().snapshot());
         EXPECT_EQ(model->usage().snapshot()->meters.first().percent, 37);
@@ -418,6 +425,49 @@ TEST_F(AppModelTest, TheDispatchLedgerIsReadAtTheStart)
     EXPECT_TRUE(model->dispatch().records().isEmpty()) << "nothing is read before the start";
     model->start();
     EXPECT_TRUE(model->dispatch().record(u"ab12cd34"_s));
+}
+
+TEST_F(AppModelTest, AChangeShowsItsResultOrWhyThereIsNone)
+{
+    const auto model = open();
+    model->start();
+    EXPECT_TRUE(model->mirrorMonitor().probed());
+    EXPECT_FALSE(model->mirrorMonitor().canMutate());
+    ASSERT_TRUE(waitUntil([&] { return model->hub().hasLoaded(); }));
+    http.answer = [](const HttpRequest &) {
+        return FakeHttpClient::answered(409, R"({"error": "no such project"})");
+    };
+    int successes = 0;
+    await(model->mutate(model->mirror().includeProject(u"x"_s), [&] { ++successes; }));
+    EXPECT_EQ(model->lastMutationError(), u"no such project"_s);
+    EXPECT_EQ(successes, 0);
+
+    int snapshots = 0;
+    QObject::connect(model.get(), &AppModel::snapshotApplied, model.get(), [&] { ++snapshots; });
+    http.answer = [&](const HttpRequest &) {
+        home.write(u".cache/keelhaven/state.json"_s, R"({"projects": {"x": {}}, "project_order": ["x"]})");
+        return FakeHttpClient::answered(200, "{}");
+    };
+    await(model->mutate(model->mirror().includeProject(u"x"_s), [&] { ++successes; }));
+    EXPECT_EQ(model->lastMutationError(), std::nullopt);
+    EXPECT_EQ(successes, 1);
+    EXPECT_TRUE(waitUntil([&] { return snapshots > 0; })) << "no time passes: this is not the watcher";
+    EXPECT_TRUE(model->snapshot().state.projects.contains(u"x"_s));
+}
+
+TEST_F(AppModelTest, PluginsAreReadAtTheStartAndFollowed)
+{
+    const auto model = open();
+    EXPECT_EQ(model->pluginInventory().current(), PluginInventory::empty());
+    home.write(u".claude/settings.json"_s, R"({"enabledPlugins": {"a@m": true}})");
+    model->start();
+    EXPECT_TRUE(
+        waitUntil([&] { return model->pluginInventory().current().orphans == QStringList{u"a@m"_s}; }));
+    home.write(u".claude/settings.json"_s, "{}");
+    EXPECT_TRUE(waitUntil([&] {
+        clock.advance(200ms);
+        return model->pluginInventory().current().orphans.isEmpty();
+    }));
 }
 
 } // namespace

@@ -448,6 +448,29 @@ TEST_F(ProgramsTest, SetupIsToldWithAndWithoutAnInstance)
     EXPECT_EQ(keelhaven({u"settings"_s, u"get"_s, u"setupDone"_s}).output, u"true\n");
 }
 
+TEST_F(ProgramsTest, PluginsAreListedWithAndWithoutAnInstance)
+{
+    EXPECT_EQ(keelhaven({u"plugins"_s, u"list"_s}).output, u"No plugins are installed.\n"_s);
+    m_home.write(
+        u".claude/plugins/installed_plugins.json"_s,
+        R"({"version": 1, "plugins": {"a@m": [{"scope": "user", "installPath": "/", "version": "1.0"},
+                     {"scope": "project", "projectPath": "/w", "installPath": "/gone\u001b[2J"}]}})");
+    m_home.write(u".claude/settings.json"_s, R"({"enabledPlugins": {"a@m": true, "b\u001b[2J@m": true}})");
+    for (const bool isRunning : {false, true}) {
+        if (isRunning)
+            start();
+        const QString text = keelhaven({u"plugins"_s, u"list"_s}).output;
+        EXPECT_TRUE(text.simplified().contains(u"a@m 1.0 on user, project /w (missing)"_s))
+            << text.toStdString();
+        EXPECT_TRUE(text.contains(u"@m is switched on, and not installed.\n"_s)) << text.toStdString();
+        EXPECT_TRUE(text.contains(u"unknown version 1; inventory is partial"_s));
+        EXPECT_FALSE(text.contains(u'\x1b')) << "a name drives no terminal";
+        const auto json = keelhaven({u"plugins"_s, u"list"_s, u"--json"_s}).json();
+        ASSERT_TRUE(json[u"plugins"] && json[u"plugins"]->arrayValue());
+        EXPECT_EQ(json[u"plugins"]->arrayValue()->size(), 1U);
+    }
+}
+
 TEST_F(ProgramsTest, AKilledInstanceLeavesAgentsBehindAndNothingInTheWay)
 {
     // Without a runtime folder of the session, both ends agree on the one among the data.

@@ -3,6 +3,7 @@
 #include "App/Commands/AgentCommands.h"
 #include "App/Commands/AgentOptions.h"
 #include "App/Commands/InstallCommand.h"
+#include "App/Commands/PluginsCommand.h"
 #include "App/Commands/RunCommands.h"
 #include "App/Commands/ScheduleOptions.h"
 #include "App/Commands/SecretCommands.h"
@@ -59,6 +60,12 @@ std::span<const CommandSpec> commandTable()
          .options = {},
          .kind = CommandKind::Local,
          .runLocal = TemplateCommands::list},
+        {.path = u"plugins list",
+         .summary = u"List Claude Code's plugins, and where they are installed and switched on",
+         .options = {},
+         .kind = CommandKind::Machine,
+         .runMachine = PluginsCommand::list,
+         .notes = u"USER tells whether your own settings switch a plugin on; folders may say otherwise."},
         {.path = u"sweep",
          .summary = u"Have a session look over all projects once, and report",
          .options = {{.name = u"force",
