@@ -3,12 +3,19 @@
 #include "Platform/OneShot.h"
 
 #include <QCoreApplication>
+#include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QTimer>
 #include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 
@@ -32,6 +39,31 @@ std::optional<QString> objection(const HttpRequest &request)
             return u"a header cannot be sent"_s;
     }
     return std::nullopt;
+}
+
+/// Whether nobody listens at a loopback address: the kernel tells that at once, so that asking every
+/// so often for a local service that does not run costs neither Qt's manager nor its thread.
+bool refusesAtOnce(const QUrl &url)
+{
+    const QHostAddress host(url.host());
+    if (host.protocol() != QAbstractSocket::IPv4Protocol || !host.isLoopback() || url.port() <= 0)
+        return false;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(host.toIPv4Address());
+    address.sin_port = htons(static_cast<quint16>(url.port()));
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (socket < 0)
+        return false;
+    int error = 0;
+    if (::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) < 0)
+        error = errno;
+    pollfd settled{socket, POLLOUT, 0};
+    socklen_t size = sizeof error;
+    if (error == EINPROGRESS && ::poll(&settled, 1, 0) == 1)
+        ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size);
+    ::close(socket);
+    return error == ECONNREFUSED;
 }
 
 QNetworkRequest networkRequest(const HttpRequest &request)
@@ -202,6 +234,9 @@ QCoro::Task<Result<HttpResponse, HttpError>> QtHttpClient::send(HttpRequest requ
         co_return failure(HttpError{HttpError::Kind::Closed, u"the program is going down"_s});
     if (const auto refused = objection(request))
         co_return failure(HttpError{HttpError::Kind::Unreachable, *refused});
+    if (!m_network && refusesAtOnce(request.url))
+        co_return failure(
+            HttpError{HttpError::Kind::Unreachable, request.url.host() + u": Connection refused"_s});
     const auto done = (new Exchange(request, start(network(), request), &m_exchanges))->done;
     auto outcome = co_await done;
     co_return outcome;

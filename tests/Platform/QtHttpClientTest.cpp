@@ -126,6 +126,8 @@ TEST(QtHttpClient, WhatIsNoAnswerIsAnError)
     QtHttpClient client;
     const QString path = u"/secret?token=secret"_s;
     const HttpRequest toNobody = LocalServer("").request(path);
+    const auto refused = client.send(toNobody);
+    EXPECT_TRUE(refused.isReady()) << "nobody there: known at once, with no network thread";
     EXPECT_EQ(errorKind(client, toNobody), Kind::Unreachable) << "refused";
     EXPECT_EQ(errorKind(client, LocalServer("garbage\r\n\r\n").request(path)), Kind::Unreachable);
     EXPECT_EQ(errorKind(client, LocalServer(answer("200 OK", "cut").replace(": 3", ": 9")).request(path)),

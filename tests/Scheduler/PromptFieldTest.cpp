@@ -20,6 +20,14 @@ QCoro::Task<> until(OneShot<bool> done)
     static_cast<void>(ignored);
 }
 
+/// Without the plugin that comes along.
+KeelhavenPaths paths(const TestHome &home)
+{
+    auto paths = home.paths();
+    paths.resourcesDir = home.path(u"none"_s);
+    return paths;
+}
+
 class PromptFieldTest : public testing::Test
 {
 protected:
@@ -68,7 +76,7 @@ protected:
     Tasks tasks;
     PluginInventory inventory;
     QStringList cwds{home.path(u"w"_s), home.path(u"on"_s)};
-    PromptField field{home.paths(), clock, tasks};
+    PromptField field{paths(home), clock, tasks};
 };
 
 TEST_F(PromptFieldTest, SuggestsAfterABurstOfTyping)
