@@ -1,6 +1,7 @@
 #include "App/AppSelection.h"
 #include "UI/ScreenFixture.h"
 
+#include <QAccessible>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
@@ -112,6 +113,54 @@ TEST(AgentsPanelTest, ATaskIsOneLineAndOnePageWithAllItsTurns)
         EXPECT_TRUE(screen.shows(u"FOLLOW-UP 2"_s));
         EXPECT_FALSE(screen.texts().filter(u"Does the phone view do the same?"_s).isEmpty());
     }
+}
+
+TEST(AgentsPanelTest, EverythingThatTabReachesSaysWhatItIs)
+{
+    Screen screen;
+    for (int tab = 0; tab < 4; ++tab) {
+        screen.item(u"agentsPanel"_s)->setProperty("tab", tab);
+        screen.profile.model().selection().setSelectedRunID(tab == 2 ? screen.profile.blockedRun()
+                                                                     : screen.profile.reportedRun());
+        screen.update();
+        QSet<QQuickItem *> reached;
+        for (int step = 0; step < 80; ++step) {
+            screen.press(Qt::Key_Tab);
+            QQuickItem *item = screen.view().activeFocusItem();
+            if (reached.contains(item))
+                break;
+            reached.insert(item);
+            auto *accessible = QAccessible::queryAccessibleInterface(item);
+            ASSERT_TRUE(accessible) << item->metaObject()->className();
+            EXPECT_FALSE(accessible->text(QAccessible::Name).isEmpty())
+                << "tab " << tab << ", " << item->metaObject()->className() << " "
+                << item->objectName().toStdString();
+        }
+        EXPECT_GE(reached.size(), 9) << "the panels, the settings, the tabs, a list, and what is beside it";
+    }
+}
+
+TEST(AgentsPanelTest, ANewLineShowsWhereTheNewestIsLookedAt)
+{
+    Screen screen({.hasLiveRuns = false});
+    screen.press(Qt::Key_4, Qt::AltModifier);
+    QQuickItem *list = screen.item(u"historyList"_s);
+    auto &engine = screen.profile.model().scheduler();
+    const auto finishOne = [&] {
+        const auto runs = engine.enqueue(engine.slotList().value(0));
+        settle();
+        engine.stop(runs.value(0));
+        settle();
+        screen.update();
+    };
+    finishOne();
+    EXPECT_TRUE(list->property("atYBeginning").toBool());
+    list->setProperty("contentY", 900);
+    screen.update();
+    const QString before = rowOf(screen, u"historyList"_s, 14)->property("itemID").toString();
+    finishOne();
+    EXPECT_FALSE(list->property("atYBeginning").toBool());
+    EXPECT_EQ(rowOf(screen, u"historyList"_s, 15)->property("itemID").toString(), before);
 }
 
 TEST(AgentsPanelTest, FindingNarrowsTheHistoryWhileOneTypes)

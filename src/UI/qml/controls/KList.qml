@@ -28,6 +28,15 @@ ListView {
     Accessible.name: label
     T.ScrollBar.vertical: KScrollBar {}
 
+    /// Who looks at the newest lines goes on looking at the newest.
+    property bool followsBeginning: false
+
+    Connections {
+        target: list.model
+        ignoreUnknownSignals: true
+        function onRowsAboutToBeInserted() { list.followsBeginning = list.atYBeginning; }
+        function onRowsInserted() { if (list.followsBeginning) Qt.callLater(list.positionViewAtBeginning); }
+    }
     onActiveFocusChanged: if (activeFocus && currentIndex < 0 && count > 0) currentIndex = 0
     Keys.onPressed: event => {
         showsFocus = true;

@@ -14,6 +14,9 @@ FocusScope {
     readonly property bool isTask: detail.card === "task"
     readonly property int column: Math.min(720, width - 2 * Theme.xxl)
 
+    readonly property string shownRun: detail.runID
+
+    onShownRunChanged: page.contentY = 0
     Keys.onEscapePressed: detail.back()
 
     KEmpty {
