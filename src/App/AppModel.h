@@ -7,6 +7,8 @@
 #include "Scheduler/SchedulerEngine.h"
 
 #include <QObject>
+#include <QUrl>
+#include <QUrl>
 
 namespace Keelhaven {
 
@@ -62,6 +64,8 @@ struct AppEnvironment
     class ChildProcessFactory &children;
     /// Stands in for the terminal host's launcher; null for that one. Outlives the model.
     RunLauncher *launcher = nullptr;
+    /// Where releases are announced; nothing for where the build was told.
+    std::optional<QUrl> updateEndpoint = {};
 };
 
 /// The composition root: builds every service exactly once, owns them for the life of the process and wires
@@ -107,6 +111,7 @@ public:
     [[nodiscard]] RunLauncher &launcher();
     [[nodiscard]] KeychainStore &keychain();
     [[nodiscard]] NotificationManager &notifications();
+    [[nodiscard]] PowerAssertionController &power();
     [[nodiscard]] UsageMonitor &usage();
     [[nodiscard]] CodexUsageMonitor &codexUsage();
     [[nodiscard]] SettingsStore &settings();

@@ -36,7 +36,9 @@ AppModel::Services::Services(const AppEnvironment &env, std::unique_ptr<Keelhave
     , workspaces(env.clock, env.processes, env.paths.home)
     , workspaceStore(workspaces.root(), env.clock, env.watches, tasks)
     , updateTransport(env.http)
-    , updates({updateTransport, env.settings, env.clock, tasks}, QCoreApplication::applicationVersion())
+    , updates({updateTransport, env.settings, env.clock, tasks,
+               env.updateEndpoint.value_or(UpdatePlaces::endpoint())},
+              QCoreApplication::applicationVersion())
     , herdrService(env.processes, env.paths)
     , herdrLocator(
           {env.paths, env.settings, env.processes, locator, env.clock, herdrService, herdrLayout(env)})
@@ -126,6 +128,10 @@ KeychainStore &AppModel::keychain()
 NotificationManager &AppModel::notifications()
 {
     return m_services->notifications;
+}
+PowerAssertionController &AppModel::power()
+{
+    return m_services->power;
 }
 UsageMonitor &AppModel::usage()
 {

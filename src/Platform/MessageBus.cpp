@@ -184,6 +184,23 @@ void MessageBus::send(const QDBusMessage &message) const
         m_connection->send(message);
 }
 
+bool MessageBus::serve(const QString &path, QDBusVirtualObject *object) const
+{
+    auto connection = m_connection;
+    return connection && connection->registerVirtualObject(path, object);
+}
+
+void MessageBus::withdraw(const QString &path) const
+{
+    if (auto connection = m_connection)
+        connection->unregisterObject(path);
+}
+
+QString MessageBus::ownName() const
+{
+    return m_connection ? m_connection->baseService() : QString();
+}
+
 QCoro::Task<bool> MessageBus::answersYes(QDBusMessage question, QString service) const
 {
     OneShot<bool> answer;

@@ -7,6 +7,7 @@
 #include <QCoroTask>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusVirtualObject>
 #include <QObject>
 #include <QSet>
 
@@ -48,6 +49,13 @@ public:
 
     /// Sends a method call whose outcome nobody waits for.
     void send(const QDBusMessage &message) const;
+
+    /// Has others call this object at `path`. False without a bus, and the connection that is lost takes it
+    /// along: done again at each connected(). The object withdraws before it goes.
+    [[nodiscard]] bool serve(const QString &path, QDBusVirtualObject *object) const;
+    void withdraw(const QString &path) const;
+    /// The name by which others on the bus reach this connection; empty without one.
+    [[nodiscard]] QString ownName() const;
 
     /// Whether the bus is there and has this service, or can start it. Takes seconds at most.
     [[nodiscard]] QCoro::Task<bool> offers(QString service);

@@ -4,6 +4,8 @@
 #include "UI/AppView.h"
 #include "UI/EngineObjects.h"
 #include "UI/Icons.h"
+#include "UI/TrayIcon.h"
+#include "UI/WindowViews.h"
 
 #include <QQuickWindow>
 
@@ -37,6 +39,7 @@ void equip(QQmlEngine &engine, AppView &view, Appearance &appearance)
     prepareScreens();
     EngineObjects::give(engine, &view);
     EngineObjects::give(engine, &appearance);
+    new WindowViews(view.model(), engine);
     engine.addImportPath(u"qrc:/qt/qml"_s);
     engine.addImageProvider(u"keelhaven"_s, new Icons);
 }
@@ -46,6 +49,7 @@ WindowFront::WindowFront(AppModel &model, MessageBus &sessionBus)
     , m_view(std::make_unique<AppView>(model))
 {
     equip(m_engine, *m_view, m_appearance);
+    m_tray = std::make_unique<TrayIcon>(sessionBus, WindowViews::of(m_engine).glance, m_appearance);
     m_engine.load(QUrl(u"qrc:/qt/qml/Keelhaven/qml/Main.qml"_s));
 }
 

@@ -9,6 +9,7 @@ namespace Keelhaven {
 
 class AppModel;
 class AppView;
+class TrayIcon;
 
 /// Makes the QML types and pictures of this library known; once for a process, before the first engine.
 void prepareScreens();
@@ -32,6 +33,7 @@ private:
     Appearance m_appearance;
     std::unique_ptr<AppView> m_view;
     QQmlApplicationEngine m_engine;
+    std::unique_ptr<TrayIcon> m_tray;
 };
 
 } // namespace Keelhaven

@@ -32,6 +32,8 @@ int main(int argc, char **argv)
     QGuiApplication::setApplicationDisplayName(u"Keelhaven"_s);
     QGuiApplication::setDesktopFileName(u"keelhaven"_s);
     QGuiApplication::setApplicationVersion(QStringLiteral(KEELHAVEN_VERSION));
+    // Closing the window ends neither the schedule nor the runs.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     Keelhaven::Appearance::applyFont();
     return Keelhaven::runProgram(buildWindow);
 }

@@ -13,7 +13,7 @@ FLOORS = [
     ["Scheduler"],
     ["Mirror", "Captain", "Dispatch"],
     ["Surfaces", "App", "App/Commands"],
-    ["UI", "MenuBar"],
+    ["MenuBar", "UI"],
 ]
 # Programs of their own, outside the floors.
 SEPARATE = {"SessionHost": {"Platform", "Contract", "Herdr/Wire"}, "Front": {"App"}, "SecretHelper": {"Platform"}, "Thumbnailer": {"Platform"}}

@@ -1,5 +1,7 @@
 #include "UI/DemoProfile.h"
 
+#include "Scheduler/SweepOverview.h"
+
 #include "App/AppSelection.h"
 #include "Assets/Asset.h"
 #include "Contract/SettingsCatalog.h"
@@ -147,7 +149,14 @@ DemoProfile::DemoProfile(const Options &options)
     m_home.enter();
     qputenv("TMPDIR", m_home.path().toUtf8());
     m_settings.set(Setting::boardIntroduced.name.toString(), true);
-    m_settings.set(Setting::setupDone.name.toString(), true);
+    if (!options.isFirstStart)
+        m_settings.set(Setting::setupDone.name.toString(), true);
+    const std::optional<QUrl> releases =
+        options.newestVersion.isEmpty() ? std::nullopt : std::optional(QUrl(u"https://example.org/newest"_s));
+    m_http.answer = [version = options.newestVersion.toUtf8()](const HttpRequest &) {
+        return FakeHttpClient::answered(200, R"({"version":")" + version +
+                                                 R"(","url":"https://example.org/get"})");
+    };
     m_settings.set(Setting::sweepKeelhavenOnOpen.name.toString(), false);
     m_settings.set(Setting::appPanel.name.toString(), u"scheduler"_s);
     if (options.hasBrokenDatabase)
@@ -169,7 +178,8 @@ DemoProfile::DemoProfile(const Options &options)
                                    m_secrets,
                                    m_http,
                                    m_children,
-                                   &m_sessions});
+                                   &m_sessions,
+                                   releases});
     if (!model)
         throw std::runtime_error("no model");
     m_model = *std::move(model);
@@ -219,6 +229,8 @@ void DemoProfile::seed(const Options &options)
     seedRuns(store, agents, options.runs);
     seedReport(*opened->database, store, agents.last());
     seedTask(store);
+    if (options.hasSweeps)
+        seedSweeps(store);
     if (options.isHostile)
         seedHostile(store, agents);
 }
@@ -374,6 +386,40 @@ void DemoProfile::connectTasks(AppView &view)
         }
         return runs;
     };
+}
+
+void DemoProfile::seedSweeps(SQLiteRunStore &store)
+{
+    m_settings.set(Setting::keelhavenRunDirectory.name.toString(), folder(u"projects"_s));
+    const QStringList reports{
+        u"## Four projects, one wants you\n\n- **harbour**: the release branch is two days behind; I merged "
+        u"`main` and the tests pass.\n"
+        "- **tide-api**: *the certificate ends on Thursday*. I cannot renew it without you.\n"
+        "- **figures**: nothing to do.\n- **docs**: three broken links repaired, [pull request "
+        "88](https://example.org/pull/88) waits for a look.\n\n"
+        "Next I would write the changelog of harbour 2.4."_s,
+        u"All quiet: no project changed since Friday."_s,
+        u"harbour 2.3 is out. I closed nine issues and moved two to 2.4."_s,
+    };
+    for (int i = 0; i < reports.size() + 1; ++i) {
+        const bool isFollowUp = i == reports.size();
+        RunRecord run;
+        run.id = runID(9000 + i);
+        run.slotID = runID(9100 + i);
+        run.agentKind = isFollowUp ? SlotKind::Scheduled : SlotKind::System;
+        run.slotName = (isFollowUp ? SweepOverview::followUpName : SweepOverview::sweepName).toString();
+        run.command = isFollowUp ? u"Where do things stand?"_s : SweepOverview::command.toString();
+        run.cwd = folder(u"projects"_s);
+        run.trigger = RunTrigger::Manual;
+        run.startedAt = isFollowUp ? m_clock.now() - 3h : m_clock.now() - 5h - std::chrono::days(3 * i);
+        run.endedAt = run.startedAt + 7min + 12s;
+        run.outcome = RunOutcome::completed();
+        run.completionMessage =
+            isFollowUp ? u"You renewed the certificate; I checked that it is served."_s : reports[i];
+        run.sessionID = u"7c1d2ea0-9a40-4d51-b8f0-5b1e0c440%1cc"_s.arg(isFollowUp ? 0 : i);
+        if (!store.saveRecord(run))
+            throw std::runtime_error("no run could be stored");
+    }
 }
 
 void DemoProfile::seedHostile(SQLiteRunStore &store, const QList<SchedulerSlot> &agents)

@@ -35,6 +35,9 @@ public:
         bool isHostile = false; ///< names, prompts and reports that try to break the layout
         bool hasBrokenDatabase = false;
         int runs = 300;
+        bool isFirstStart = false; ///< setup has not been done
+        bool hasSweeps = false;
+        QString newestVersion = {}; ///< that the version endpoint tells of; empty where there is none
     };
 
     explicit DemoProfile(const Options &options);
@@ -45,6 +48,9 @@ public:
     [[nodiscard]] VirtualClock &clock() { return m_clock; }
     [[nodiscard]] MemorySettings &settings() { return m_settings; }
     [[nodiscard]] ScriptedLauncher &sessions() { return m_sessions; }
+    [[nodiscard]] MemorySecrets &secrets() { return m_secrets; }
+    [[nodiscard]] FakeDesktop &desktop() { return m_desktop; }
+    [[nodiscard]] QString home() const { return m_home.path(); }
     /// A finished run with a report and files.
     [[nodiscard]] QUuid reportedRun() const { return m_reportedRun; }
     /// A run that failed.
@@ -66,6 +72,7 @@ private:
     void seedRuns(SQLiteRunStore &store, const QList<SchedulerSlot> &agents, int count);
     void seedReport(KeelhavenDatabase &database, SQLiteRunStore &store, const SchedulerSlot &agent);
     void seedTask(SQLiteRunStore &store);
+    void seedSweeps(SQLiteRunStore &store);
     void seedHostile(SQLiteRunStore &store, const QList<SchedulerSlot> &agents);
     void startRuns();
     [[nodiscard]] QString folder(const QString &name) const;

@@ -1,6 +1,7 @@
 // Draws the window's screens as pictures: scripts/screenshots runs it. It shows a throw-away profile, never
 // the user's own.
 #include "App/AppSelection.h"
+#include "Scheduler/Usage/UsageMonitor.h"
 #include "UI/AppView.h"
 #include "UI/DemoProfile.h"
 #include "UI/WindowFront.h"
@@ -48,6 +49,31 @@ void showTab(QQuickItem &root, int tab)
 {
     if (QQuickItem *panel = findItem(root, u"agentsPanel"_s))
         panel->setProperty("tab", tab);
+}
+
+/// Opens an agent in its editor, and some of the groups in it; `down` scrolls.
+void edit(DemoProfile &profile, QQuickItem &root, int agent, const QList<int> &groups, qreal down)
+{
+    const auto id = profile.model().scheduler().slotList().value(agent).id;
+    profile.model().selection().setSlotEditor(SlotEditorTarget::ofSlot(id));
+    run(60);
+    for (const int group : groups)
+        QMetaObject::invokeMethod(findItem(root, u"group-%1"_s.arg(group)), "clicked");
+    run(60);
+    findItem(root, u"editorPage"_s)->setProperty("contentY", down);
+}
+
+/// Meters of which one is ahead of its pace and one is partly estimated.
+void showMeters(DemoProfile &profile)
+{
+    const Date now = profile.clock().now();
+    using Meter = UsageSnapshot::Meter;
+    UsageSnapshot snapshot{.fetchedAt = now, .meters = {}};
+    snapshot.meters.append(Meter{Meter::Kind::session(), 38, now + std::chrono::minutes(130), true, 6});
+    snapshot.meters.append(Meter{Meter::Kind::weeklyAll(), 71, now + std::chrono::hours(92), true, 0});
+    snapshot.meters.append(
+        Meter{Meter::Kind::weeklyModel(u"Opus"_s), 24, now + std::chrono::hours(92), true, 0});
+    profile.model().usage().adopt(snapshot);
 }
 
 QList<Scene> scenes()
@@ -140,6 +166,46 @@ QList<Scene> scenes()
     };
 }
 
+        {u"settings"_s, full,
+         [](DemoProfile &profile, QQuickItem &) { profile.model().selection().setShowSettings(true); }},
+        {u"settings-sources"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().showSettingsPage(SettingsPage::Sources);
+         }},
+        {u"settings-integrations"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.secrets().secrets.insert(u"com.keelhaven.telegram-bot"_s, u"1"_s);
+             profile.model().selection().showSettingsPage(SettingsPage::Integrations);
+         }},
+        {u"settings-misc"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().showSettingsPage(SettingsPage::Misc);
+         }},
+        {u"settings-updates"_s,
+         {.newestVersion = u"1.4"_s},
+         [](DemoProfile &profile, QQuickItem &root) {
+             profile.model().selection().showSettingsPage(SettingsPage::Misc);
+             run(80);
+             if (QQuickItem *content = findItem(*root.window()->contentItem(), u"settingsContent"_s))
+                 content->setProperty("contentY", 620);
+         }},
+        {u"morning-report"_s,
+         {.hasSweeps = true, .newestVersion = u"1.4"_s},
+         [](DemoProfile &profile, QQuickItem &) {
+             showMeters(profile);
+             profile.model().selection().setPanel(AppPanel::Keelhaven);
+         }},
+        {u"setup"_s,
+         {.isEmpty = true, .isFirstStart = true},
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().setPanel(AppPanel::Keelhaven);
+         }},
+        {u"glance"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             showMeters(profile);
+             if (QQuickItem *button = findItem(root, u"glanceButton"_s))
+                 QMetaObject::invokeMethod(button, "clicked");
+         }},
 bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
 {
     DemoProfile profile(scene.profile);

@@ -17,6 +17,26 @@ Window {
         focus: true
     }
 
+    // With a status icon the window goes out of sight; without one the user says what closing means.
+    onClosing: close => {
+        if (Glance.hasTray)
+            return;
+        close.accepted = false;
+        leave.open();
+    }
+    LeaveDialog {
+        id: leave
+        onHideWanted: window.hide()
+    }
+    property var trayPanel: null
+    Connections {
+        target: Glance
+        function onPanelWanted(x, y) {
+            if (!window.trayPanel)
+                window.trayPanel = Qt.createComponent(App.screen("TrayPanel")).createObject(null);
+            window.trayPanel.toggle(x, y);
+        }
+    }
     Connections {
         target: App
         function onRaiseRequested() {

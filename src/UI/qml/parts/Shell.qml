@@ -35,6 +35,7 @@ FocusScope {
             text: "Keelhaven's own database did not open, so it runs on a temporary one. Your agents and their history are kept in plain files."
             detail: App.databaseError
         }
+        UpdateBanner { width: parent.width }
         Banner {
             width: parent.width
             visible: App.lastError !== ""
@@ -84,14 +85,6 @@ FocusScope {
             sentence: "Plugins are not part of this version yet; they will show here."
         }
     }
-    ScreenSlot {
-        // Covers everything while the first set-up is to be done.
-        anchors.fill: parent
-        name: "SetupChecklist"
-        eager: true
-        visible: isThere && item !== null && item.wanted === true
-    }
-
     ShortcutSheet { id: shortcuts }
     KSheet {
         id: settings

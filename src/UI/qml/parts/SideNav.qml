@@ -143,6 +143,26 @@ FocusScope {
         width: parent.width
         spacing: 2
 
+        UsageStrip {
+            width: parent.width
+            compact: root.compact
+            visible: root.height > 560
+        }
+        Entry {
+            id: glance
+            objectName: "glanceButton"
+            visible: !Glance.hasTray
+            text: "Glance"
+            iconName: "eye"
+            help: "What runs, what comes next, and the power switches"
+            onClicked: overview.open()
+
+            GlancePopover {
+                id: overview
+                x: root.width - 4
+                y: glance.height - height
+            }
+        }
         Entry {
             text: "Settings…"
             iconName: "gear"
