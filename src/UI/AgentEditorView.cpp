@@ -1,8 +1,11 @@
 #include "UI/AgentEditorView.h"
 
 #include "App/AppModel.h"
+#include "Mirror/MirrorClient.h"
+#include "Mirror/MirrorMonitor.h"
 #include "Platform/Clock.h"
 #include "Platform/Uuid.h"
+#include "Plugins/PluginInventoryStore.h"
 #include "Scheduler/Model/SlotTemplate.h"
 #include "Surfaces/AgentsPane.h"
 #include "Surfaces/SlotRow.h"
@@ -16,6 +19,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto datesInterval = 20s; ///< how long a date that has passed may stay in sight
+constexpr auto rescanDelay = 300ms; ///< lets a path be typed to its end
 constexpr qsizetype shownNameLimit = 80;
 
 using Group = AgentEditor::Group;
@@ -39,6 +43,7 @@ AgentEditorView::AgentEditorView(AppModel &model, QObject *parent)
     , m_model(model)
     , m_guard(model.paths().home)
     , m_trial(model.children(), model.locator())
+    , m_prompt(model.paths(), model.clock(), model.tasks())
 {
     m_question.setSingleShot(true);
     connect(&m_question, &QTimer::timeout, this, &AgentEditorView::ask);
@@ -46,7 +51,31 @@ AgentEditorView::AgentEditorView(AppModel &model, QObject *parent)
     connect(&m_minute, &QTimer::timeout, this, &AgentEditorView::showFacts);
     connect(&m_model.selection(), &AppSelection::slotEditorChanged, this, &AgentEditorView::targetChanged);
     connect(&m_model.scheduler(), &SchedulerEngine::changed, this, &AgentEditorView::engineChanged);
+    followPrompt();
     load(m_model.selection().slotEditor());
+}
+
+void AgentEditorView::followPrompt()
+{
+    m_rescan.setSingleShot(true);
+    m_rescan.setInterval(rescanDelay);
+    connect(&m_rescan, &QTimer::timeout, this, &AgentEditorView::rescanPrompt);
+    connect(&m_model.pluginInventory(), &PluginInventoryStore::changed, this, [this] {
+        rescanPrompt();
+        Q_EMIT choicesChanged();
+    });
+    PromptField &field = m_prompt.field();
+    connect(&m_model.mirrorMonitor(), &MirrorMonitor::changed, &field, &PromptField::serviceChanged);
+    field.onAddPlugin = [this](const QString &id) { setPlugin(id, true); };
+    field.canMutate = [this] { return m_model.mirrorMonitor().canMutate(); };
+    field.enableInFolder = [this](const QString &id, const QString &folder) {
+        return m_model.mutate(m_model.mirror().pluginAction(u"enable"_s, id, u"project"_s, folder));
+    };
+}
+
+void AgentEditorView::rescanPrompt()
+{
+    m_prompt.field().setSurroundings(m_promptFolders, m_model.pluginInventory().current());
 }
 
 Date AgentEditorView::now() const
@@ -135,17 +164,32 @@ void AgentEditorView::engineChanged()
     show();
 }
 
+void AgentEditorView::openNew()
+{
+    m_isWanted = true;
+    m_model.selection().setSlotEditor(SlotEditorTarget::blank());
+    Q_EMIT changed();
+    if (isNew())
+        Q_EMIT focusWanted();
+}
+
 void AgentEditorView::startFrom(const QString &templateID)
 {
     m_model.selection().setSlotEditor(templateID.isEmpty() ? SlotEditorTarget::blank()
                                                            : SlotEditorTarget::ofTemplate(templateID));
 }
 
-void AgentEditorView::close()
+bool AgentEditorView::close()
 {
-    m_model.selection().setSlotEditor(SlotEditorTarget::blank());
-    if (m_target == SlotEditorTarget::blank())
-        revert();
+    const auto blank = SlotEditorTarget::blank();
+    if (hasChanges()) {
+        askSoon(blank);
+        return true;
+    }
+    const bool isLeft = std::exchange(m_isWanted, false) || m_target != blank;
+    m_model.selection().setSlotEditor(blank);
+    Q_EMIT changed();
+    return isLeft;
 }
 
 void AgentEditorView::revert()
@@ -167,6 +211,7 @@ void AgentEditorView::discard()
 {
     if (m_isQuitting)
         return Q_EMIT quitAllowed();
+    m_isWanted = false;
     load(m_wanted.value_or(m_target));
     m_model.selection().setSlotEditor(m_target);
 }
@@ -243,8 +288,23 @@ QString AgentEditorView::hintedField() const
 
 void AgentEditorView::show()
 {
+    const SchedulerSlot slot = m_draft.toSlot();
+    m_prompt.field().setPickedPlugins(slot.plugins);
+    if (slot.cwds != m_promptFolders) {
+        m_promptFolders = slot.cwds;
+        m_rescan.start();
+    }
     showForm();
     showFacts();
+}
+
+QString AgentEditorView::subtitle(const SchedulerSlot &slot) const
+{
+    const auto calendar = Calendar::current();
+    if (!supportsScheduling(slot.provider))
+        return SlotRow::of(slot, now(), calendar).toggleHelp.value_or(QString());
+    return u"%1 · %2"_s.arg(SlotRow::scheduleText(slot.schedule, calendar),
+                            SlotRow::nextRunText(slot, now(), calendar));
 }
 
 void AgentEditorView::showFacts()
@@ -262,8 +322,7 @@ void AgentEditorView::showFacts()
     const auto workspaceError = m_model.scheduler().lastWorkspaceError();
     QVariantMap facts{
         {u"name"_s, ShownText::line(slot.name)},
-        {u"subtitle"_s, u"%1 · %2"_s.arg(SlotRow::scheduleText(slot.schedule, calendar),
-                                         SlotRow::nextRunText(slot, now(), calendar))},
+        {u"subtitle"_s, subtitle(slot)},
         {u"isNew"_s, isNew()},
         {u"isCodex"_s, m_draft.model.provider == AgentProvider::Codex},
         {u"hasChanges"_s, hasChanges()},
@@ -337,7 +396,7 @@ QVariantList AgentEditorView::plugins() const
 {
     QVariantList list;
     QStringList known;
-    for (const PluginOption &option : pluginOptions()) {
+    for (const PluginOption &option : m_model.pluginInventory().options()) {
         known.append(option.id);
         list.append(QVariantMap{{u"id"_s, option.id},
                                 {u"name"_s, ShownText::line(option.name)},

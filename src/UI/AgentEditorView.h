@@ -5,6 +5,7 @@
 #include "Scheduler/Model/PluginOption.h"
 #include "Surfaces/AgentEditing.h"
 #include "UI/PreflightTrial.h"
+#include "UI/PromptEditorView.h"
 
 namespace Keelhaven {
 
@@ -39,6 +40,9 @@ class AgentEditorView : public QObject
     /// Objects with "id", "name", "description" and "isInstalled".
     Q_PROPERTY(QVariantList plugins READ plugins NOTIFY choicesChanged)
     Q_PROPERTY(PreflightTrial *trial READ trial CONSTANT)
+    Q_PROPERTY(PromptEditorView *prompt READ prompt CONSTANT)
+    /// A new agent was asked for: where there is room for one thing, it is the editor.
+    Q_PROPERTY(bool isWanted READ isWanted NOTIFY changed)
 
 public:
     explicit AgentEditorView(AppModel &model, QObject *parent = nullptr);
@@ -54,13 +58,14 @@ public:
     [[nodiscard]] QVariantList ships() const;
     [[nodiscard]] QVariantList plugins() const;
     [[nodiscard]] PreflightTrial *trial() { return &m_trial; }
+    [[nodiscard]] PromptEditorView *prompt() { return &m_prompt; }
+    [[nodiscard]] bool isWanted() const { return m_isWanted; }
     [[nodiscard]] const AgentDraft &draft() const { return m_draft; }
 
-    /// Ships and installed plugins to choose from; by default there are none.
+    /// Ships to choose from; by default there are none.
     std::function<QList<AgentDraft::ShipChoice>()> shipChoices = [] {
         return QList<AgentDraft::ShipChoice>();
     };
-    std::function<QList<PluginOption>()> pluginOptions = [] { return QList<PluginOption>(); };
     /// They are others now.
     void updateChoices();
 
@@ -78,12 +83,14 @@ public:
     Q_INVOKABLE void moveFolder(const QString &key, int from, int to);
     Q_INVOKABLE void setPlugin(const QString &id, bool picked);
 
+    /// The user wants to set up an agent, here and now.
+    Q_INVOKABLE void openNew();
     /// Opens a template, or a blank agent for an empty id.
     Q_INVOKABLE void startFrom(const QString &templateID);
     /// Stores the agent; false with a hint.
     Q_INVOKABLE bool save();
-    /// Leaves the agent for a blank one.
-    Q_INVOKABLE void close();
+    /// Leaves the agent for a blank one; false when there is nothing to leave.
+    Q_INVOKABLE bool close();
     /// Back to the agent as it is stored.
     Q_INVOKABLE void revert();
     /// Whether nothing would be lost. Otherwise the user is asked, and quitAllowed() tells of a yes.
@@ -118,6 +125,8 @@ Q_SIGNALS:
     /// The edits stand in the way of what the user wants.
     void discardWanted();
     void quitAllowed();
+    /// The keyboard is to come to the first field.
+    void focusWanted();
 
 private:
     void targetChanged();
@@ -125,6 +134,8 @@ private:
     void ask();
     void load(const SlotEditorTarget &target);
     void engineChanged();
+    void followPrompt();
+    void rescanPrompt();
     void show();
     void showForm();
     void showFacts();
@@ -134,21 +145,26 @@ private:
     [[nodiscard]] QStringList *folders(const QString &key);
     [[nodiscard]] QString expanded(const QString &path) const;
     [[nodiscard]] Date now() const;
+    [[nodiscard]] QString subtitle(const SchedulerSlot &slot) const;
     [[nodiscard]] std::optional<QString> hint() const;
     [[nodiscard]] bool isNew() const { return m_target.kind != SlotEditorTarget::Kind::Slot; }
 
     AppModel &m_model;
     PluginCacheGuard m_guard;
     PreflightTrial m_trial;
+    PromptEditorView m_prompt;
+    QStringList m_promptFolders; ///< that it knows
     SlotEditorTarget m_target;
     std::optional<SlotEditorTarget> m_wanted; ///< where the edits keep from going
     bool m_isQuitting = false;                ///< what they keep from is quitting
-    bool m_isGone = false;                    ///< deleted by others while it was edited
+    bool m_isWanted = false;
+    bool m_isGone = false; ///< deleted by others while it was edited
     AgentDraft m_draft;
     AgentDraft m_opened; ///< the draft as it was opened
     QVariantMap m_form;
     QVariantMap m_facts;
     QTimer m_question;
+    QTimer m_rescan;
     QTimer m_minute;
 };
 

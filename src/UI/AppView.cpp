@@ -23,6 +23,7 @@ AppView::AppView(AppModel &model, QObject *parent)
     connect(selection, &AppSelection::panelChanged, this, &AppView::panelChanged);
     connect(selection, &AppSelection::showSettingsChanged, this, &AppView::showsSettingsChanged);
     connect(selection, &AppSelection::raiseRequested, this, &AppView::raiseRequested);
+    connect(&m_scheduler, &SchedulerView::newAgentWanted, &m_agentEditor, &AgentEditorView::openNew);
     connect(&model, &AppModel::lastMutationErrorChanged, this, &AppView::lastErrorChanged);
 }
 

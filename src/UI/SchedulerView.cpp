@@ -249,6 +249,7 @@ void SchedulerView::newAgent()
 {
     m_model.selection().setSelectedRunID(std::nullopt);
     m_model.selection().setSlotEditor(SlotEditorTarget::blank());
+    Q_EMIT newAgentWanted();
 }
 
 void SchedulerView::showUsageGating()

@@ -93,6 +93,8 @@ Q_SIGNALS:
     void tabsChanged();
     void filterChanged();
     void selectionChanged();
+    /// The user asked for one more agent, also where a new one is open already.
+    void newAgentWanted();
 
 private:
     void update();

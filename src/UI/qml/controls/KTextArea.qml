@@ -13,6 +13,8 @@ FocusScope {
     property string placeholder
     property bool faulty: false
     property bool monospace: false
+    /// Sees each key before the text does; true keeps it from the text.
+    property var filter: null
 
     signal edited()
 
@@ -64,6 +66,16 @@ FocusScope {
             Accessible.name: root.label !== "" ? root.label : root.placeholder
             Accessible.multiLine: true
             KeyNavigation.priority: KeyNavigation.BeforeItem
+            Keys.onPressed: event => {
+                if (root.filter && root.filter(event)) {
+                    event.accepted = true;
+                } else if ((event.key === Qt.Key_Tab || event.key === Qt.Key_Backtab) && !(event.modifiers & Qt.ControlModifier)) {
+                    // Tab goes on to the next control, as everywhere.
+                    const isForward = event.key === Qt.Key_Tab;
+                    area.nextItemInFocusChain(isForward).forceActiveFocus(isForward ? Qt.TabFocusReason : Qt.BacktabFocusReason);
+                    event.accepted = true;
+                }
+            }
             onCursorRectangleChanged: flick.reveal(cursorRectangle)
             onTextChanged: root.edited()
         }

@@ -10,7 +10,7 @@ FocusScope {
     readonly property var view: App.scheduler
     readonly property bool narrow: width < 760
     /// Where there is room for one half only: whether the editor was asked for with nothing selected.
-    property bool opensEditor: false
+    readonly property bool opensEditor: App.agentEditor.isWanted
     readonly property bool showsDetail: view.selectedRunID !== "" || view.selectedSlotID !== "" || opensEditor
     property alias tab: tabs.currentIndex
 
@@ -19,14 +19,12 @@ FocusScope {
 
     function startNew() {
         view.newAgent();
-        opensEditor = true;
-        right.forceActiveFocus(Qt.OtherFocusReason);
     }
+    /// The editor asks first when something would be lost.
     function closeDetail() {
-        opensEditor = false;
-        view.selectSlot("");
-        left.forceActiveFocus(Qt.OtherFocusReason);
+        App.agentEditor.close();
     }
+    onShowsDetailChanged: if (!showsDetail) left.forceActiveFocus(Qt.OtherFocusReason)
     function showTab(index) {
         tabs.currentIndex = index;
     }
