@@ -1,5 +1,6 @@
 #include "Herdr/HerdrLaunchArguments.h"
 
+#include "Contract/BundledPlugin.h"
 #include "Contract/JSONValue.h"
 #include "Herdr/DoubleQuoted.h"
 #include "Herdr/ProtectedFolders.h"
@@ -22,9 +23,6 @@ constexpr qsizetype longestName = 24;
 constexpr qsizetype longestCommandLine = 800;
 constexpr auto settingsFileLife = 86400s;
 constexpr int guardSeconds = 5;
-
-/// The plugin's names in the two marketplaces it was ever published in.
-const QStringList installedCopies{u"keelhaven@keelhaven-marketplace"_s, u"keelhaven@brine-works"_s};
 
 QStringList graphemes(const QString &text)
 {
@@ -70,7 +68,7 @@ JSONObject enabledPlugins(const Unattended &options)
         enabled.insert(name, true);
     // A copy loaded from a folder must not be shadowed by an installed one.
     if (!options.pluginDirs.isEmpty()) {
-        for (const QString &name : installedCopies)
+        for (const QString &name : BundledPlugin::userScopeIDs())
             enabled.insert(name, false);
     }
     JSONObject object;
