@@ -14,9 +14,11 @@ QtObject {
     readonly property color sunken: dark ? "#141413" : "#f6f5f2"
     readonly property color hover: dark ? "#0dffffff" : "#0a1f1b12"
     readonly property color pressed: dark ? "#17ffffff" : "#141f1b12"
-    readonly property color selected: dark ? "#20343f" : "#e4eef3"
+    readonly property color selected: dark ? "#1e303a" : "#e4eef3"
     readonly property color line: dark ? "#2e2d2b" : "#e7e5e0"
-    readonly property color lineStrong: dark ? "#454340" : "#d0cdc6"
+    readonly property color lineStrong: dark ? "#5a5853" : "#d0cdc6"
+    /// Around what one can type into or press.
+    readonly property color edge: dark ? "#42413d" : "#dcd9d2"
     readonly property color scrim: dark ? "#80000000" : "#4d1f1b12"
 
     // Text.

@@ -79,7 +79,7 @@ T.Button {
             : control.kind === "quiet" ? "transparent"
             : Theme.raised
         border.width: control.kind === "primary" || control.kind === "quiet" ? 0 : 1
-        border.color: control.hovered && control.enabled ? Theme.lineStrong : Theme.line
+        border.color: !control.enabled ? Theme.line : control.hovered ? Theme.lineStrong : Theme.edge
 
         KFocus { shown: control.visualFocus }
     }

@@ -45,6 +45,6 @@ T.TextField {
         radius: Theme.radius
         color: Theme.raised
         border.width: control.activeFocus ? 2 : 1
-        border.color: control.activeFocus ? Theme.focus : control.faulty ? Theme.bad : control.hovered ? Theme.lineStrong : Theme.line
+        border.color: control.activeFocus ? Theme.focus : control.faulty ? Theme.bad : control.hovered ? Theme.lineStrong : Theme.edge
     }
 }

@@ -33,7 +33,7 @@ T.ComboBox {
         radius: Theme.radius
         color: control.down ? Theme.pressed : Theme.raised
         border.width: 1
-        border.color: control.hovered && control.enabled ? Theme.lineStrong : Theme.line
+        border.color: !control.enabled ? Theme.line : control.hovered ? Theme.lineStrong : Theme.edge
 
         KFocus { shown: control.visualFocus }
     }

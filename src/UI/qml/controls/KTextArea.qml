@@ -26,7 +26,7 @@ FocusScope {
         radius: Theme.radius
         color: Theme.raised
         border.width: area.activeFocus ? 2 : 1
-        border.color: area.activeFocus ? Theme.focus : root.faulty ? Theme.bad : Theme.line
+        border.color: area.activeFocus ? Theme.focus : root.faulty ? Theme.bad : Theme.edge
     }
     Flickable {
         id: flick
