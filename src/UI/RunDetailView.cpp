@@ -221,8 +221,11 @@ QVariantList RunDetailView::factsOf(const RunRecord &record) const
 RunDetailView::Parts RunDetailView::partsOf(const DispatchRecord &task) const
 {
     const auto runs = taskRuns(task);
-    const auto card = DispatchTaskCard::build(task, runs, m_model.scheduler().active(), runs.isEmpty(),
-                                              Calendar::current());
+    const auto calendar = Calendar::current();
+    const auto slot = m_model.scheduler().slot(task.taskSlotID.value_or(QUuid()));
+    const bool isScheduled = slot && slot->enabled && slot->nextFireDate(m_model.clock().now(), calendar);
+    const auto card =
+        DispatchTaskCard::build(task, runs, m_model.scheduler().active(), isScheduled, calendar);
     QVariantList turns;
     for (const TurnView &turn : card.turns) {
         turns.append(QVariantMap{{u"heading"_s, turn.heading.value_or(QString())},
@@ -239,10 +242,13 @@ RunDetailView::Parts RunDetailView::partsOf(const DispatchRecord &task) const
                   {u"facts"_s, card.facts},
                   {u"note"_s, ShownText::paragraph(card.note.value_or(QString()))},
                   {u"turns"_s, turns}};
-    if (m_selection.active)
-        parts.header = variantOf(RunDetail::liveHeader(*m_selection.active));
-    else if (const auto &record = m_selection.record)
+    if (m_selection.active) {
+        const Parts live = partsOf(*m_selection.active);
+        parts.header = live.header;
+        parts.live = live.live;
+    } else if (const auto &record = m_selection.record) {
         parts.header = variantOf(RunDetail::finishedHeader(*record, RunResume::blockedReason(*record)));
+    }
     parts.deliverables = variantsOf(card.deliverables);
     return parts;
 }

@@ -10,6 +10,8 @@ FocusScope {
 
     readonly property var detail: App.runDetail
     readonly property bool isLive: detail.card === "live"
+    /// A task's newest turn may be live as well.
+    readonly property bool hasSession: detail.live.open !== undefined
     readonly property bool isFinished: detail.card === "finished"
     readonly property bool isTask: detail.card === "task"
     readonly property int column: Math.min(720, width - 2 * Theme.xxl)
@@ -57,7 +59,7 @@ FocusScope {
             y: 46
             width: parent.width - x - actions.width - Theme.xl
             text: (root.detail.header.subtitle || "") + (timer.text !== "" ? " · " + timer.text : "")
-            color: root.detail.header.isFailure ? Theme.bad : root.isLive ? Theme.accent : Theme.textSoft
+            color: root.detail.header.isFailure ? Theme.bad : root.hasSession ? Theme.accent : Theme.textSoft
         }
         Row {
             id: actions
@@ -68,7 +70,7 @@ FocusScope {
 
             KButton {
                 readonly property var deed: root.detail.live.open
-                visible: root.isLive && deed !== undefined
+                visible: deed !== undefined
                 kind: "primary"
                 text: deed ? deed.title : ""
                 help: deed ? deed.help : ""
@@ -76,7 +78,7 @@ FocusScope {
             }
             KButton {
                 readonly property var deed: root.detail.header.resume
-                visible: !root.isLive && deed !== undefined
+                visible: !root.hasSession && deed !== undefined
                 text: deed ? deed.title : ""
                 help: deed ? deed.help : ""
                 enabled: deed !== undefined && deed.enabled
@@ -106,7 +108,7 @@ FocusScope {
             width: parent.width
         }
     }
-    readonly property bool watchesLive: visible && isLive && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+    readonly property bool watchesLive: visible && hasSession && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
     onWatchesLiveChanged: detail.setWatched(watchesLive)
     Timer {
         id: timer
@@ -160,7 +162,7 @@ FocusScope {
             }
             Column {
                 width: parent.width
-                visible: root.isLive && root.detail.progress !== ""
+                visible: root.hasSession && root.detail.progress !== ""
                 spacing: Theme.sm
                 KLabel { text: "LATEST PROGRESS" }
                 KParagraph {
@@ -176,7 +178,7 @@ FocusScope {
             }
             Column {
                 width: parent.width
-                visible: root.isLive && screen.count > 0
+                visible: root.hasSession && screen.count > 0
                 spacing: Theme.sm
                 KLabel { text: "ITS TERMINAL" }
                 RawOutputView {
@@ -188,7 +190,7 @@ FocusScope {
                 }
             }
             KButton {
-                visible: root.isLive && (root.detail.live.takenOver || "") === ""
+                visible: root.hasSession && (root.detail.live.takenOver || "") === ""
                 text: "Take over"
                 iconName: "hand"
                 help: "Keep the session yours after it finishes"
