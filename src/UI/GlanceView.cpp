@@ -3,6 +3,8 @@
 #include "App/AppModel.h"
 #include "App/AppSelection.h"
 #include "Contract/SettingsCatalog.h"
+#include "Mirror/MirrorClient.h"
+#include "Mirror/MirrorMonitor.h"
 #include "Platform/Uuid.h"
 #include "Scheduler/PowerAssertionController.h"
 #include "Scheduler/Usage/UsageMonitor.h"
@@ -34,6 +36,7 @@ GlanceView::GlanceView(AppModel &model, QObject *parent)
     connect(&model, &AppModel::snapshotApplied, this, updateSoon);
     connect(&model.updates(), &UpdateChecker::changed, this, updateSoon);
     connect(&model.usage(), &UsageMonitor::snapshotChanged, this, updateSoon);
+    connect(&model.mirrorMonitor(), &MirrorMonitor::changed, this, updateSoon);
     connect(&model.power(), &PowerAssertionController::changed, this, &GlanceView::powerChanged);
 }
 
@@ -48,12 +51,29 @@ void GlanceView::setHasTray(bool has)
         Q_EMIT trayChanged();
 }
 
+MenuBarPanel::Mirror GlanceView::mirror() const
+{
+    const MirrorState &state = m_model.mirrorMonitor().state();
+    switch (state.kind) {
+    case MirrorState::Kind::Live:
+        return state.bridge ? MenuBarPanel::Mirror::LiveBridge : MenuBarPanel::Mirror::Live;
+    case MirrorState::Kind::Foreign:
+        return MenuBarPanel::Mirror::Foreign;
+    case MirrorState::Kind::Down:
+        break;
+    }
+    return MenuBarPanel::Mirror::Down;
+}
+
+bool GlanceView::bridgeRunning() const
+{
+    const auto &isRunning = m_model.mirrorMonitor().isBridgeRunning;
+    return isRunning && isRunning();
+}
+
 QString GlanceView::status() const
 {
-    if (!mirror)
-        return {};
-    const auto [state, bridgeRunning] = mirror();
-    return MenuBarPanel::statusLabel(state, bridgeRunning);
+    return MenuBarPanel::statusLabel(mirror(), bridgeRunning());
 }
 
 QString GlanceView::projects() const
@@ -127,7 +147,9 @@ QString GlanceView::toolTip() const
 
 QString GlanceView::serviceButton() const
 {
-    return mirror && startOrRefreshService ? MenuBarPanel::serviceButton(mirror().first) : QString();
+    const bool canStart = static_cast<bool>(startService);
+    return m_model.mirrorMonitor().state().isLive() || canStart ? MenuBarPanel::serviceButton(mirror())
+                                                                : QString();
 }
 
 bool GlanceView::keepsAwake() const
@@ -225,8 +247,12 @@ void GlanceView::download()
 
 void GlanceView::useService()
 {
-    if (startOrRefreshService)
-        startOrRefreshService();
+    if (mirror() == MenuBarPanel::Mirror::Down) {
+        if (startService)
+            startService();
+        return;
+    }
+    m_model.tasks().spawn(m_model.mutate(m_model.mirror().refresh()), "refresh the board");
 }
 
 void GlanceView::quit()

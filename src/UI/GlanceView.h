@@ -18,7 +18,7 @@ class GlanceView : public QObject
     QML_SINGLETON
     /// A status area shows the icon; without one the window carries the panel.
     Q_PROPERTY(bool hasTray READ hasTray NOTIFY trayChanged)
-    /// "service"; empty where this build reaches none.
+    /// "service", "viewer"
     Q_PROPERTY(QString status READ status NOTIFY changed)
     /// "3 projects · 1 active today"; empty where nothing counts them.
     Q_PROPERTY(QString projects READ projects NOTIFY changed)
@@ -30,7 +30,7 @@ class GlanceView : public QObject
     Q_PROPERTY(QString nextFire READ nextFire NOTIFY changed)
     /// Objects as the "UsageMeter" part takes them.
     Q_PROPERTY(QVariantList meters READ meters NOTIFY changed)
-    /// "Start service", "Refresh"; empty where this build reaches no service.
+    /// "Start service", "Refresh"; empty while neither can be done.
     Q_PROPERTY(QString serviceButton READ serviceButton NOTIFY changed)
 
     Q_PROPERTY(bool keepAwake READ keepsAwake WRITE setKeepAwake NOTIFY powerChanged)
@@ -87,9 +87,9 @@ public:
     Q_INVOKABLE void useService();
     Q_INVOKABLE void quit();
 
-    /// How the service is reached; unset where there is none to reach.
-    std::function<std::pair<MenuBarPanel::Mirror, bool>()> mirror;
-    std::function<void()> startOrRefreshService;
+    /// Starts the analysis service; unset where this build cannot.
+    std::function<void()> startService;
+    /// Unset where nothing reads the projects.
     std::function<ProjectCounts()> countProjects;
     std::function<QList<FleetSummary::ShipName>()> ships = [] { return QList<FleetSummary::ShipName>(); };
 
@@ -101,6 +101,8 @@ Q_SIGNALS:
     void panelWanted(int x, int y);
 
 private:
+    [[nodiscard]] MenuBarPanel::Mirror mirror() const;
+    [[nodiscard]] bool bridgeRunning() const;
     void setFlag(const QString &key, bool on);
     void updateTimer();
 

@@ -4,6 +4,7 @@
 #include "Contract/SettingsCatalog.h"
 #include "Setup/SetupChecklist.h"
 #include "Setup/UpdateChecker.h"
+#include "Surfaces/Prose.h"
 #include "UI/EngineObjects.h"
 #include "UI/ShownText.h"
 
@@ -84,12 +85,17 @@ QVariantList SetupView::rows() const
     QVariantList list;
     const auto rows = m_model.setup().rows();
     for (const SetupRow &row : rows)
-        list.append(QVariantMap{{u"title"_s, row.title},
-                                {u"passed"_s, row.passed},
-                                {u"detail"_s, ShownText::line(row.detail)},
-                                {u"action"_s, enumText(row.action)},
-                                {u"actionTitle"_s, row.actionTitle},
-                                {u"command"_s, row.command.value_or(QString())}});
+        list.append(
+            QVariantMap{{u"title"_s, row.title},
+                        {u"passed"_s, row.passed},
+                        {u"detail"_s, ShownText::line(row.detail)},
+                        // Only sentences of our own have code in them; a path is no prose.
+                        {u"html"_s, row.detail.contains(u'`') && row.action != SetupAction::chooseFolder
+                                        ? proseHTML(row.detail)
+                                        : QString()},
+                        {u"action"_s, enumText(row.action)},
+                        {u"actionTitle"_s, row.actionTitle},
+                        {u"command"_s, row.command.value_or(QString())}});
     return list;
 }
 

@@ -23,7 +23,8 @@ class SetupView : public QObject
     Q_PROPERTY(QString subtitle READ subtitle CONSTANT)
     Q_PROPERTY(QString checkText READ checkText NOTIFY changed)
     Q_PROPERTY(QString skipText READ skipText CONSTANT)
-    /// Objects with "title", "passed", "detail", "action", "actionTitle" and "command".
+    /// Objects with "title", "passed", "detail", "html" (the detail where it holds code), "action",
+    /// "actionTitle" and "command".
     Q_PROPERTY(QVariantList rows READ rows NOTIFY changed)
 
     /// "Keelhaven 1.3 is available — you're on 1.2."; empty when nothing is.

@@ -8,13 +8,14 @@ T.Popup {
 
     objectName: "glancePopover"
     width: 320
-    height: Math.min(implicitContentHeight + topPadding + bottomPadding, parent ? parent.height : 600)
+    height: Math.min(implicitContentHeight, T.Overlay.overlay ? T.Overlay.overlay.height - 16 : 600)
     padding: 0
     margins: 8
     focus: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
 
     contentItem: Flickable {
+        implicitWidth: 320
         implicitHeight: panel.implicitHeight
         contentHeight: panel.implicitHeight
         clip: true

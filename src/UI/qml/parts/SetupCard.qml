@@ -93,11 +93,23 @@ Column {
                     }
                     KParagraph {
                         width: parent.width
+                        visible: row.modelData.html === ""
                         text: row.modelData.detail
                         color: Theme.textSoft
-                        wrapMode: Text.Wrap
+                        wrapMode: Text.WrapAtWordBoundaryOrAnywhere
                         maximumLineCount: 5
                         elide: Text.ElideRight
+                        Accessible.ignored: true
+                    }
+                    Text {
+                        width: parent.width
+                        visible: row.modelData.html !== ""
+                        textFormat: Text.RichText
+                        text: "<style>code{font-family:'" + Theme.mono + "';font-size:" + Theme.small + "px} p{line-height:135%;margin:0}</style><p>"
+                            + row.modelData.html + "</p>"
+                        wrapMode: Text.Wrap
+                        color: Theme.textSoft
+                        font.pixelSize: Theme.body
                         Accessible.ignored: true
                     }
                     Item {
@@ -120,6 +132,7 @@ Column {
                             KParagraph {
                                 id: words
                                 anchors.verticalCenter: parent.verticalCenter
+                                anchors.verticalCenterOffset: 2
                                 x: 12
                                 width: parent.width - x - copy.width - 16
                                 text: row.modelData.command

@@ -44,7 +44,11 @@ FocusScope {
                 visible: active
                 sourceComponent: SetupCard { width: column.width }
             }
-            MorningReport { width: parent.width }
+            MorningReport {
+                width: parent.width
+                // While the first set-up stands open, a report that cannot be there yet is only noise.
+                visible: !Setup.wanted || Sweep.runID !== "" || Sweep.state !== ""
+            }
         }
     }
 }

@@ -1,0 +1,158 @@
+#include "MenuBar/StatusNotifierItem.h"
+
+#include "Platform/PrivateBus.h"
+
+#include <QDBusPendingCall>
+
+namespace Keelhaven {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+const QString watcherName = u"org.kde.StatusNotifierWatcher"_s;
+
+/// A watcher that says whether a status area is there, and looks at the item as one does.
+class StandInWatcher : public StandInService
+{
+public:
+    explicit StandInWatcher(const PrivateBus &bus, bool hasHost = true)
+        : StandInService(bus, watcherName)
+        , bus(bus)
+        , hasHost(hasHost)
+    {
+        answer = [this](const QDBusMessage &call) -> Answer {
+            if (call.member() == u"RegisterStatusNotifierItem") {
+                registered.append(call.arguments().value(0).toString());
+                return QVariantList();
+            }
+            EXPECT_EQ(call.arguments().value(1), u"IsStatusNotifierHostRegistered"_s);
+            return QVariantList{QVariant::fromValue(QDBusVariant(this->hasHost))};
+        };
+    }
+
+    void setHost(bool has)
+    {
+        hasHost = has;
+        send(u"/StatusNotifierWatcher"_s, watcherName,
+             has ? u"StatusNotifierHostRegistered"_s : u"StatusNotifierHostUnregistered"_s, {});
+    }
+
+    const PrivateBus &bus;
+    bool hasHost;
+    QStringList registered;
+};
+
+class StatusNotifierItemTest : public ::testing::Test
+{
+protected:
+    StatusNotifierItemTest()
+    {
+        QObject::connect(&item, &StatusNotifierItem::activated,
+                         [this](int x, int y) { clicks.append(QPair(x, y)); });
+    }
+    ~StatusNotifierItemTest() override { QDBusConnection::disconnectFromBus(u"area"_s); }
+
+    [[nodiscard]] bool isShown(bool shown = true) const
+    {
+        return waitUntil([&] { return item.isShown() == shown; });
+    }
+
+    /// What the item answers to a status area.
+    QDBusMessage ask(const QString &interface, const QString &member, const QVariantList &arguments)
+    {
+        auto area = QDBusConnection::connectToBus(QString::fromUtf8(bus.address()), u"area"_s);
+        auto call =
+            QDBusMessage::createMethodCall(session.ownName(), u"/StatusNotifierItem"_s, interface, member);
+        call.setArguments(arguments);
+        const QDBusPendingCall pending = area.asyncCall(call);
+        EXPECT_TRUE(waitUntil([&] { return pending.isFinished(); }));
+        return pending.reply();
+    }
+    QVariant property(const QString &name)
+    {
+        const auto reply =
+            ask(u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {u"org.kde.StatusNotifierItem"_s, name});
+        return reply.arguments().value(0).value<QDBusVariant>().variant();
+    }
+
+    PrivateBus bus;
+    VirtualClock clock;
+    MessageBus session{bus.address(), clock};
+    StatusNotifierItem item{session};
+    QList<QPair<int, int>> clicks;
+};
+
+TEST_F(StatusNotifierItemTest, AStatusAreaShowsItAndReadsWhatItIs)
+{
+    const StandInWatcher watcher(bus);
+    item.setIcon({{2, 1, QByteArray::fromHex("ff2e3436002e3436")}});
+    item.setToolTip(u"Keelhaven"_s, u"Nightly — 2m"_s);
+    item.start();
+    ASSERT_TRUE(isShown());
+    EXPECT_EQ(watcher.registered, QStringList{session.ownName()});
+
+    EXPECT_EQ(property(u"Id"_s), u"keelhaven"_s);
+    EXPECT_EQ(property(u"Category"_s), u"ApplicationStatus"_s);
+    EXPECT_EQ(property(u"Status"_s), u"Active"_s);
+    EXPECT_EQ(property(u"ItemIsMenu"_s), false);
+    const auto icons = qdbus_cast<QList<StatusPixmap>>(property(u"IconPixmap"_s).value<QDBusArgument>());
+    EXPECT_EQ(icons, (QList<StatusPixmap>{{2, 1, QByteArray::fromHex("ff2e3436002e3436")}}));
+    const auto tip = qdbus_cast<StatusToolTip>(property(u"ToolTip"_s).value<QDBusArgument>());
+    EXPECT_EQ(tip.title, u"Keelhaven"_s);
+    EXPECT_EQ(tip.text, u"Nightly — 2m"_s);
+    EXPECT_EQ(ask(u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {u"org.kde.StatusNotifierItem"_s, u"No"_s})
+                  .errorName(),
+              u"org.freedesktop.DBus.Error.UnknownProperty"_s);
+    const auto all =
+        ask(u"org.freedesktop.DBus.Properties"_s, u"GetAll"_s, {u"org.kde.StatusNotifierItem"_s});
+    EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0).value<QDBusArgument>()).size(), 15);
+}
+
+TEST_F(StatusNotifierItemTest, EveryClickAsksForThePanel)
+{
+    const StandInWatcher watcher(bus);
+    item.start();
+    ASSERT_TRUE(isShown());
+    for (const QString &member : {u"Activate"_s, u"SecondaryActivate"_s, u"ContextMenu"_s})
+        EXPECT_EQ(ask(u"org.kde.StatusNotifierItem"_s, member, {1200, 20}).type(),
+                  QDBusMessage::ReplyMessage);
+    const QList<QPair<int, int>> expected(3, {1200, 20});
+    EXPECT_EQ(clicks, expected);
+    EXPECT_EQ(ask(u"org.kde.StatusNotifierItem"_s, u"Scroll"_s, {1, u"vertical"_s}).type(),
+              QDBusMessage::ReplyMessage);
+    EXPECT_EQ(ask(u"org.kde.StatusNotifierItem"_s, u"Explode"_s, {}).type(), QDBusMessage::ErrorMessage);
+}
+
+TEST_F(StatusNotifierItemTest, ItIsShownOnlyWhileAStatusAreaIsThere)
+{
+    item.start();
+    ASSERT_TRUE(waitUntil([&] { return session.isConnected(); }));
+    EXPECT_FALSE(item.isShown());
+
+    auto watcher = std::make_unique<StandInWatcher>(bus, false);
+    ASSERT_TRUE(waitUntil([&] { return watcher->registered.size() == 1; }));
+    static_cast<void>(await(session.offers(watcherName)));
+    EXPECT_FALSE(item.isShown()) << "a watcher alone shows nothing";
+    watcher->setHost(true);
+    EXPECT_TRUE(isShown());
+    watcher->setHost(false);
+    EXPECT_TRUE(isShown(false));
+    watcher->setHost(true);
+    EXPECT_TRUE(isShown());
+    watcher.reset();
+    EXPECT_TRUE(isShown(false));
+    watcher = std::make_unique<StandInWatcher>(bus);
+    EXPECT_TRUE(isShown());
+
+    watcher.reset();
+    bus.stop();
+    ASSERT_TRUE(waitUntil([&] { return !session.isConnected(); }));
+    bus.start();
+    watcher = std::make_unique<StandInWatcher>(bus);
+    clock.advance(1s);
+    EXPECT_TRUE(isShown()) << "a new bus gets it again";
+}
+
+} // namespace
+} // namespace Keelhaven
