@@ -31,8 +31,8 @@ T.Button {
     font.weight: kind === "primary" ? Font.DemiBold : Font.Medium
     Accessible.name: text !== "" ? text : help
     Accessible.description: text !== "" ? help : ""
-    Keys.onReturnPressed: if (enabled) click()
-    Keys.onEnterPressed: if (enabled) click()
+    Keys.onReturnPressed: if (enabled) clicked()
+    Keys.onEnterPressed: if (enabled) clicked()
 
     contentItem: Item {
         implicitWidth: (icon.visible ? icon.width : 0) + (label.visible ? label.implicitWidth : 0)

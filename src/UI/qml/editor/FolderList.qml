@@ -45,7 +45,7 @@ Column {
                 label: root.label + " " + (line.index + 1)
                 iconName: "folder"
                 placeholder: line.index === 0 ? root.placeholder : "Another folder"
-                value: line.isLast ? "" : root.folders[line.index]
+                value: root.folders[line.index] || ""
                 take: text => {
                     if (line.isLast)
                         App.agentEditor.addFolder(root.key, text);
@@ -54,7 +54,7 @@ Column {
                     return true;
                 }
                 onActiveFocusChanged: {
-                    if (!activeFocus && !line.isLast && root.folders[line.index].trim() === "")
+                    if (!activeFocus && !line.isLast && (root.folders[line.index] || "").trim() === "")
                         App.agentEditor.removeFolder(root.key, line.index);
                 }
                 Binding on faulty {

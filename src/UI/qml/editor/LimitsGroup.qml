@@ -9,24 +9,31 @@ OptionGroup {
 
     group: 1
 
-    Repeater {
-        model: [
-            { key: "timeoutMinutes", unit: "minutes" },
-            { key: "stallMinutes", unit: "minutes" },
-            { key: "priority", unit: "" }
-        ]
+    Flow {
+        id: flow
+        width: parent.width
+        spacing: Theme.lg
 
-        FormField {
-            id: item
-            required property var modelData
-            width: parent.width
-            label: root.fields[modelData.key].label
-            help: root.fields[modelData.key].help
+        Repeater {
+            model: [
+                { key: "timeoutMinutes", unit: "minutes" },
+                { key: "stallMinutes", unit: "minutes" },
+                { key: "priority", unit: "" }
+            ]
 
-            NumberField {
-                objectName: item.modelData.key
-                key: item.modelData.key
-                unit: item.modelData.unit
+            FormField {
+                id: item
+                required property var modelData
+
+                width: flow.width >= 480 ? (flow.width - Theme.lg) / 2 : flow.width
+                label: root.fields[modelData.key].label
+                help: root.fields[modelData.key].help
+
+                NumberField {
+                    objectName: item.modelData.key
+                    key: item.modelData.key
+                    unit: item.modelData.unit
+                }
             }
         }
     }

@@ -101,7 +101,7 @@ Column {
             id: other
             width: parent.width - add.width - 6
             label: "Id of another plugin"
-            placeholder: "Another one by its id: name@marketplace"
+            placeholder: root.editor.plugins.length > 0 ? "Another one by its id: name@marketplace" : "A plugin by its id: name@marketplace"
             onAccepted: add.clicked()
         }
         KButton {

@@ -20,7 +20,6 @@ OptionGroup {
 
     FormField {
         width: parent.width
-        label: root.editor.fields.shipID.label
         help: root.editor.fields.shipID.help
 
         KSelect {

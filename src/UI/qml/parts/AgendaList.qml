@@ -94,7 +94,7 @@ FocusScope {
                             hoverEnabled: true
                             focusPolicy: Qt.TabFocus
                             Accessible.name: modelData.time + ", " + modelData.name
-                            Keys.onReturnPressed: click()
+                            Keys.onReturnPressed: clicked()
                             onClicked: root.view.selectSlot(modelData.slotID)
 
                             background: Rectangle {

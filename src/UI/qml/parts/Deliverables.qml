@@ -26,7 +26,7 @@ Flow {
             hoverEnabled: true
             focusPolicy: Qt.StrongFocus
             Accessible.name: modelData.caption !== "" ? modelData.name + ", " + modelData.caption : modelData.name
-            Keys.onReturnPressed: click()
+            Keys.onReturnPressed: clicked()
             onClicked: root.opened(modelData.path)
 
             background: Rectangle {

@@ -31,7 +31,7 @@ FocusScope {
         Accessible.role: Accessible.Button
         Accessible.name: badge !== "" ? text + ", " + badge : text
         Accessible.selected: isCurrent
-        Keys.onReturnPressed: click()
+        Keys.onReturnPressed: clicked()
 
         contentItem: Item {
             KIcon {
