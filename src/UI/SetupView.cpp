@@ -4,8 +4,9 @@
 #include "Contract/SettingsCatalog.h"
 #include "Setup/SetupChecklist.h"
 #include "Setup/UpdateChecker.h"
-#include "Surfaces/Prose.h"
+#include "Surfaces/Acknowledgements.h"
 #include "UI/EngineObjects.h"
+#include "UI/ReportBlocks.h"
 #include "UI/ShownText.h"
 
 #include <QClipboard>
@@ -90,9 +91,9 @@ QVariantList SetupView::rows() const
                         {u"passed"_s, row.passed},
                         {u"detail"_s, ShownText::line(row.detail)},
                         // Only sentences of our own have code in them; a path is no prose.
-                        {u"html"_s, row.detail.contains(u'`') && row.action != SetupAction::chooseFolder
-                                        ? proseHTML(row.detail)
-                                        : QString()},
+                        {u"blocks"_s, row.detail.contains(u'`') && row.action != SetupAction::chooseFolder
+                                          ? ReportBlocks::toVariants(ReportBlocks::read(row.detail))
+                                          : QVariantList()},
                         {u"action"_s, enumText(row.action)},
                         {u"actionTitle"_s, row.actionTitle},
                         {u"command"_s, row.command.value_or(QString())}});
@@ -185,6 +186,16 @@ QString SetupView::skipVersionText() const
 QString SetupView::downloadText() const
 {
     return UpdateChecker::downloadTitle.toString();
+}
+
+QVariantList SetupView::acknowledgements() const
+{
+    QVariantList list;
+    for (const Acknowledgement &each : Keelhaven::acknowledgements)
+        list.append(QVariantMap{{u"name"_s, each.name.toString()},
+                                {u"use"_s, each.use.toString()},
+                                {u"license"_s, each.license.toString()}});
+    return list;
 }
 
 void SetupView::checkUpdates()

@@ -23,8 +23,8 @@ class SetupView : public QObject
     Q_PROPERTY(QString subtitle READ subtitle CONSTANT)
     Q_PROPERTY(QString checkText READ checkText NOTIFY changed)
     Q_PROPERTY(QString skipText READ skipText CONSTANT)
-    /// Objects with "title", "passed", "detail", "html" (the detail where it holds code), "action",
-    /// "actionTitle" and "command".
+    /// Objects with "title", "passed", "detail", "blocks" (the detail for "Prose", where it holds code),
+    /// "action", "actionTitle" and "command".
     Q_PROPERTY(QVariantList rows READ rows NOTIFY changed)
 
     /// "Keelhaven 1.3 is available — you're on 1.2."; empty when nothing is.
@@ -39,6 +39,8 @@ class SetupView : public QObject
     Q_PROPERTY(QString updateError READ updateError NOTIFY updateChanged)
     Q_PROPERTY(QString skipVersionText READ skipVersionText CONSTANT)
     Q_PROPERTY(QString downloadText READ downloadText CONSTANT)
+    /// Objects with "name", "use" and "license".
+    Q_PROPERTY(QVariantList acknowledgements READ acknowledgements CONSTANT)
 
 public:
     explicit SetupView(AppModel &model, QObject *parent = nullptr);
@@ -64,6 +66,7 @@ public:
     [[nodiscard]] QString updateError() const;
     [[nodiscard]] QString skipVersionText() const;
     [[nodiscard]] QString downloadText() const;
+    [[nodiscard]] QVariantList acknowledgements() const;
 
     /// For each place that shows the checklist: whether it can be seen now.
     Q_INVOKABLE void setWatched(bool watched);

@@ -38,7 +38,8 @@ TEST(BoardPanelTest, TheFirstStartShowsTheChecklistUntilItIsSkipped)
     EXPECT_EQ(board.item(u"morningReport"_s)->isVisible(), false);
     const auto rows = board.views.setup.rows();
     ASSERT_EQ(rows.size(), 3);
-    EXPECT_TRUE(rows[0].toMap()[u"html"_s].toString().contains(u"<code>claude</code>"_s));
+    EXPECT_TRUE(rows[0].toMap()[u"blocks"_s].toList().value(0).toMap()[u"text"_s].toString().contains(
+        u"<code>claude</code>"_s));
 
     // "Open Terminal" of the first row, then a folder for the third.
     board.click(board.item(u"setupAction0"_s));
@@ -179,9 +180,9 @@ TEST(MainWindowTest, ClosingItNeverPutsItOutOfReach)
 
     window->close();
     EXPECT_TRUE(window->isVisible()) << "nothing would bring it back but a command";
-    EXPECT_TRUE(dialog->property("opened").toBool());
+    EXPECT_TRUE(dialog->property("visible").toBool());
     auto *hide = dialog->property("contentItem").value<QQuickItem *>()->findChild<QObject *>(u"leaveHide"_s);
-    QMetaObject::invokeMethod(hide, "click");
+    QMetaObject::invokeMethod(hide, "clicked");
     EXPECT_FALSE(window->isVisible());
     profile.model().handleDeepLink(u"keelhaven://window"_s);
     EXPECT_TRUE(window->isVisible());

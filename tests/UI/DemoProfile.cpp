@@ -153,7 +153,9 @@ DemoProfile::DemoProfile(const Options &options)
         m_settings.set(Setting::setupDone.name.toString(), true);
     const std::optional<QUrl> releases =
         options.newestVersion.isEmpty() ? std::nullopt : std::optional(QUrl(u"https://example.org/newest"_s));
-    m_http.answer = [version = options.newestVersion.toUtf8()](const HttpRequest &) {
+    m_http.answer = [version = options.newestVersion.toUtf8()](const HttpRequest &request) {
+        if (version.isEmpty() || request.url.host() != u"example.org")
+            return FakeHttpClient::unreachable();
         return FakeHttpClient::answered(200, R"({"version":")" + version +
                                                  R"(","url":"https://example.org/get"})");
     };

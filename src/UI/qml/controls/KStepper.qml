@@ -114,7 +114,7 @@ FocusScope {
         radius: Theme.radius
         color: Theme.raised
         border.width: 1
-        border.color: Theme.line
+        border.color: Theme.edge
         KFocus { shown: root.activeFocus && root.byKey }
     }
     Side { direction: -1 }

@@ -17,7 +17,9 @@ KCard {
         id: line
         property var run
 
-        width: parent ? parent.width : 0
+        // The words stand in line with the headings; what shows under the pointer reaches further out.
+        x: -10
+        width: parent ? parent.width + 20 : 0
         height: run.summary !== "" ? 48 : 34
         leftPadding: 10
         rightPadding: 10
@@ -55,8 +57,10 @@ KCard {
     }
 
     Item {
+        readonly property bool stacked: width < 560
+
         width: parent.width
-        height: Math.max(heading.height + (sub.visible ? sub.height + 4 : 0), Theme.control)
+        height: Math.max(heading.height + (sub.visible ? sub.height + 4 : 0), Theme.control) + (stacked && sub.visible ? Theme.control + Theme.md : 0)
 
         KText {
             id: heading
@@ -82,7 +86,8 @@ KCard {
             }
         }
         Row {
-            anchors.right: parent.right
+            x: parent.stacked && sub.visible ? 0 : parent.width - width
+            y: parent.stacked && sub.visible ? parent.height - height : 0
             spacing: Theme.sm
 
             KButton {

@@ -6,6 +6,8 @@ Column {
     id: root
 
     property var blocks: []
+    property color ink: Theme.text
+    property int size: Theme.prose
 
     spacing: 10
 
@@ -42,7 +44,7 @@ Column {
                         y: body.y + 1
                         text: loader.modelData.marker
                         color: Theme.textFaint
-                        font.pixelSize: Theme.prose
+                        font.pixelSize: root.size
                         elide: Text.ElideNone
                         Accessible.ignored: true
                     }
@@ -61,8 +63,8 @@ Column {
                         textFormat: Text.RichText
                         text: root.styled(loader.modelData.text)
                         wrapMode: Text.Wrap
-                        color: parent.isQuote ? Theme.textSoft : Theme.text
-                        font.pixelSize: parent.isHeading ? (loader.modelData.level <= 1 ? 17 : Theme.title) : Theme.prose
+                        color: parent.isQuote ? Theme.textSoft : root.ink
+                        font.pixelSize: parent.isHeading ? (loader.modelData.level <= 1 ? 17 : Theme.title) : root.size
                         font.weight: parent.isHeading ? Font.DemiBold : Font.Normal
                         Accessible.role: parent.isHeading ? Accessible.Heading : Accessible.Paragraph
                         onLinkActivated: link => App.openLink(link)

@@ -27,20 +27,24 @@ Item {
         spacing: 6
 
         Item {
+            // Narrow places get the name, the state and the buttons below each other.
+            readonly property bool stacked: parent.width < 420
+
             width: parent.width
-            height: Theme.control
+            height: !stacked ? Theme.control : 44 + (root.isSet && !root.editing ? Theme.control + 6 : 0)
 
             KText {
                 id: name
-                height: parent.height
-                width: Math.min(implicitWidth, parent.width - buttons.width - state.width - 2 * Theme.md)
+                height: parent.stacked ? 20 : parent.height
+                width: Math.min(implicitWidth, parent.width)
                 text: root.secret.label
                 Accessible.ignored: true
             }
             Row {
                 id: state
-                x: name.width + Theme.md
-                height: parent.height
+                x: parent.stacked ? 0 : name.width + Theme.md
+                y: parent.stacked ? 22 : 0
+                height: parent.stacked ? 20 : parent.height
                 spacing: 5
 
                 KIcon {
@@ -60,6 +64,7 @@ Item {
             Row {
                 id: buttons
                 anchors.right: parent.right
+                anchors.bottom: parent.bottom
                 spacing: Theme.sm
 
                 KButton {

@@ -30,21 +30,24 @@ Item {
         spacing: 6
 
         Item {
+            readonly property bool stacked: root.besides && parent.width - control.width < 160
+
             width: parent.width
-            height: Math.max(words.implicitHeight, root.besides ? control.height : 0)
+            height: stacked ? words.implicitHeight + 6 + control.height : Math.max(words.implicitHeight, root.besides ? control.height : 0)
             visible: root.title !== "" || root.besides
 
             KParagraph {
                 id: words
-                anchors.verticalCenter: parent.verticalCenter
-                width: parent.width - (root.besides ? control.width + Theme.lg : 0)
+                y: parent.stacked ? 0 : (parent.height - implicitHeight) / 2
+                width: parent.width - (root.besides && !parent.stacked ? control.width + Theme.lg : 0)
                 text: root.title
+                lineHeight: 1.2
                 Accessible.ignored: true
             }
             Loader {
                 id: control
                 anchors.right: parent.right
-                anchors.verticalCenter: parent.verticalCenter
+                y: parent.stacked ? parent.height - height : (parent.height - height) / 2
                 active: root.besides
                 sourceComponent: root.isSwitch ? flag : root.row.control === "stepper" ? stepper : root.row.control === "model" ? model : choice
             }

@@ -93,7 +93,7 @@ Column {
                     }
                     KParagraph {
                         width: parent.width
-                        visible: row.modelData.html === ""
+                        visible: row.modelData.blocks.length === 0
                         text: row.modelData.detail
                         color: Theme.textSoft
                         wrapMode: Text.WrapAtWordBoundaryOrAnywhere
@@ -101,16 +101,12 @@ Column {
                         elide: Text.ElideRight
                         Accessible.ignored: true
                     }
-                    Text {
+                    Prose {
                         width: parent.width
-                        visible: row.modelData.html !== ""
-                        textFormat: Text.RichText
-                        text: "<style>code{font-family:'" + Theme.mono + "';font-size:" + Theme.small + "px} p{line-height:135%;margin:0}</style><p>"
-                            + row.modelData.html + "</p>"
-                        wrapMode: Text.Wrap
-                        color: Theme.textSoft
-                        font.pixelSize: Theme.body
-                        Accessible.ignored: true
+                        visible: row.modelData.blocks.length > 0
+                        blocks: row.modelData.blocks
+                        ink: Theme.textSoft
+                        size: Theme.body
                     }
                     Item {
                         width: parent.width

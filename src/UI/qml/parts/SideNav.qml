@@ -109,6 +109,33 @@ FocusScope {
         }
     }
 
+    KButton {
+        id: menuButton
+        objectName: "appMenu"
+        anchors.right: parent.right
+        anchors.rightMargin: 12
+        y: 17
+        visible: !root.compact
+        compact: true
+        kind: "quiet"
+        iconName: "more"
+        help: "Keelhaven"
+        onClicked: appMenu.popup(menuButton, 0, height + 2)
+
+        AppMenu {
+            id: appMenu
+            onAcknowledgementsWanted: {
+                acknowledgements.active = true;
+                acknowledgements.item.open();
+            }
+        }
+        Loader {
+            id: acknowledgements
+            active: false
+            sourceComponent: Acknowledgements {}
+        }
+    }
+
     Column {
         y: 64
         width: parent.width
@@ -155,12 +182,19 @@ FocusScope {
             text: "Glance"
             iconName: "eye"
             help: "What runs, what comes next, and the power switches"
-            onClicked: overview.open()
+            onClicked: {
+                overview.active = true;
+                overview.item.open();
+            }
 
-            GlancePopover {
+            Loader {
                 id: overview
-                x: root.width - 4
-                y: glance.height - height
+                active: false
+                sourceComponent: GlancePopover {
+                    parent: glance
+                    x: root.width - 4
+                    y: glance.height - height
+                }
             }
         }
         Entry {

@@ -8,6 +8,7 @@ FocusScope {
 
     objectName: "settingsSheet"
     property bool showsSetup: false
+    readonly property bool narrow: width < 700
 
     // The secret store may ask the user to unlock it, so it is asked only where secrets stand.
     function look() {
@@ -25,15 +26,30 @@ FocusScope {
     }
     Component.onCompleted: look()
 
+    // Round only where the sheet is.
     Rectangle {
-        width: pages.width
-        height: parent.height
+        x: 1
+        width: pages.width - 1
+        height: parent.height - 1
+        radius: Theme.radiusLarge - 1
         color: Theme.window
+
+        Rectangle {
+            width: parent.width
+            height: parent.height / 2
+            color: parent.color
+        }
+        Rectangle {
+            x: parent.width / 2
+            width: parent.width / 2
+            height: parent.height
+            color: parent.color
+        }
     }
     KList {
         id: pages
         objectName: "settingsPages"
-        width: 232
+        width: root.narrow ? 136 : 232
         height: parent.height
         topMargin: Theme.sm
         label: "Pages"
@@ -53,7 +69,7 @@ FocusScope {
             required property int index
 
             width: ListView.view.width
-            height: 58
+            height: root.narrow ? 40 : 58
             separated: false
             selected: Settings.page === modelData.id
             Accessible.name: modelData.title + ": " + modelData.subtitle
@@ -64,7 +80,7 @@ FocusScope {
             }
 
             KText {
-                y: 11
+                y: root.narrow ? (entry.height - height) / 2 : 11
                 width: parent.width
                 text: entry.modelData.title
                 font.weight: Font.DemiBold
@@ -73,6 +89,7 @@ FocusScope {
             KText {
                 y: 30
                 width: parent.width
+                visible: !root.narrow
                 text: entry.modelData.subtitle
                 font.pixelSize: Theme.caption
                 color: Theme.textSoft
@@ -141,9 +158,9 @@ FocusScope {
 
         FocusScope {
             id: content
-            x: Theme.xl
-            y: Theme.xl
-            width: flick.width - 2 * Theme.xl
+            x: root.narrow ? Theme.lg : Theme.xl
+            y: x
+            width: flick.width - 2 * x
             implicitHeight: column.implicitHeight
 
             Column {
