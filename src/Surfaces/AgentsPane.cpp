@@ -1,6 +1,10 @@
 #include "Surfaces/AgentsPane.h"
 
+#include "Platform/Uuid.h"
+#include "Plugins/WorkspaceLayout.h"
 #include "Scheduler/SchedulerEngine.h"
+
+#include <algorithm>
 
 namespace Keelhaven {
 
@@ -71,6 +75,17 @@ QueueRow rowOf(const ActiveRun &run)
     row.isBlocked = isBlocked(run.agentState);
     row.startedAt = run.record.startedAt;
     return row;
+}
+
+/// The folder name for the workspace of a new agent: the one after its name, made unlike that of every other
+/// agent. Two agents in one workspace would overwrite each other's brief and plugins at each launch.
+QString ownWorkspaceSlug(const SchedulerSlot &slot, const QList<SchedulerSlot> &others)
+{
+    const QString named = WorkspaceLayout::slugForAgentNamed(slot.name, slot.id);
+    const bool isTaken = std::ranges::any_of(others, [&](const SchedulerSlot &other) {
+        return other.usesWorkspace() && WorkspaceLayout::slugOf(other) == named;
+    });
+    return isTaken ? named + u'-' + uuidText(slot.id).left(8).toLower() : named;
 }
 
 QueueRow launchingRow(const RunRecord &record)
@@ -155,6 +170,12 @@ std::optional<QUuid> AgentsPane::duplicate(const QUuid &slotID)
         return std::nullopt;
     slot->id = QUuid::createUuid();
     slot->name += u" copy"_s;
+    // What the original found and made is not the copy's. When it fired last is: the copy must not make up
+    // for occurrences that the original has used.
+    slot->lastRunHeads.reset();
+    slot->workspaceSlug.reset();
+    if (slot->usesWorkspace())
+        slot->workspaceSlug = ownWorkspaceSlug(*slot, m_engine.slotList());
     const QUuid id = slot->id;
     m_engine.upsert(*std::move(slot));
     return id;

@@ -81,7 +81,8 @@ public:
 
     /// Flips whether the agent fires on its schedule; nothing for one that cannot be scheduled.
     void toggle(const QUuid &slotID);
-    /// Stores a copy named "{name} copy" and gives its id, for the editor to open.
+    /// Stores a copy named "{name} copy", with a workspace of its own, and gives its id, for the editor to
+    /// open.
     std::optional<QUuid> duplicate(const QUuid &slotID);
     void delete_(const QUuid &slotID);
     /// Fires the agent at once, as a manual run; gives the ids of its runs.

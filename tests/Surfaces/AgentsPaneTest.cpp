@@ -48,6 +48,27 @@ TEST_F(AgentsPaneTest, ACopyIsAnAgentOfItsOwn)
     EXPECT_TRUE(engine->slot(*id));
 }
 
+TEST_F(AgentsPaneTest, ACopyWorksInAWorkspaceOfItsOwnAndHasNotRunYet)
+{
+    auto original = slot(u"Nightly"_s);
+    original.workspaceMode = WorkspaceMode::Shared;
+    original.runOnlyIfChanged = true;
+    original.lastRunHeads = QMap<QString, QString>{{original.cwd(), u"abc"_s}};
+    original.lastFiredAt = clock.now();
+    engine->upsert(original);
+    QSet<QString> folders{*engine->slot(original.id)->workspaceSlug};
+    EXPECT_EQ(folders, QSet<QString>{u"nightly"_s});
+    for (int copies = 1; copies <= 2; ++copies) {
+        const auto copy = engine->slot(*pane.duplicate(original.id));
+        ASSERT_TRUE(copy && copy->workspaceSlug);
+        folders.insert(*copy->workspaceSlug);
+        EXPECT_EQ(folders.size(), 1 + copies) << copy->workspaceSlug->toStdString();
+        EXPECT_EQ(copy->lastRunHeads, std::nullopt) << "its first run is not skipped";
+        EXPECT_EQ(copy->lastFiredAt, original.lastFiredAt) << "it makes up for nothing";
+    }
+    EXPECT_TRUE(folders.contains(u"nightly-copy"_s));
+}
+
 TEST_F(AgentsPaneTest, CommandsOfALineReachAllItsRuns)
 {
     RunRecord first, second, other;
