@@ -137,6 +137,37 @@ TEST_F(PromptFieldTest, GoesOnIntoAFolder)
     EXPECT_EQ(list(), u"closed"_s) << "an answer to an earlier text is dropped";
 }
 
+TEST_F(PromptFieldTest, TakesWhatStillFitsTheLastKeystrokes)
+{
+    // Typed, then more before the list follows, then Tab: what becomes of the text.
+    const std::tuple<QString, QString, QString> cases[] = {
+        {u"/r"_s, u"/revi"_s, u"/review "_s},  {u"/l"_s, u"/LIN"_s, u"/tools:lint "_s}, // by its alias
+        {u"/r"_s, u"/rx"_s, QString()},        {u"/r"_s, u"/r x"_s, QString()},
+        {u"./"_s, u"./NES"_s, u"./nested/"_s}, {u"./n"_s, u"./nested/x"_s, QString()},
+        {u"./n"_s, u"./nested/"_s, QString()}, {u"./"_s, u"a ./"_s, QString()},
+    };
+    for (const auto &[first, then, expected] : cases) {
+        type(first);
+        EXPECT_TRUE(field.isOpen()) << first.toStdString();
+        field.edited(then, then.size());
+        const auto edit = field.accept();
+        EXPECT_EQ(edit ? QString(then).replace(edit->start, edit->length, edit->insertion) : QString(),
+                  expected)
+            << then.toStdString();
+        field.load({});
+    }
+}
+
+TEST_F(PromptFieldTest, ReturnEndsALineBehindAWholeFileName)
+{
+    type(u"see ./notes.txt"_s);
+    EXPECT_EQ(list(), u"./notes.txt"_s);
+    EXPECT_EQ(field.accept(), std::nullopt);
+    EXPECT_EQ(list(), u"closed"_s);
+    type(u"see ./notes.txt\n./no"_s);
+    EXPECT_EQ(list(), u"./notes.txt"_s);
+}
+
 TEST_F(PromptFieldTest, WarnsOfACommandThatWillNotBeThere)
 {
     const QString off = u"⚠ /tools:lint comes from tools, which isn't enabled in w"_s;

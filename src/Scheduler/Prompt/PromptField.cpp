@@ -135,14 +135,34 @@ std::optional<PromptEdit> PromptField::accept(std::optional<qsizetype> row)
 {
     const qsizetype index = row.value_or(m_selection);
     const auto token = PromptTokenizer::activeToken(m_text, m_caret);
-    // The list may be for what stood here before the last keystrokes.
-    if (!isOpen() || index < 0 || index >= m_suggestions.size() || !token || token != m_suggestedFor)
+    if (!isOpen() || index < 0 || index >= m_suggestions.size() || !token)
         return std::nullopt;
-    const PromptEdit edit{token->start, token->length, m_suggestions.at(index).insertion};
+    const PromptSuggestion chosen = m_suggestions.at(index);
+    // The list may be for what stood here before the last keystrokes.
+    if (token != m_suggestedFor && !stillCompletes(chosen, *token))
+        return std::nullopt;
+    const PromptEdit edit{token->start, token->length, chosen.insertion};
+    if (chosen.insertion == QStringView(m_text).sliced(token->start, token->length)) {
+        // Nothing is left to complete; taking the key again and again would keep it from the field for ever.
+        dismiss();
+        return std::nullopt;
+    }
     ++m_ticket;
     m_selection = 0;
     show({}, std::nullopt);
     return edit;
+}
+
+/// Whether a suggestion for an earlier state of the token is one for the token as it stands now.
+bool PromptField::stillCompletes(const PromptSuggestion &suggestion, const PromptToken &token) const
+{
+    if (!m_suggestedFor || token.kind != m_suggestedFor->kind || token.start != m_suggestedFor->start)
+        return false;
+    if (token.kind == PromptToken::Kind::SlashCommand)
+        return m_model.commandSuggestions(token.partial).contains(suggestion);
+    const qsizetype folder = token.partial.lastIndexOf(u'/') + 1;
+    return suggestion.insertion.startsWith(QStringView(token.partial).first(folder)) &&
+           suggestion.insertion.startsWith(token.partial, Qt::CaseInsensitive);
 }
 
 bool PromptField::dismiss()

@@ -74,7 +74,8 @@ public:
 
     // The keys. With no open list each gives false or nothing, and the key belongs to the field.
     bool moveSelection(int by);
-    /// Return, Tab, or a click on a row; apply the edit to the text, which comes back by edited().
+    /// Return, Tab, or a click on a row; apply the edit to the text, which comes back by edited(). Nothing,
+    /// too, when the text already reads so, or when the last keystrokes have left the list behind.
     [[nodiscard]] std::optional<PromptEdit> accept(std::optional<qsizetype> row = std::nullopt);
     /// Escape: closed until the next edit.
     bool dismiss();
@@ -93,6 +94,7 @@ private:
     void recompute();
     QCoro::Task<> findPaths(PromptToken token, quint64 ticket);
     void show(QList<PromptSuggestion> suggestions, const std::optional<PromptToken> &token);
+    [[nodiscard]] bool stillCompletes(const PromptSuggestion &suggestion, const PromptToken &token) const;
     void updateNotices();
     [[nodiscard]] PromptNotice noticeOf(const EnablementIssue &issue) const;
     QCoro::Task<> runEnable(EnablementIssue issue);
