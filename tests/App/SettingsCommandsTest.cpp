@@ -95,6 +95,8 @@ TEST_F(SettingsCommandsTest, HelpAndJSONTellEveryKey)
     EXPECT_TRUE(help.contains(
         u"integer: a whole number from 0 to 100; 0 means no session cap; screens offer 5 to 95, "
         u"step 5; default 50"_s));
+    EXPECT_FALSE(help.contains(u"{n}") || help.contains(u"  · ")) << "captions of steppers stand alone here";
+    EXPECT_TRUE(help.contains(u"      at most N: the ceiling on parked task sessions\n"_s));
     const auto list = JSONValue::parse(said(u"list --all --json"_s).toUtf8());
     ASSERT_TRUE(list && list->arrayValue());
     EXPECT_EQ(list->arrayValue()->size(), SettingsCatalog::all().size());

@@ -114,13 +114,21 @@ QString rangeLine(const SettingSpec &spec)
     return line + u"; default "_s + fallback;
 }
 
+/// A caption of a screen's stepper, which has its number in the middle and may follow another, as a text of
+/// its own.
+QString spoken(QStringView text)
+{
+    QString spoken = text.toString().replace(u"{n}"_s, u"N"_s);
+    return spoken.startsWith(u"· ") ? spoken.sliced(2) : spoken;
+}
+
 QString entryText(const SettingSpec &spec)
 {
     QString text = u"  %1\n      %2\n"_s.arg(spec.key, rangeLine(spec));
     QStringList meaning;
     for (const QStringView part : {spec.label, spec.effect}) {
         if (!part.isEmpty())
-            meaning.append(part.toString());
+            meaning.append(spoken(part));
     }
     return text + u"      %1\n"_s.arg(meaning.join(u": "_s));
 }
