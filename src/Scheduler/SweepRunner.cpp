@@ -105,8 +105,7 @@ QCoro::Task<SweepStart> SweepRunner::start(bool force)
 
 std::optional<QString> SweepRunner::resumeLatestSweep()
 {
-    const bool isLaunching = std::ranges::any_of(m_engine.launching(), belongsToSweep);
-    if (liveSweep() || queuedSweep() || isLaunching || sweepResumePending())
+    if (liveSweep() || queuedSweep() || launchingSweep() || sweepResumePending())
         return u"A sweep or its follow-up is under way."_s;
     const auto sweep = latestSweep();
     if (!sweep)
@@ -140,6 +139,13 @@ std::optional<QueuedRun> SweepRunner::queuedSweep() const
     const auto &queued = m_engine.queued();
     const auto found = std::ranges::find_if(queued, belongsToSweep, &QueuedRun::record);
     return found == queued.end() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<RunRecord> SweepRunner::launchingSweep() const
+{
+    const auto &launching = m_engine.launching();
+    const auto found = std::ranges::find_if(launching, belongsToSweep);
+    return found == launching.end() ? std::nullopt : std::optional(*found);
 }
 
 bool SweepRunner::sweepResumePending() const

@@ -49,6 +49,8 @@ public:
     /// The live sweep or follow-up; null when there is none.
     [[nodiscard]] ActiveRunPtr liveSweep() const;
     [[nodiscard]] std::optional<QueuedRun> queuedSweep() const;
+    /// The sweep or follow-up whose session is being opened: it waits and lives no more, and not yet.
+    [[nodiscard]] std::optional<RunRecord> launchingSweep() const;
     /// A follow-up was asked for a moment ago and may not show in the queue yet.
     [[nodiscard]] bool sweepResumePending() const;
     [[nodiscard]] const std::optional<Date> &sweepResumeRequestedAt() const { return m_resumeRequestedAt; }

@@ -166,8 +166,12 @@ TEST_F(SweepTest, TwoWishesInOneMomentGiveOneSweep)
     settle();
     wish(true);
     EXPECT_EQ(launcher.launchOrder.size(), 1) << "also while its session is being opened";
+    ASSERT_TRUE(runner.launchingSweep());
+    EXPECT_EQ(runner.launchingSweep()->slotName, u"Morning report");
+    EXPECT_FALSE(runner.queuedSweep() || runner.liveSweep());
     launcher.releaseLaunches();
     settle();
+    EXPECT_TRUE(runner.liveSweep() && !runner.launchingSweep());
 }
 
 TEST_F(SweepTest, TabAtWorkFromBeforeStopsTheNewOne)

@@ -67,11 +67,13 @@ CommandReply report(SweepRunner &runner, const CommandContext &context, bool asJ
     const auto report = MorningReport::from(context.engine.history());
     const auto live = runner.liveSweep();
     const auto queued = runner.queuedSweep();
+    const auto launching = runner.launchingSweep();
     if (asJSON) {
         JSONObject json{{u"latest"_s, recordJSON(report.latest)},
                         {u"earlier"_s, JSONCodec<QList<RunRecord>>::encode(report.earlier)},
                         {u"followUps"_s, JSONCodec<QList<RunRecord>>::encode(report.followUps)},
                         {u"live"_s, live ? encodeRecord(live->record) : JSONValue()},
+                        {u"launching"_s, recordJSON(launching)},
                         {u"queued"_s, queued ? encodeRecord(queued->record) : JSONValue()}};
         if (report.resumeBlockedReason)
             json.set(u"resumeBlockedReason"_s, *report.resumeBlockedReason);
@@ -82,8 +84,12 @@ CommandReply report(SweepRunner &runner, const CommandContext &context, bool asJ
         text += u"Live: %1, run %2\n"_s.arg(oneLine(live->record.slotName), shortID(live->record.id));
     else if (queued)
         text += u"Waiting: "_s + oneLine(queued->record.slotName) + u'\n';
+    else if (launching)
+        text += u"Starting: %1, run %2\n"_s.arg(oneLine(launching->slotName), shortID(launching->id));
+    const bool isUnderWay = !text.isEmpty();
     if (!report.latest) {
-        text += u"No sweep has ended yet; \"keelhaven sweep\" starts one.\n"_s;
+        text += isUnderWay ? u"No sweep has ended yet.\n"_s
+                           : u"No sweep has ended yet; \"keelhaven sweep\" starts one.\n"_s;
         return {.output = text};
     }
     text += headline(*report.latest, context) + u'\n';
