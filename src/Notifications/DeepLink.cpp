@@ -101,8 +101,9 @@ std::optional<DeepLink> DeepLink::parse(const QString &text)
 DeepLink::Action DeepLink::action() const
 {
     const auto wake = [&](Action action) { return name == u"wake"_s ? action : Action::None; };
+    // A session in the root folder has "/" for a project, which nothing on a screen is called.
     if (host == u"project")
-        return name ? Action::OpenProject : Action::RaiseWindow;
+        return name && *name != u"/" ? Action::OpenProject : Action::RaiseWindow;
     if (host == u"scheduler")
         return wake(Action::WakeScheduler);
     if (host == u"dispatch")

@@ -28,6 +28,7 @@ TEST(DeepLink, EachLinkAndItsAction)
         {"keelhaven://project/a%00b", Action::OpenProject, u"a%00b"_s},
         {"keelhaven://project", Action::RaiseWindow},
         {"keelhaven://project///", Action::RaiseWindow},
+        {"keelhaven://project/%2F", Action::RaiseWindow, u"/"_s},
         {"keelhaven://activity", Action::RaiseWindow},
         {"keelhaven://settings", Action::RaiseWindow},
         {"keelhaven://scheduler/wake", Action::WakeScheduler, u"wake"_s},
