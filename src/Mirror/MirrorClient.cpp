@@ -26,10 +26,13 @@ static_assert(verbs.size() == static_cast<size_t>(MirrorMethod::DeleteSlot) + 1)
 
 using Reply = Result<MirrorReply, MirrorError>;
 
+MirrorError errorOf(const HttpError &error)
+{
+    return {error.kind == HttpError::Kind::NotHttp ? u"no HTTP response"_s : error.message()};
+}
+
 Reply read(const HttpResponse &response)
 {
-    if (response.status == 0)
-        return failure(MirrorError{u"no HTTP response"_s});
     const auto parsed = JSONValue::parse(response.body);
     JSONValue value = parsed ? *parsed : JSONValue();
     if (response.status == okStatus)
@@ -95,7 +98,7 @@ MirrorClient::Answer<MirrorReply> MirrorClient::call(MirrorMethod method, JSONOb
     request.timeout = m_timeout;
     const auto response = co_await m_http->send(request);
     if (!response)
-        co_return failure(MirrorError{response.error().message()});
+        co_return failure(errorOf(response.error()));
     co_return read(*response);
 }
 

@@ -42,8 +42,9 @@ QCoro::Task<MirrorState> MirrorProbe::probe() const
     request.timeout = timeout;
     const auto answer = co_await m_http->send(request);
     if (!answer) {
-        // Whoever says so much is there.
-        const bool isThere = answer.error().kind == HttpError::Kind::TooLarge;
+        // Whoever says so much, or something else, is there.
+        const auto kind = answer.error().kind;
+        const bool isThere = kind == HttpError::Kind::TooLarge || kind == HttpError::Kind::NotHttp;
         co_return isThere ? MirrorState::foreign() : MirrorState::down();
     }
     if (answer->status != 200)

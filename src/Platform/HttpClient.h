@@ -40,7 +40,13 @@ struct HttpResponse
 /// Why there is no answer.
 struct HttpError
 {
-    enum class Kind { Unreachable, TimedOut, TooLarge, Closed };
+    enum class Kind {
+        Unreachable,
+        NotHttp, ///< a server took the connection and ended it without the beginning of an HTTP answer
+        TimedOut,
+        TooLarge,
+        Closed
+    };
 
     Kind kind = Kind::Unreachable;
     QString detail; ///< what the system said; holds no header and no query

@@ -144,7 +144,9 @@ private:
             return;
         const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (status == 0 || isTransportError(m_reply->error())) {
-            fail(HttpError::Kind::Unreachable, reason());
+            // Qt says the same of a server that speaks something else and of one that only hangs up.
+            const bool hungUp = m_reply->error() == QNetworkReply::RemoteHostClosedError;
+            fail(status == 0 && hungUp ? HttpError::Kind::NotHttp : HttpError::Kind::Unreachable, reason());
             return;
         }
         HttpResponse response;

@@ -46,7 +46,7 @@ TEST_F(MirrorTest, AnswersBecomeValuesOrSentences)
         {FakeHttpClient::answered(500, "<html>"), u"error: HTTP 500"_s},
         {FakeHttpClient::answered(404, R"({"error": 7})"), u"error: HTTP 404"_s},
         {FakeHttpClient::answered(302), u"error: HTTP 302"_s},
-        {FakeHttpClient::answered(0), u"error: no HTTP response"_s},
+        {FakeHttpClient::error(HttpError::Kind::NotHttp), u"error: no HTTP response"_s},
         {FakeHttpClient::unreachable(), u"error: no such server"_s},
     };
     for (const auto &[outcome, expected] : cases) {
@@ -116,6 +116,7 @@ TEST_F(MirrorTest, OnlyAViewIsTheService)
         {FakeHttpClient::answered(200, R"([])"), MirrorState::foreign()},
         {FakeHttpClient::answered(404, R"({"projects": []})"), MirrorState::foreign()},
         {FakeHttpClient::error(HttpError::Kind::TooLarge), MirrorState::foreign()},
+        {FakeHttpClient::error(HttpError::Kind::NotHttp), MirrorState::foreign()},
         {FakeHttpClient::error(HttpError::Kind::TimedOut), MirrorState::down()},
         {FakeHttpClient::unreachable(), MirrorState::down()},
     };

@@ -129,7 +129,9 @@ TEST(QtHttpClient, WhatIsNoAnswerIsAnError)
     const auto refused = client.send(toNobody);
     EXPECT_TRUE(refused.isReady()) << "nobody there: known at once, with no network thread";
     EXPECT_EQ(errorKind(client, toNobody), Kind::Unreachable) << "refused";
-    EXPECT_EQ(errorKind(client, LocalServer("garbage\r\n\r\n").request(path)), Kind::Unreachable);
+    for (const QByteArray foreign : {"garbage\r\n\r\n", "SSH-2.0-server\r\n", "\x15\x03\x01", "\r\n"})
+        EXPECT_EQ(errorKind(client, LocalServer(foreign).request(path)), Kind::NotHttp)
+            << foreign.constData();
     EXPECT_EQ(errorKind(client, LocalServer(answer("200 OK", "cut").replace(": 3", ": 9")).request(path)),
               Kind::Unreachable);
     for (const QString &text : {u"file:///etc/passwd"_s, u"http:///x"_s, QString(), u"ftp://127.0.0.1/"_s}) {
