@@ -52,7 +52,7 @@ void SweepView::update()
     m_updateTimer.stop();
     auto &sweep = m_model.sweep();
     const MorningReportCard::Present present{.live = sweep.liveSweep(),
-                                             .isQueued = sweep.queuedSweep().has_value(),
+                                             .isQueued = sweep.queuedSweep() || sweep.launchingSweep(),
                                              .isResuming = sweep.sweepResumePending(),
                                              .blocked = sweep.sweepBlockedReason()};
     const auto card = MorningReportCard::from(MorningReport::from(m_model.scheduler().history()), present,

@@ -1,5 +1,6 @@
 #include "App/AppSelection.h"
 #include "Scheduler/PowerAssertionController.h"
+#include "Scheduler/SweepRunner.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "UI/ScreenFixture.h"
 #include "UI/TrayIcon.h"
@@ -93,8 +94,14 @@ TEST(BoardPanelTest, ABlockedSweepSaysWhy)
     board.update();
     EXPECT_TRUE(board.item(u"runSweep"_s)->isEnabled());
     EXPECT_FALSE(board.shows(reason));
+    board.profile.sessions().holdLaunches = true;
     board.click(board.item(u"runSweep"_s));
-    EXPECT_NE(board.views.sweep.state(), QString());
+    ASSERT_TRUE(waitUntil([&] { return board.profile.model().sweep().launchingSweep().has_value(); }));
+    board.update();
+    EXPECT_EQ(board.views.sweep.state(), u"Waiting to start"_s) << "also while its session is being opened";
+    EXPECT_FALSE(board.item(u"runSweep"_s)->isEnabled());
+    board.profile.sessions().releaseLaunches();
+    board.update();
 }
 
 TEST(BoardPanelTest, TheUsageStripTellsWhatIsAheadOfItsPace)
