@@ -264,6 +264,23 @@ AgentDraft merged(AgentDraft mine, const AgentDraft &was, const AgentDraft &is)
     return mine;
 }
 
+QString missingFoldersNote(const QStringList &missing)
+{
+    if (missing.isEmpty())
+        return {};
+    return missing.size() == 1
+               ? u"There is no folder %1 yet; runs in it fail."_s.arg(missing.constFirst())
+               : u"These folders are not there yet; runs in them fail: %1"_s.arg(missing.join(u", "_s));
+}
+
+bool turnsDirection(const QString &text)
+{
+    return std::ranges::any_of(text, [](QChar c) {
+        const auto code = c.unicode();
+        return (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+    });
+}
+
 Confirmation discardQuestion(const QString &agentName)
 {
     const QString name = agentName.trimmed().left(shownNameLimit);

@@ -41,6 +41,13 @@ hintedField(const AgentDraft &draft, const std::function<bool(const QString &)> 
 /// `mine` was edited from `was`, while the stored agent became `is`: what I left alone follows it.
 [[nodiscard]] AgentDraft merged(AgentDraft mine, const AgentDraft &was, const AgentDraft &is);
 
+/// What stands under the folders when some of them are not on this machine; empty when all are there.
+[[nodiscard]] QString missingFoldersNote(const QStringList &missing);
+/// Whether a text holds invisible marks that change the order in which it is shown.
+[[nodiscard]] bool turnsDirection(const QString &text);
+inline constexpr QStringView directionNote =
+    u"The prompt holds invisible marks that turn the writing direction: it may read otherwise than it looks.";
+
 /// Asked before edits are lost. An empty name is an agent that has none yet.
 [[nodiscard]] Confirmation discardQuestion(const QString &agentName);
 

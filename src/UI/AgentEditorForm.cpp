@@ -7,6 +7,7 @@
 #include "Platform/Uuid.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QUrl>
 
 namespace Keelhaven {
@@ -293,8 +294,10 @@ QString AgentEditorView::shownPath(const QString &path) const
 
 QUrl AgentEditorView::folderToStartAt() const
 {
-    const QString last = m_draft.cwds.isEmpty() ? QString() : m_draft.cwds.last();
-    return QUrl::fromLocalFile(QDir(last).isAbsolute() && QDir(last).exists() ? last : m_model.paths().home);
+    // Beside the folder that was added last: the next one is often its neighbour.
+    const QString beside =
+        m_draft.cwds.isEmpty() ? QString() : QFileInfo(m_draft.cwds.constLast()).absolutePath();
+    return QUrl::fromLocalFile(QDir(beside).exists() && !beside.isEmpty() ? beside : m_model.paths().home);
 }
 
 QVariantMap AgentEditorView::month(int monthsFromChosen) const

@@ -4,12 +4,16 @@
 #include "Mirror/MirrorClient.h"
 #include "Mirror/MirrorMonitor.h"
 #include "Platform/Clock.h"
+#include "Platform/Tasks.h"
 #include "Platform/Uuid.h"
 #include "Plugins/PluginInventoryStore.h"
 #include "Scheduler/Model/SlotTemplate.h"
 #include "Surfaces/AgentsPane.h"
 #include "Surfaces/SlotRow.h"
 #include "UI/ShownText.h"
+
+#include <QCoroTask>
+#include <QFileInfo>
 
 namespace Keelhaven {
 
@@ -73,8 +77,27 @@ void AgentEditorView::followPrompt()
     };
 }
 
+void AgentEditorView::lookForFolders()
+{
+    const auto missingOf = [folders = m_promptFolders] {
+        QStringList missing;
+        for (const QString &folder : folders) {
+            if (!QFileInfo(folder).isDir())
+                missing.append(folder);
+        }
+        return missing;
+    };
+    QCoro::connect(onPool(missingOf), this, [this, asked = m_promptFolders](const QStringList &missing) {
+        if (asked != m_promptFolders)
+            return;
+        m_missingFolders = missing;
+        showFacts();
+    });
+}
+
 void AgentEditorView::rescanPrompt()
 {
+    lookForFolders();
     m_prompt.field().setSurroundings(m_promptFolders, m_model.pluginInventory().current());
 }
 
@@ -292,6 +315,7 @@ void AgentEditorView::show()
     m_prompt.field().setPickedPlugins(slot.plugins);
     if (slot.cwds != m_promptFolders) {
         m_promptFolders = slot.cwds;
+        m_missingFolders.clear();
         m_rescan.start();
     }
     showForm();
@@ -335,6 +359,13 @@ void AgentEditorView::showFacts()
         {u"defaultCap"_s,
          u"%1 %"_s.arg(Setting::read(m_model.settings(), Setting::schedulerSessionCapPercent))},
     };
+    QStringList missing;
+    for (const QString &folder : m_missingFolders)
+        missing.append(ShownText::line(shownPath(folder), shownNameLimit));
+    facts.insert(u"folderNote"_s, AgentEditor::missingFoldersNote(missing));
+    facts.insert(u"promptNote"_s, AgentEditor::turnsDirection(slot.command)
+                                      ? AgentEditor::directionNote.toString()
+                                      : QString());
     if (m_isGone)
         facts.insert(u"notice"_s, u"This agent was deleted elsewhere. Saving brings it back."_s);
     else if (!isNew() && workspaceError && slot.usesWorkspace())

@@ -24,7 +24,7 @@ class AgentEditorView : public QObject
     /// By key: objects with "label", "help", "least", "most" and "step".
     Q_PROPERTY(QVariantMap fields READ fields CONSTANT)
     /// "name", "subtitle", "isNew", "isCodex", "hasChanges", "hint", "canSave", "notice", "warning",
-    /// "nextDates", "noDates", "summaries" by group, "defaultCap".
+    /// "folderNote", "promptNote", "nextDates", "noDates", "summaries" by group, "defaultCap".
     Q_PROPERTY(QVariantMap facts READ facts NOTIFY changed)
     /// Empty for a new agent.
     Q_PROPERTY(QString slotID READ slotID NOTIFY changed)
@@ -136,6 +136,7 @@ private:
     void engineChanged();
     void followPrompt();
     void rescanPrompt();
+    void lookForFolders();
     void show();
     void showForm();
     void showFacts();
@@ -153,7 +154,8 @@ private:
     PluginCacheGuard m_guard;
     PreflightTrial m_trial;
     PromptEditorView m_prompt;
-    QStringList m_promptFolders; ///< that it knows
+    QStringList m_promptFolders;  ///< that it knows
+    QStringList m_missingFolders; ///< of those
     SlotEditorTarget m_target;
     std::optional<SlotEditorTarget> m_wanted; ///< where the edits keep from going
     bool m_isQuitting = false;                ///< what they keep from is quitting

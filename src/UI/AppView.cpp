@@ -24,6 +24,7 @@ AppView::AppView(AppModel &model, QObject *parent)
     connect(selection, &AppSelection::showSettingsChanged, this, &AppView::showsSettingsChanged);
     connect(selection, &AppSelection::raiseRequested, this, &AppView::raiseRequested);
     connect(&m_scheduler, &SchedulerView::newAgentWanted, &m_agentEditor, &AgentEditorView::openNew);
+    connect(&m_agentEditor, &AgentEditorView::quitAllowed, this, [] { QCoreApplication::exit(); });
     connect(&model, &AppModel::lastMutationErrorChanged, this, &AppView::lastErrorChanged);
 }
 
@@ -77,6 +78,14 @@ QUrl AppView::screen(const QString &name) const
 void AppView::dismissError()
 {
     m_model.setLastMutationError(std::nullopt);
+}
+
+void AppView::quit()
+{
+    if (m_agentEditor.mayQuit())
+        QCoreApplication::exit();
+    else
+        m_model.selection().raiseMainWindow();
 }
 
 void AppView::openLink(const QString &link)

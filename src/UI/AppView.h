@@ -47,6 +47,8 @@ public:
     /// Where the screen "{name}.qml" lies; empty when this build has none.
     Q_INVOKABLE QUrl screen(const QString &name) const;
     Q_INVOKABLE void dismissError();
+    /// Quits, unless edits would be lost: then the user is asked first.
+    Q_INVOKABLE void quit();
     /// Opens an address of the web, of mail, or of a file that is no program.
     Q_INVOKABLE void openLink(const QString &link);
 

@@ -182,6 +182,16 @@ TEST(AgentEditing, AnEditTakesAlongWhatChangedMeanwhile)
     EXPECT_EQ(AgentEditor::merged(was, was, is), is) << "without edits it is what is stored";
 }
 
+TEST(AgentEditing, WhatCannotBeSeenIsSaid)
+{
+    EXPECT_EQ(AgentEditor::missingFoldersNote({}), QString());
+    EXPECT_EQ(AgentEditor::missingFoldersNote({u"~/a"_s}), u"There is no folder ~/a yet; runs in it fail.");
+    EXPECT_EQ(AgentEditor::missingFoldersNote({u"~/a"_s, u"~/b"_s}),
+              u"These folders are not there yet; runs in them fail: ~/a, ~/b");
+    EXPECT_TRUE(AgentEditor::turnsDirection(u"a\u202eb"_s) && AgentEditor::turnsDirection(u"\u2066"_s));
+    EXPECT_FALSE(AgentEditor::turnsDirection(u"עברית 👩‍👩‍👧 \u200e"_s));
+}
+
 TEST(AgentEditing, OneMoreTimeIsOneThatIsNotThereYet)
 {
     EXPECT_EQ(AgentEditor::furtherTime({}), (HourMinute{9, 0}));

@@ -139,6 +139,11 @@ TEST_F(AgentEditorTest, EditsAreNotLostUnasked)
     screen.press(Qt::Key_Return); // Cancel has the focus
     EXPECT_EQ(text(u"name"_s), u"Evening brief");
 
+    screen.press(Qt::Key_Q, Qt::ControlModifier);
+    ASSERT_TRUE(asks());
+    screen.press(Qt::Key_Escape);
+    EXPECT_EQ(text(u"name"_s), u"Evening brief");
+
     screen.app.scheduler()->selectSlot(uuidText(agent(1)));
     screen.update();
     screen.press(Qt::Key_Tab);

@@ -76,6 +76,74 @@ void showMeters(DemoProfile &profile)
     profile.model().usage().adopt(snapshot);
 }
 
+QList<Scene> editorScenes()
+{
+    const DemoProfile::Options full;
+    return {
+        {u"editor-weekly"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) { edit(profile, root, 1, {}, 0); }},
+        {u"editor-hours"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) { edit(profile, root, 2, {}, 380); }},
+        {u"editor-once"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) { edit(profile, root, 3, {3, 4}, 420); }},
+        {u"editor-gates"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) { edit(profile, root, 8, {0, 1}, 640); }},
+        {u"editor-workspace"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) { edit(profile, root, 6, {2}, 640); }},
+        {u"editor-template"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().setSlotEditor(SlotEditorTarget::ofTemplate(u"security-review"_s));
+         }},
+        {u"editor-tried"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             edit(profile, root, 8, {0}, 640);
+             QMetaObject::invokeMethod(findItem(root, u"tryPreflight"_s), "clicked");
+         }},
+        {u"editor-completion"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             const QString folder = profile.home() + u"/.claude/commands/"_s;
+             QDir().mkpath(folder + u"git"_s);
+             for (const QString &name :
+                  {u"review"_s, u"release"_s, u"git/commit"_s, u"git/tidy"_s, u"deps"_s})
+                 static_cast<void>(QFile(folder + name + u".md"_s).open(QIODevice::WriteOnly));
+             edit(profile, root, 1, {}, 0);
+             run(500);
+             QQuickItem *field = findItem(root, u"command"_s);
+             field->forceActiveFocus();
+             field->setProperty("text", u"/"_s);
+             field->property("area").value<QQuickItem *>()->setProperty("cursorPosition", 1);
+             profile.clock().advance(std::chrono::milliseconds(300));
+         }},
+        {u"editor-discard"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             edit(profile, root, 1, {}, 0);
+             findItem(root, u"name"_s)->setProperty("text", u"Watch"_s);
+             QMetaObject::invokeMethod(findItem(root, u"name"_s), "textEdited");
+             profile.model().selection().setSlotEditor(SlotEditorTarget::blank());
+         }},
+        {u"editor-month"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             edit(profile, root, 3, {}, 420);
+             QMetaObject::invokeMethod(findItem(root, u"pickDay"_s), "clicked");
+         }},
+        {u"editor-hostile"_s,
+         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
+         [](DemoProfile &profile, QQuickItem &root) {
+             auto slot = profile.model().scheduler().slotList().value(2);
+             slot.command =
+                 u"\u202egnorw <b>x</b> 👩‍👩‍👧‍👦\u0007 "_s + QString(100'000, u'x');
+             slot.cwds = QStringList{u"/srv/"_s + QString(3'000, u'd'), u"/tmp/מימין/👍"_s};
+             slot.plugins = QStringList{QString(3'000, u'p'), u"<i>x</i>@m"_s};
+             profile.model().scheduler().upsert(slot);
+             edit(profile, root, 2, {2}, 0);
+         }},
+        {u"editor-hint"_s, full,
+         [](DemoProfile &, QQuickItem &root) {
+             QMetaObject::invokeMethod(findItem(root, u"agentEditor"_s), "save");
+         }},
+    };
+}
+
 QList<Scene> scenes()
 {
     const DemoProfile::Options full;
@@ -148,24 +216,6 @@ QList<Scene> scenes()
          {.isEmpty = true},
          [](DemoProfile &, QQuickItem &) {},
          u"file://"_s + QStringLiteral(KEELHAVEN_GALLERY)},
-        {u"board"_s, full,
-         [](DemoProfile &profile, QQuickItem &) {
-             profile.model().selection().setPanel(AppPanel::Keelhaven);
-         }},
-        {u"first-start"_s, {.isEmpty = true}, [](DemoProfile &, QQuickItem &) {}},
-        {u"fallback"_s, {.hasBrokenDatabase = true}, [](DemoProfile &, QQuickItem &) {}},
-        {u"hostile"_s,
-         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
-         [select](DemoProfile &profile, QQuickItem &root) {
-             showTab(root, 3);
-             select(profile, profile.model().scheduler().history().value(0).id);
-         }},
-        {u"hostile-agents"_s,
-         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
-         [](DemoProfile &, QQuickItem &) {}},
-    };
-}
-
         {u"settings"_s, full,
          [](DemoProfile &profile, QQuickItem &) { profile.model().selection().setShowSettings(true); }},
         {u"settings-sources"_s, full,
@@ -206,6 +256,24 @@ QList<Scene> scenes()
              if (QQuickItem *button = findItem(root, u"glanceButton"_s))
                  QMetaObject::invokeMethod(button, "clicked");
          }},
+        {u"board"_s, full,
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().setPanel(AppPanel::Keelhaven);
+         }},
+        {u"first-start"_s, {.isEmpty = true}, [](DemoProfile &, QQuickItem &) {}},
+        {u"fallback"_s, {.hasBrokenDatabase = true}, [](DemoProfile &, QQuickItem &) {}},
+        {u"hostile"_s,
+         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
+         [select](DemoProfile &profile, QQuickItem &root) {
+             showTab(root, 3);
+             select(profile, profile.model().scheduler().history().value(0).id);
+         }},
+        {u"hostile-agents"_s,
+         {.hasLiveRuns = false, .isHostile = true, .runs = 40},
+         [](DemoProfile &, QQuickItem &) {}},
+    };
+}
+
 bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
 {
     DemoProfile profile(scene.profile);
@@ -251,7 +319,7 @@ int main(int argc, char **argv)
     const QString mode = words.value(2, u"both"_s);
     QDir().mkpath(folder);
     bool isGood = true;
-    for (const Scene &scene : scenes()) {
+    for (const Scene &scene : scenes() + editorScenes()) {
         if (words.size() > 3 && !words.mid(3).contains(scene.name))
             continue;
         for (const QString &size : sizes) {

@@ -4,6 +4,7 @@ import Keelhaven
 /// Folders in their order: typed, or chosen in the desktop's dialog. The last row takes one more.
 Column {
     id: root
+    objectName: key
 
     property string key: "cwds"
     property string label: App.agentEditor.fields[key].label
@@ -17,8 +18,7 @@ Column {
         if (repeater.count > 0)
             repeater.itemAt(repeater.count - 1).takeFocus();
     }
-    function choose(index) {
-        picker.index = index;
+    function choose() {
         picker.open();
     }
 
@@ -89,14 +89,13 @@ Column {
                     help: picker.failed ? "The desktop's folder dialog is not installed; type the path." : "Choose a folder"
                     enabled: !picker.failed
                     visible: line.isLast
-                    onClicked: root.choose(line.index)
+                    onClicked: root.choose()
                 }
             }
         }
     }
     Loader {
         id: picker
-        property int index: 0
         readonly property bool failed: status === Loader.Error
 
         function open() {

@@ -40,6 +40,7 @@ T.Popup {
     }
 
     width: 252
+    height: implicitContentHeight + topPadding + bottomPadding
     padding: 10
     focus: true
     margins: 8

@@ -27,6 +27,7 @@ Flow {
             Keys.onDownPressed: months.show()
         }
         KButton {
+            objectName: "pickDay"
             anchors.right: parent.right
             anchors.rightMargin: 3
             anchors.verticalCenter: parent.verticalCenter

@@ -132,6 +132,11 @@ Column {
             }
         }
     }
+    PromptNoticeRow {
+        width: parent.width
+        visible: root.editor.facts.promptNote !== ""
+        notice: ({ text: root.editor.facts.promptNote })
+    }
     Repeater {
         model: root.completion.notices
 

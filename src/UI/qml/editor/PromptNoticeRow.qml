@@ -10,7 +10,7 @@ Rectangle {
     signal addWanted()
     signal enableWanted()
 
-    implicitHeight: column.implicitHeight + 18
+    implicitHeight: column.implicitHeight + 14
     radius: Theme.radius
     color: Theme.warnSoft
     Accessible.role: Accessible.AlertMessage
@@ -31,28 +31,28 @@ Rectangle {
         Flow {
             width: parent.width
             spacing: Theme.sm
-            visible: root.notice.addLabel !== "" || root.notice.enableLabel !== ""
+            visible: !!root.notice.addLabel || !!root.notice.enableLabel
 
             KButton {
                 compact: true
                 visible: text !== ""
-                text: root.notice.addLabel
+                text: root.notice.addLabel || ""
                 onClicked: root.addWanted()
             }
             KButton {
                 compact: true
                 visible: text !== ""
                 width: Math.min(implicitWidth, column.width)
-                text: root.notice.enableLabel
-                enabled: root.notice.canEnable
-                help: root.notice.enableHelp
+                text: root.notice.enableLabel || ""
+                enabled: root.notice.canEnable === true
+                help: root.notice.enableHelp || ""
                 onClicked: root.enableWanted()
             }
         }
         KParagraph {
             width: parent.width
             visible: text !== ""
-            text: root.notice.help
+            text: root.notice.help || ""
             font.pixelSize: Theme.small
             color: Theme.textFaint
         }

@@ -296,7 +296,7 @@ FocusScope {
             visible: root.showsShortcuts
             label: "Quit"
             iconName: "cross"
-            onClicked: Glance.quit()
+            onClicked: App.quit()
         }
     }
 }

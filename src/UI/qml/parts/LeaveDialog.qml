@@ -54,7 +54,10 @@ T.Popup {
             KButton {
                 objectName: "leaveQuit"
                 text: "Quit"
-                onClicked: Glance.quit()
+                onClicked: {
+                    control.close();
+                    App.quit();
+                }
             }
             KButton {
                 id: keep

@@ -113,6 +113,6 @@ FocusScope {
     Shortcut { sequence: "Ctrl+4"; onActivated: root.showPanel("plugins") }
     Shortcut { sequence: "Ctrl+N"; onActivated: { root.showPanel("scheduler"); agents.item.startNew(); } }
     Shortcut { sequence: "Ctrl+,"; onActivated: App.showsSettings = true }
-    Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
+    Shortcut { sequence: "Ctrl+Q"; onActivated: App.quit() }
     Shortcut { sequences: ["?", "F1"]; onActivated: shortcuts.open() }
 }

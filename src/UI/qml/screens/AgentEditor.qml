@@ -135,6 +135,16 @@ FocusScope {
                     placeholder: "~/code/project"
                     faulty: footer.insists && root.form.cwds.length === 0
                 }
+                KParagraph {
+                    width: parent.width
+                    visible: text !== ""
+                    text: root.facts.folderNote
+                    font.pixelSize: Theme.small
+                    color: Theme.warn
+                    maximumLineCount: 3
+                    elide: Text.ElideRight
+                    wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+                }
             }
             FormField {
                 width: parent.width
