@@ -288,6 +288,21 @@ TEST_F(MonitoringTest, WaitingIsReportedOnceForALifetime)
     EXPECT_TRUE(sink.titles.contains(u"⏸ agent is waiting for input"_s));
 }
 
+TEST_F(MonitoringTest, AtNightOnlyTheWaitingIsTold)
+{
+    settings.set(u"schedulerNotificationsEnabled"_s, true);
+    settings.set(u"quietHoursEnabled"_s, true);
+    clock.jump(14h); // 23:00
+    const auto run = begin();
+    paneOf(run).probe.state = AgentState::Idle;
+    clock.advance(2min);
+    EXPECT_EQ(paneOf(run).prompts.size(), 1);
+    EXPECT_TRUE(sink.titles.isEmpty()) << "neither the start nor the prompt that was sent again";
+    paneOf(run).probe.state = AgentState::Blocked;
+    clock.advance(5s);
+    EXPECT_EQ(sink.titles, QStringList{u"⏸ agent is waiting for input"_s});
+}
+
 TEST_F(MonitoringTest, OnlySilenceThatTheHostCannotExplainCountsAsAStall)
 {
     const auto thinking = begin();
