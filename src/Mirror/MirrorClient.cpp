@@ -127,9 +127,9 @@ MirrorClient::Answer<void> MirrorClient::includeProject(QString project) const
     return change(call(MirrorMethod::IncludeProject, {{u"project"_s, project}}));
 }
 
-MirrorClient::Answer<MirrorReply> MirrorClient::getSettings() const
+MirrorClient::Answer<ServiceSettings> MirrorClient::getSettings() const
 {
-    return call(MirrorMethod::GetSettings, {});
+    return payload<ServiceSettings>(call(MirrorMethod::GetSettings, {}));
 }
 
 MirrorClient::Answer<void> MirrorClient::saveSettings(JSONObject settings) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Contract/JSONValue.h"
+#include "Mirror/ServiceSettings.h"
 #include "Platform/HttpClient.h"
 #include "Plugins/PluginsPayload.h"
 
@@ -93,7 +94,7 @@ public:
     [[nodiscard]] Answer<void> excludeRepo(QString slug) const;
     [[nodiscard]] Answer<void> includeRepo(QString slug) const;
     [[nodiscard]] Answer<void> includeProject(QString project) const;
-    [[nodiscard]] Answer<MirrorReply> getSettings() const;
+    [[nodiscard]] Answer<ServiceSettings> getSettings() const;
     [[nodiscard]] Answer<void> saveSettings(JSONObject settings) const;
     [[nodiscard]] Answer<void> renameProject(QString project, QString display) const;
     [[nodiscard]] Answer<void> openTerminal(QString path) const;

@@ -105,6 +105,33 @@ TEST_F(MirrorTest, EachOperationSendsItsBody)
     EXPECT_EQ(mirrorVerb(MirrorMethod::DeleteSlot), u"delete_slot"_s);
 }
 
+TEST_F(MirrorTest, SettingsComeBackWithoutTokensAndGoOutWithNewOnes)
+{
+    answer(FakeHttpClient::answered(200, R"({"github": {"enabled": true, "token_set": true},
+        "bitbucket": {"workspace": " w ", "email": "e\n", "enabled": "yes"}, "localgit": {"enabled": true},
+        "local_roots": ["~/a", 7], "commit_window_days": 14, "hide_idle_local": false,
+        "excluded_repos": ["r"], "excluded_projects": ["p"], "more": 1})"));
+    const auto settings = await(client.getSettings());
+    EXPECT_EQ(http.requests.last().url.path(), u"/api/get_settings");
+    ASSERT_TRUE(settings);
+    EXPECT_TRUE(settings->github.tokenSet);
+    EXPECT_FALSE(settings->bitbucket.enabled || settings->bitbucket.tokenSet);
+    EXPECT_EQ(settings->excludedRepos + settings->excludedProjects, (QStringList{u"r"_s, u"p"_s}));
+    EXPECT_EQ(
+        JSONValue(settings->saveBody({u"  "_s, u" t "_s})).serialized(),
+        u"{\"github\": {\"enabled\": true}, "
+        "\"bitbucket\": {\"enabled\": false, \"workspace\": \"w\", \"email\": \"e\", \"token\": \"t\"}, "
+        "\"localgit\": {\"enabled\": true}, \"local_roots\": [\"~/a\"], "
+        "\"commit_window_days\": 14, \"hide_idle_local\": false}"_s);
+    answer(FakeHttpClient::answered(200, ""));
+    const auto unsaid = await(client.getSettings());
+    EXPECT_EQ(unsaid, ServiceSettings());
+    EXPECT_EQ(unsaid->saveBody({}).find(u"commit_window_days"), nullptr)
+        << "what was not told is not made up";
+    answer(FakeHttpClient::answered(500));
+    EXPECT_FALSE(await(client.getSettings()));
+}
+
 TEST_F(MirrorTest, OnlyAViewIsTheService)
 {
     QByteArray large = R"({"projects": [], "more": ")" + QByteArray(100'000, 'x');
