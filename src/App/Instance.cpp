@@ -43,7 +43,8 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
             return handOver(link.isEmpty() ? u"keelhaven://window"_s : link);
         return print(CommandReply::refused(instance.error().message()));
     }
-    const QuitSignals signalsToQuit([] { QCoreApplication::quit(); });
+    // quit() would ask the windows first, and one of them may rather stay.
+    const QuitSignals signalsToQuit([] { QCoreApplication::exit(); });
     const auto model = AppModel::create(machine.environment());
     if (!model)
         return print(CommandReply::refused(model.error().message()));

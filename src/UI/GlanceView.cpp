@@ -257,7 +257,7 @@ void GlanceView::useService()
 
 void GlanceView::quit()
 {
-    QCoreApplication::quit();
+    QCoreApplication::exit();
 }
 
 } // namespace Keelhaven

@@ -387,6 +387,16 @@ TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
     EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
 }
 
+TEST_F(ProgramsTest, TheWindowIsTheInstanceASecondStartRaisesItAndASignalEndsIt)
+{
+    m_environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+    m_environment.insert(u"WAYLAND_DISPLAY"_s, u"none"_s);
+    start({});
+    EXPECT_EQ(keelhaven(addNightly).status, 0);
+    EXPECT_EQ(keelhaven({}).status, 0) << "the first one came to the front";
+    EXPECT_EQ(stop(SIGTERM), 0);
+}
+
 TEST_F(ProgramsTest, ALinkStartsKeelhavenWhereNoneRuns)
 {
     m_environment.remove(u"DISPLAY"_s);
