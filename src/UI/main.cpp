@@ -2,6 +2,7 @@
 #include "App/Instance.h"
 #include "App/Machine.h"
 #include "Platform/SystemLog.h"
+#include "UI/Icons.h"
 #include "UI/WindowFront.h"
 
 #include <QGuiApplication>
@@ -35,5 +36,7 @@ int main(int argc, char **argv)
     // Closing the window ends neither the schedule nor the runs.
     QGuiApplication::setQuitOnLastWindowClosed(false);
     Keelhaven::Appearance::applyFont();
+    QGuiApplication::setWindowIcon(
+        QIcon(Keelhaven::Icons().requestPixmap(u"ship/2b83ad"_s, nullptr, QSize(64, 64))));
     return Keelhaven::runProgram(buildWindow);
 }
