@@ -181,6 +181,8 @@ void AgentEditorView::engineChanged()
         return m_model.selection().setSlotEditor(m_target);
     }
     const auto stored = AgentDraft::fromSlot(*slot, now(), Calendar::current());
+    if (stored == m_opened && !m_isGone)
+        return showFacts();
     m_draft = AgentEditor::merged(m_draft, m_opened, stored);
     m_opened = stored;
     m_isGone = false;

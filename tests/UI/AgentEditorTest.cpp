@@ -2,6 +2,7 @@
 #include "Platform/ClaudeLocator.h"
 #include "UI/ScreenFixture.h"
 
+#include <QAccessible>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
@@ -281,6 +282,39 @@ TEST_F(AgentEditorTest, CommandsAreOfferedWhileTheyAreTyped)
     screen.profile.clock().advance(200ms);
     screen.update();
     EXPECT_TRUE(screen.shows(u"no command named /nowhere found — it will be sent as typed"_s));
+}
+
+TEST_F(AgentEditorTest, TabReachesEveryControlAndEachHasAName)
+{
+    open(1);
+    for (int group = 0; group < 5; ++group) {
+        focus(u"group-%1"_s.arg(group));
+        screen.press(Qt::Key_Return);
+    }
+    editor.set(u"name"_s, u"Watch"_s); // so that it can be saved
+    editor.set(u"preflight"_s, u"true"_s);
+    focus(u"name"_s);
+    QQuickItem *page = screen.item(u"editorPage"_s);
+    QStringList reached;
+    for (int i = 0; i < 80 && !reached.contains(u"saveButton"); ++i) {
+        screen.press(Qt::Key_Tab);
+        QQuickItem *item = screen.view().activeFocusItem();
+        const auto *accessible = QAccessible::queryAccessibleInterface(item);
+        ASSERT_TRUE(accessible);
+        EXPECT_FALSE(accessible->text(QAccessible::Name).isEmpty())
+            << item->metaObject()->className() << " after " << reached.join(u' ').toStdString();
+        if (page->isAncestorOf(item)) {
+            const qreal top = item->mapToItem(page, {0, 0}).y();
+            EXPECT_TRUE(top >= 0 && top < page->height())
+                << item->objectName().toStdString() << " at " << top;
+        }
+        reached.append(item->objectName());
+    }
+    for (const QString &name :
+         {u"cwds-0"_s, u"cwds-1"_s, u"provider"_s, u"scheduleKind"_s, u"day-2"_s, u"time-0"_s, u"addTime"_s,
+          u"preflight"_s, u"tryPreflight"_s, u"workspaceMode"_s, u"addDirs-0"_s, u"ship"_s, u"saveButton"_s})
+        EXPECT_TRUE(reached.contains(name))
+            << name.toStdString() << " in " << reached.join(u' ').toStdString();
 }
 
 TEST_F(AgentEditorTest, NothingIsWiderThanASmallWindow)

@@ -63,21 +63,27 @@ Column {
 
             readonly property rect caret: field.area.cursorRectangle
             readonly property int row: 28
+            readonly property point at: visible ? field.area.mapToItem(field, caret.x, caret.y) : Qt.point(0, 0)
+            readonly property real room: {
+                const below = visible ? field.mapToItem(null, 0, at.y + caret.height + 6).y : 0;
+                return field.Window.height - below - 8;
+            }
+            readonly property bool isAbove: room < 4 * row && room < list.contentHeight + 8
 
             x: Math.max(0, Math.min(field.width - width, at.x - 24))
-            y: at.y + 6
-            readonly property point at: visible ? field.area.mapToItem(field, caret.x, caret.y + caret.height) : Qt.point(0, 0)
+            y: isAbove ? at.y - height - 6 : at.y + caret.height + 6
             width: Math.min(field.width, 380)
-            height: list.contentHeight + 8
+            height: isAbove ? Math.min(list.contentHeight + 8, 5 * row + 8) : Math.min(list.contentHeight + 8, Math.max(2 * row, room))
             padding: 4
-            margins: 8
             focus: false
             closePolicy: T.Popup.NoAutoClose
             visible: root.completion.isOpen && field.area.activeFocus
 
             contentItem: ListView {
                 id: list
-                interactive: false
+                clip: true
+                boundsBehavior: Flickable.StopAtBounds
+                highlightMoveDuration: 0
                 model: root.completion.suggestions
                 currentIndex: root.completion.selection
                 Accessible.role: Accessible.List

@@ -76,6 +76,7 @@ FocusScope {
         contentWidth: width
         contentHeight: form_.implicitHeight + 2 * Theme.xl
         boundsBehavior: Flickable.StopAtBounds
+        onContentHeightChanged: returnToBounds()
         flickableDirection: Flickable.VerticalFlick
         T.ScrollBar.vertical: KScrollBar {}
         Accessible.role: Accessible.Form
