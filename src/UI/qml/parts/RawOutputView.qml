@@ -55,6 +55,9 @@ Rectangle {
             font.family: Theme.mono
             font.pixelSize: Theme.small
             lineHeight: 1.3
+            Accessible.role: Accessible.ListItem
+            Accessible.name: line
+            Accessible.ignored: line === ""
         }
     }
     KText {
