@@ -8,7 +8,6 @@
 
 #include <QObject>
 #include <QUrl>
-#include <QUrl>
 
 namespace Keelhaven {
 
@@ -130,6 +129,8 @@ public:
     /// Why the last thing that the user wanted could not be done; the screens show it.
     [[nodiscard]] const std::optional<QString> &lastMutationError() const { return m_lastMutationError; }
     void setLastMutationError(const std::optional<QString> &error);
+    /// The same as the window shows it: "Change failed: …" where mutate() stored it. Empty for none.
+    [[nodiscard]] QString lastErrorText() const;
     /// The last snapshot of the shared files.
     [[nodiscard]] const Snapshot &snapshot() const { return m_snapshot; }
 
@@ -165,6 +166,7 @@ private:
              std::optional<QString> databaseError);
     void chooseRunStore();
     void wireHooks();
+    void setError(const std::optional<QString> &error, bool isFailedChange);
     void apply(const Snapshot &snapshot);
     void clearGoneProject();
     void sweepWhenSetUp();
@@ -173,6 +175,7 @@ private:
 
     std::optional<QString> m_databaseError;
     std::optional<QString> m_lastMutationError;
+    bool m_isFailedChange = false; ///< the error is mutate()'s
     Snapshot m_snapshot;
     bool m_hasAppliedSnapshot = false;
     QHash<QUuid, Date> m_promptTakenAt; ///< by run; when it was heard, by our own clock

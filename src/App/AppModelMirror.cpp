@@ -32,7 +32,7 @@ QCoro::Task<> AppModel::mutate(QCoro::Task<Result<void, MirrorError>> operation,
     if (!self)
         co_return;
     if (!done) {
-        setLastMutationError(done.error().message());
+        setError(done.error().message(), true);
         co_return;
     }
     setLastMutationError(std::nullopt);
@@ -41,6 +41,12 @@ QCoro::Task<> AppModel::mutate(QCoro::Task<Result<void, MirrorError>> operation,
     // The result shows without waiting for the watcher.
     if (self && !m_isShutDown)
         m_services->hub.reload();
+}
+
+QString AppModel::lastErrorText() const
+{
+    const QString error = m_lastMutationError.value_or(QString());
+    return m_isFailedChange ? MirrorTexts::changeFailed(error) : error;
 }
 
 } // namespace Keelhaven

@@ -65,9 +65,15 @@ std::optional<QString> AppModel::resumeRun(const QUuid &runID)
 
 void AppModel::setLastMutationError(const std::optional<QString> &error)
 {
-    if (m_lastMutationError == error)
+    setError(error, false);
+}
+
+void AppModel::setError(const std::optional<QString> &error, bool isFailedChange)
+{
+    if (m_lastMutationError == error && m_isFailedChange == isFailedChange)
         return;
     m_lastMutationError = error;
+    m_isFailedChange = isFailedChange;
     Q_EMIT lastMutationErrorChanged();
 }
 

@@ -51,7 +51,7 @@ QString AppView::databaseError() const
 
 QString AppView::lastError() const
 {
-    return ShownText::paragraph(m_model.lastMutationError().value_or(QString()));
+    return ShownText::paragraph(m_model.lastErrorText());
 }
 
 bool AppView::showsSettings() const

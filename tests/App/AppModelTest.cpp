@@ -440,7 +440,14 @@ TEST_F(AppModelTest, AChangeShowsItsResultOrWhyThereIsNone)
     int successes = 0;
     await(model->mutate(model->mirror().includeProject(u"x"_s), [&] { ++successes; }));
     EXPECT_EQ(model->lastMutationError(), u"no such project"_s);
+    EXPECT_EQ(model->lastErrorText(), u"Change failed: no such project"_s);
     EXPECT_EQ(successes, 0);
+    int told = 0;
+    QObject::connect(model.get(), &AppModel::lastMutationErrorChanged, model.get(), [&] { ++told; });
+    model->setLastMutationError(u"no such project"_s);
+    EXPECT_EQ(model->lastErrorText(), u"no such project"_s)
+        << "a wish that could not be followed is no change";
+    EXPECT_EQ(told, 1);
 
     int snapshots = 0;
     QObject::connect(model.get(), &AppModel::snapshotApplied, model.get(), [&] { ++snapshots; });
