@@ -169,7 +169,10 @@ QVariantList toVariants(const QList<ReportBlock> &blocks)
 {
     QVariantList list;
     for (const ReportBlock &block : blocks) {
-        list.append(QVariantMap{{u"kind"_s, kindText(block.kind)},
+        const QString words =
+            block.kind == ReportBlock::Kind::Code ? block.text : ShownText::withoutMarkup(block.text);
+        list.append(QVariantMap{{u"spoken"_s, block.marker.isEmpty() ? words : block.marker + u' ' + words},
+                                {u"kind"_s, kindText(block.kind)},
                                 {u"level"_s, block.level},
                                 {u"marker"_s, block.marker},
                                 {u"text"_s, block.text}});

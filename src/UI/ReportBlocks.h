@@ -30,7 +30,7 @@ inline constexpr qsizetype countLimit = 400;
 [[nodiscard]] QList<ReportBlock> read(const QString &markdown);
 
 /// As QML takes them: objects with "kind" ("paragraph", "heading", "item", "quote", "code", "rule"), "level",
-/// "marker" and "text".
+/// "marker" and "text", and "spoken": all of it as a screen reader says it.
 [[nodiscard]] QVariantList toVariants(const QList<ReportBlock> &blocks);
 
 } // namespace ReportBlocks

@@ -70,10 +70,18 @@ QString paragraph(const QString &text, qsizetype limit)
 QString plain(const QString &markdown)
 {
     static const QRegularExpression blockMark(u"^\\s*(#{1,6}|[-*+>]|\\d{1,3}[.)])\\s+"_s);
+    return withoutMarkup(proseHTML(line(markdown).remove(blockMark)));
+}
+
+QString withoutMarkup(const QString &prose)
+{
+    static const QRegularExpression lineEnd(u"<br ?/?>"_s);
     static const QRegularExpression tag(u"<[^>]*>"_s);
     // In this markup every "<" that was written is escaped, so that what is left are tags of our own.
-    QString text = proseHTML(line(markdown).remove(blockMark)).remove(tag);
-    return text.replace(u"&lt;"_s, u"<"_s)
+    QString text = prose;
+    return text.replace(lineEnd, u"\n"_s)
+        .remove(tag)
+        .replace(u"&lt;"_s, u"<"_s)
         .replace(u"&gt;"_s, u">"_s)
         .replace(u"&quot;"_s, u"\""_s)
         .replace(u"&#39;"_s, u"'"_s)

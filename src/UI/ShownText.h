@@ -21,6 +21,9 @@ inline constexpr qsizetype paragraphLimit = 8'000;
 /// One line of Markdown without its marks.
 [[nodiscard]] QString plain(const QString &markdown);
 
+/// What proseHTML made, as the text that one reads.
+[[nodiscard]] QString withoutMarkup(const QString &prose);
+
 /// The path with the home folder as "~", on one line.
 [[nodiscard]] QString path(const QString &path, const QString &home);
 

@@ -67,6 +67,7 @@ Column {
                         font.pixelSize: parent.isHeading ? (loader.modelData.level <= 1 ? 17 : Theme.title) : root.size
                         font.weight: parent.isHeading ? Font.DemiBold : Font.Normal
                         Accessible.role: parent.isHeading ? Accessible.Heading : Accessible.Paragraph
+                        Accessible.name: loader.modelData.spoken
                         onLinkActivated: link => App.openLink(link)
 
                         HoverHandler {
