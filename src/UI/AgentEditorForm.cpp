@@ -1,11 +1,12 @@
 // The fields of the agent editor: from the draft to their controls, and back.
 #include "App/AppModel.h"
-#include "UI/AgentEditorView.h"
-#include "UI/ShownText.h"
-
 #include "Platform/Clock.h"
+#include "Platform/Tasks.h"
 #include "Platform/Uuid.h"
+#include "Scheduler/Prompt/PathCompleter.h"
+#include "UI/AgentEditorView.h"
 
+#include <QCoroTask>
 #include <QDir>
 #include <QFileInfo>
 #include <QUrl>
@@ -250,6 +251,43 @@ void AgentEditorView::removeFolder(const QString &key, int index)
         return;
     list->removeAt(index);
     show();
+}
+
+void AgentEditorView::leaveFolder(const QString &key, int index)
+{
+    const auto *list = folders(key);
+    if (!list || index < 0 || index >= list->size())
+        return;
+    const QString path = list->at(index);
+    if (path.isEmpty())
+        removeFolder(key, index);
+    else if (const QString clean = QDir::cleanPath(path); clean != path)
+        setFolder(key, index, clean);
+}
+
+void AgentEditorView::completeFolder(const QString &text)
+{
+    m_typedFolder = text;
+    if (text.isEmpty())
+        return suggestFolders({});
+    const auto find = [text, home = m_model.paths().home] {
+        const auto foldersOf = [](const QString &directory) {
+            auto entries = PathCompleter::defaultLister(directory);
+            entries.removeIf([](const auto &entry) { return !entry.isDir; });
+            return entries;
+        };
+        return PathCompleter::completions(text, {}, home, foldersOf, promptSuggestionLimit);
+    };
+    QCoro::connect(onPool(find), this, [this, text](const QStringList &found) {
+        if (text == m_typedFolder)
+            suggestFolders(found);
+    });
+}
+
+void AgentEditorView::suggestFolders(const QStringList &folders)
+{
+    if (std::exchange(m_folderSuggestions, folders) != folders)
+        Q_EMIT folderSuggestionsChanged();
 }
 
 void AgentEditorView::moveFolder(const QString &key, int from, int to)

@@ -13,6 +13,7 @@
 #include "UI/ShownText.h"
 
 #include <QCoroTask>
+#include <QDir>
 #include <QFileInfo>
 
 namespace Keelhaven {
@@ -254,7 +255,7 @@ bool AgentEditorView::save()
 {
     for (QStringList *list : {&m_draft.cwds, &m_draft.addDirs}) {
         for (QString &path : *list)
-            path = expanded(path);
+            path = path.trimmed().isEmpty() ? QString() : QDir::cleanPath(expanded(path));
     }
     if (hint())
         return false;

@@ -39,6 +39,8 @@ class AgentEditorView : public QObject
     Q_PROPERTY(QVariantList ships READ ships NOTIFY choicesChanged)
     /// Objects with "id", "name", "description" and "isInstalled".
     Q_PROPERTY(QVariantList plugins READ plugins NOTIFY choicesChanged)
+    /// What the folder that is being typed may become.
+    Q_PROPERTY(QStringList folderSuggestions READ folderSuggestions NOTIFY folderSuggestionsChanged)
     Q_PROPERTY(PreflightTrial *trial READ trial CONSTANT)
     Q_PROPERTY(PromptEditorView *prompt READ prompt CONSTANT)
     /// A new agent was asked for: where there is room for one thing, it is the editor.
@@ -57,6 +59,7 @@ public:
     [[nodiscard]] QVariantList models() const;
     [[nodiscard]] QVariantList ships() const;
     [[nodiscard]] QVariantList plugins() const;
+    [[nodiscard]] QStringList folderSuggestions() const { return m_folderSuggestions; }
     [[nodiscard]] PreflightTrial *trial() { return &m_trial; }
     [[nodiscard]] PromptEditorView *prompt() { return &m_prompt; }
     [[nodiscard]] bool isWanted() const { return m_isWanted; }
@@ -80,6 +83,10 @@ public:
     Q_INVOKABLE void addFolder(const QString &key, const QString &path);
     Q_INVOKABLE void setFolder(const QString &key, int index, const QString &path);
     Q_INVOKABLE void removeFolder(const QString &key, int index);
+    /// The field is left: an empty one goes, and a path loses what says nothing, such as a "/" at its end.
+    Q_INVOKABLE void leaveFolder(const QString &key, int index);
+    /// Looks for folderSuggestions; an empty text ends that.
+    Q_INVOKABLE void completeFolder(const QString &text);
     Q_INVOKABLE void moveFolder(const QString &key, int from, int to);
     Q_INVOKABLE void setPlugin(const QString &id, bool picked);
 
@@ -120,6 +127,7 @@ public:
 Q_SIGNALS:
     void changed();
     void choicesChanged();
+    void folderSuggestionsChanged();
     /// Another agent is open.
     void loaded();
     /// The edits stand in the way of what the user wants.
@@ -144,6 +152,7 @@ private:
     [[nodiscard]] bool takeNumber(const QString &key, const QString &text);
     [[nodiscard]] bool takeOnce(const QString &text, bool isDay);
     [[nodiscard]] QStringList *folders(const QString &key);
+    void suggestFolders(const QStringList &folders);
     [[nodiscard]] QString expanded(const QString &path) const;
     [[nodiscard]] Date now() const;
     [[nodiscard]] QString subtitle(const SchedulerSlot &slot) const;
@@ -156,6 +165,8 @@ private:
     PromptEditorView m_prompt;
     QStringList m_promptFolders;  ///< that it knows
     QStringList m_missingFolders; ///< of those
+    QStringList m_folderSuggestions;
+    QString m_typedFolder; ///< that the suggestions are for
     SlotEditorTarget m_target;
     std::optional<SlotEditorTarget> m_wanted; ///< where the edits keep from going
     bool m_isQuitting = false;                ///< what they keep from is quitting

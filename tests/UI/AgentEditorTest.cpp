@@ -284,6 +284,22 @@ TEST_F(AgentEditorTest, CommandsAreOfferedWhileTheyAreTyped)
     EXPECT_TRUE(screen.shows(u"no command named /nowhere found — it will be sent as typed"_s));
 }
 
+TEST_F(AgentEditorTest, FoldersAreOfferedWhileTheyAreTyped)
+{
+    open(1);
+    enter(u"cwds-1"_s, u"~/code/h"_s);
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return editor.folderSuggestions() == QStringList{u"~/code/harbour/"_s}; }));
+    screen.update();
+    screen.press(Qt::Key_Tab);
+    EXPECT_EQ(focused(), u"cwds-1");
+    EXPECT_EQ(text(u"cwds-1"_s), u"~/code/harbour/");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return editor.folderSuggestions().isEmpty(); }));
+    screen.press(Qt::Key_Tab);
+    EXPECT_NE(focused(), u"cwds-1") << "there is nothing more to offer";
+    EXPECT_EQ(text(u"cwds-1"_s), u"~/code/harbour");
+}
+
 TEST_F(AgentEditorTest, TabReachesEveryControlAndEachHasAName)
 {
     open(1);

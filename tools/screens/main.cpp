@@ -137,6 +137,22 @@ QList<Scene> editorScenes()
              profile.model().scheduler().upsert(slot);
              edit(profile, root, 2, {2}, 0);
          }},
+        {u"editor-plugins"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             auto slot = profile.model().scheduler().slotList().value(4);
+             slot.plugins = QStringList{u"code-review@team"_s, u"release-tools@team"_s};
+             slot.workspaceMode = WorkspaceMode::Shared;
+             profile.model().scheduler().upsert(slot);
+             edit(profile, root, 4, {2}, 760);
+         }},
+        {u"editor-path"_s, full,
+         [](DemoProfile &profile, QQuickItem &root) {
+             edit(profile, root, 1, {}, 0);
+             QQuickItem *field = findItem(root, u"cwds-1"_s);
+             field->forceActiveFocus();
+             field->setProperty("text", u"~/code/"_s);
+             QMetaObject::invokeMethod(field, "textEdited");
+         }},
         {u"editor-hint"_s, full,
          [](DemoProfile &, QQuickItem &root) {
              QMetaObject::invokeMethod(findItem(root, u"agentEditor"_s), "save");

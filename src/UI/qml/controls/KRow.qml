@@ -8,6 +8,8 @@ T.ItemDelegate {
 
     property bool selected: false
     property bool separated: true
+    /// A row that waits for reuse is not drawn, and must not be told of either.
+    property bool isPooled: false
     default property alias content: holder.data
 
     implicitHeight: Theme.row
@@ -18,6 +20,9 @@ T.ItemDelegate {
     Accessible.role: Accessible.ListItem
     Accessible.selectable: true
     Accessible.selected: selected
+    Accessible.ignored: isPooled
+    ListView.onPooled: isPooled = true
+    ListView.onReused: isPooled = false
 
     contentItem: Item { id: holder }
     background: Item {

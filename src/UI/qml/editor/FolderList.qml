@@ -47,6 +47,7 @@ Column {
                 placeholder: line.index === 0 ? root.placeholder : "Another folder"
                 value: root.folders[line.index] || ""
                 take: text => {
+                    suggestions.follow(field, text);
                     if (line.isLast)
                         App.agentEditor.addFolder(root.key, text);
                     else
@@ -54,9 +55,12 @@ Column {
                     return true;
                 }
                 onActiveFocusChanged: {
-                    if (!activeFocus && !line.isLast && (root.folders[line.index] || "").trim() === "")
-                        App.agentEditor.removeFolder(root.key, line.index);
+                    if (activeFocus)
+                        return;
+                    suggestions.end(field);
+                    App.agentEditor.leaveFolder(root.key, line.index);
                 }
+                Keys.onPressed: event => event.accepted = suggestions.takeKey(field, event)
                 Binding on faulty {
                     when: root.faulty && line.index === 0
                     value: true
@@ -94,6 +98,7 @@ Column {
             }
         }
     }
+    FolderSuggestions { id: suggestions }
     Loader {
         id: picker
         readonly property bool failed: status === Loader.Error
