@@ -3,6 +3,7 @@
 #include "Platform/PrivateBus.h"
 
 #include <QDBusPendingCall>
+#include <QXmlStreamReader>
 
 namespace Keelhaven {
 namespace {
@@ -107,6 +108,24 @@ TEST_F(StatusNotifierItemTest, AStatusAreaShowsItAndReadsWhatItIs)
     const auto all =
         ask(u"org.freedesktop.DBus.Properties"_s, u"GetAll"_s, {u"org.kde.StatusNotifierItem"_s});
     EXPECT_EQ(qdbus_cast<QVariantMap>(all.arguments().value(0).value<QDBusArgument>()).size(), 15);
+}
+
+TEST_F(StatusNotifierItemTest, WhatItDescribesItHas)
+{
+    const StandInWatcher watcher(bus);
+    item.start();
+    ASSERT_TRUE(isShown());
+    const auto reply = ask(u"org.freedesktop.DBus.Introspectable"_s, u"Introspect"_s, {});
+    QXmlStreamReader xml(reply.arguments().value(0).toString());
+    QStringList properties;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement || xml.name() != u"property")
+            continue;
+        properties.append(xml.attributes().value(u"name"_s).toString());
+        EXPECT_TRUE(property(properties.last()).isValid()) << qPrintable(properties.last());
+    }
+    EXPECT_FALSE(xml.hasError()) << qPrintable(xml.errorString());
+    EXPECT_EQ(properties.size(), 15);
 }
 
 TEST_F(StatusNotifierItemTest, EveryClickAsksForThePanel)
