@@ -1,8 +1,10 @@
 #include "App/AppSelection.h"
 #include "Platform/ClaudeLocator.h"
+#include "Platform/QtChildProcess.h"
 #include "UI/ScreenFixture.h"
 
 #include <QAccessible>
+#include <csignal>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
@@ -356,6 +358,26 @@ TEST_F(AgentEditorTest, NothingIsWiderThanASmallWindow)
             << item->property("text").toString().toStdString();
     }
     EXPECT_GT(seen, 40);
+}
+
+TEST(PreflightTrialTest, RunsInTheUsersShell)
+{
+    const TestHome home;
+    MemorySettings settings;
+    FakeProcessRunner processes;
+    QtChildProcessFactory children;
+    const ClaudeLocator locator(processes, settings, home.path());
+    PreflightTrial trial(children, locator);
+    trial.run(u"echo out; echo err >&2; printf unfinished; exit 7"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return trial.state() == u"failed"; }));
+    EXPECT_TRUE(trial.result().startsWith(u"Failed · exit 7")) << trial.result().toStdString();
+    EXPECT_EQ(trial.output(), u"out\nerr\nunfinished");
+    trial.run(u"echo $$; sleep 60"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !trial.output().isEmpty(); }));
+    const pid_t shell = trial.output().toInt();
+    ASSERT_GT(shell, 0);
+    trial.cancel();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ::kill(shell, 0) != 0; })) << "the command goes with the trial";
 }
 
 TEST(PreflightTrialTest, ShowsHowTheCommandEndsAndCanBeCancelled)

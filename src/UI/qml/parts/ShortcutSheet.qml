@@ -20,6 +20,7 @@ KSheet {
         model: [
             { keys: "Ctrl+1 … Ctrl+4", text: "Board, Projects, Agents, Plugins" },
             { keys: "Ctrl+N", text: "New agent" },
+            { keys: "Ctrl+S", text: "Save the agent" },
             { keys: "Ctrl+F", text: "Find in history" },
             { keys: "Alt+1 … Alt+4", text: "Agents, Scheduled, Queue, History" },
             { keys: "↑ ↓", text: "Move in a list" },
