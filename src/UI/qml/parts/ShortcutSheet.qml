@@ -7,7 +7,7 @@ KSheet {
 
     title: "Keyboard shortcuts"
     width: parent ? Math.min(520, parent.width - 48) : 520
-    height: parent ? Math.min(560, parent.height - 48) : 560
+    height: parent ? Math.min(600, parent.height - 48) : 600
 
     ListView {
         anchors.fill: parent
