@@ -2,6 +2,7 @@
 
 #include "App/AppSelection.h"
 #include "Assets/AssetStore.h"
+#include "Dispatch/DispatchLedger.h"
 #include "Platform/Clock.h"
 #include "Platform/Uuid.h"
 #include "Scheduler/RunResume.h"
@@ -80,6 +81,7 @@ RunDetailView::RunDetailView(AppModel &model, QObject *parent)
     };
     connect(&m_updateTimer, &QTimer::timeout, this, &RunDetailView::update);
     connect(&m_model.scheduler(), &SchedulerEngine::changed, this, soon);
+    connect(&m_model.dispatch(), &DispatchLedger::changed, this, soon);
     connect(&m_model.assets(), &AssetStore::changed, this, soon);
     connect(&m_model, &AppModel::happened, this, &RunDetailView::hear);
     connect(&m_model.selection(), &AppSelection::selectedRunIDChanged, this, &RunDetailView::update);
@@ -115,6 +117,7 @@ void RunDetailView::update()
         setShowsRawOutput(false);
         m_liveScreen.close();
     }
+    const auto taskOf = [this](const QUuid &slotID) { return m_model.dispatch().taskRecord(slotID); };
     m_selection = RunDetail::select(m_runID, engine.active(), engine.history(), taskOf);
     if (m_selection.task)
         show(partsOf(*m_selection.task));
@@ -220,7 +223,8 @@ QVariantList RunDetailView::factsOf(const RunRecord &record) const
 
 RunDetailView::Parts RunDetailView::partsOf(const DispatchRecord &task) const
 {
-    const auto runs = taskRuns(task);
+    const auto &engine = m_model.scheduler();
+    const auto runs = DispatchLedger::taskRuns(task, engine.history(), engine.active());
     const auto calendar = Calendar::current();
     const auto slot = m_model.scheduler().slot(task.taskSlotID.value_or(QUuid()));
     const bool isScheduled = slot && slot->enabled && slot->nextFireDate(m_model.clock().now(), calendar);

@@ -51,12 +51,6 @@ public:
     void setShowsRawOutput(bool shows);
     [[nodiscard]] QString nothingText() const { return RunDetail::nothingSelected.toString(); }
 
-    TaskLookup taskOf = [](const QUuid &) -> const DispatchRecord * { return nullptr; };
-    /// The runs of a task, oldest first.
-    std::function<QList<RunRecord>(const DispatchRecord &)> taskRuns = [](const DispatchRecord &) {
-        return QList<RunRecord>();
-    };
-
     /// How long the live run has been at it.
     Q_INVOKABLE QString elapsed() const;
     /// While it can be seen, a live run's terminal is looked at again and again.

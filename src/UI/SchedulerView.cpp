@@ -1,6 +1,7 @@
 #include "UI/SchedulerView.h"
 
 #include "App/AppSelection.h"
+#include "Dispatch/DispatchLedger.h"
 #include "Platform/Clock.h"
 #include "Platform/Uuid.h"
 #include "Surfaces/TimeTexts.h"
@@ -74,6 +75,7 @@ SchedulerView::SchedulerView(AppModel &model, QObject *parent)
     m_timesTimer.setInterval(timesInterval);
     connect(&m_timesTimer, &QTimer::timeout, this, &SchedulerView::updateTimes);
     connect(&m_model.scheduler(), &SchedulerEngine::changed, this, &SchedulerView::updateSoon);
+    connect(&m_model.dispatch(), &DispatchLedger::changed, this, &SchedulerView::updateSoon);
     connect(&m_model.selection(), &AppSelection::selectedRunIDChanged, this,
             &SchedulerView::selectionChanged);
     connect(&m_model.selection(), &AppSelection::slotEditorChanged, this, &SchedulerView::selectionChanged);
@@ -92,7 +94,9 @@ void SchedulerView::update()
     const auto &engine = m_model.scheduler();
     m_queue.show(queueRows(engine.active(), engine.launching(), engine.queued()));
     updateTimes();
-    if (m_historyList.update(engine.history(), taskOf, taskRevision()))
+    const auto &ledger = m_model.dispatch();
+    const auto taskOf = [&ledger](const QUuid &slotID) { return ledger.taskRecord(slotID); };
+    if (m_historyList.update(engine.history(), taskOf, ledger.revision()))
         updateHistory();
     updateTabs();
     Q_EMIT changed();

@@ -55,9 +55,6 @@ public:
     [[nodiscard]] QString selectedSlotID() const;
     [[nodiscard]] QString selectedRunID() const;
 
-    /// Of dispatched tasks; by default no run belongs to one.
-    TaskLookup taskOf = [](const QUuid &) -> const DispatchRecord * { return nullptr; };
-    std::function<quint64()> taskRevision = [] { return quint64(0); };
     /// Reads everything again, soon and once.
     void updateSoon();
 

@@ -1,5 +1,6 @@
 #include "UI/DemoProfile.h"
 
+#include "Dispatch/DispatchLedger.h"
 #include "Scheduler/SweepOverview.h"
 
 #include "App/AppSelection.h"
@@ -186,6 +187,8 @@ DemoProfile::DemoProfile(const Options &options)
         throw std::runtime_error("no model");
     m_model = *std::move(model);
     m_model->start();
+    if (m_task.taskSlotID)
+        m_model->dispatch().prepend(m_task);
     settle();
     if (!options.isEmpty && options.hasLiveRuns)
         startRuns();
@@ -369,25 +372,6 @@ void DemoProfile::seedTask(SQLiteRunStore &store)
         if (!store.saveRecord(run))
             throw std::runtime_error("no run could be stored");
     }
-}
-
-void DemoProfile::connectTasks(AppView &view)
-{
-    const TaskLookup lookUp = [this](const QUuid &slotID) {
-        return m_task.taskSlotID == slotID ? &m_task : nullptr;
-    };
-    view.scheduler()->taskOf = lookUp;
-    view.scheduler()->taskRevision = [] { return quint64(1); };
-    view.scheduler()->updateSoon();
-    view.runDetail()->taskOf = lookUp;
-    view.runDetail()->taskRuns = [this](const DispatchRecord &task) {
-        QList<RunRecord> runs;
-        for (const RunRecord &run : m_model->scheduler().history()) {
-            if (run.slotID == task.taskSlotID)
-                runs.prepend(run);
-        }
-        return runs;
-    };
 }
 
 void DemoProfile::seedSweeps(SQLiteRunStore &store)

@@ -57,8 +57,6 @@ public:
     [[nodiscard]] QUuid failedRun() const { return m_failedRun; }
     /// A finished task from a chat, with two follow-ups.
     [[nodiscard]] const DispatchRecord &task() const { return m_task; }
-    /// Has a view look up tasks here.
-    void connectTasks(AppView &view);
     /// A live run that waits for an answer, once there are live runs.
     [[nodiscard]] QUuid blockedRun();
 

@@ -18,7 +18,6 @@ public:
         : profile(options)
         , app(profile.model())
     {
-        profile.connectTasks(app);
         equip(*m_view.engine(), app, m_appearance);
         m_appearance.setReducedMotion(true);
         m_view.setResizeMode(QQuickView::SizeRootObjectToView);

@@ -294,7 +294,6 @@ bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
 {
     DemoProfile profile(scene.profile);
     AppView app(profile.model());
-    profile.connectTasks(app);
     Appearance appearance(nullptr);
     appearance.setDark(dark);
     appearance.setReducedMotion(true);
