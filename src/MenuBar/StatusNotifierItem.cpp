@@ -13,6 +13,7 @@ const QString watcherPath = u"/StatusNotifierWatcher"_s;
 const QString itemInterface = u"org.kde.StatusNotifierItem"_s;
 /// Where watchers look for the item of a service.
 const QString itemPath = u"/StatusNotifierItem"_s;
+const QString menuPath = u"/MenuBar"_s;
 const QString propertiesInterface = u"org.freedesktop.DBus.Properties"_s;
 
 QDBusMessage watcherCall(const QString &interface, const QString &member)
@@ -22,9 +23,10 @@ QDBusMessage watcherCall(const QString &interface, const QString &member)
 
 } // namespace
 
-StatusNotifierItem::StatusNotifierItem(MessageBus &session, QObject *parent)
+StatusNotifierItem::StatusNotifierItem(MessageBus &session, QDBusVirtualObject &menu, QObject *parent)
     : QDBusVirtualObject(parent)
     , m_session(session)
+    , m_menu(menu)
 {
     registerStatusTypes();
     connect(&m_session, &MessageBus::connected, this, &StatusNotifierItem::serve);
@@ -46,6 +48,7 @@ StatusNotifierItem::StatusNotifierItem(MessageBus &session, QObject *parent)
 StatusNotifierItem::~StatusNotifierItem()
 {
     m_session.withdraw(itemPath);
+    m_session.withdraw(menuPath);
 }
 
 void StatusNotifierItem::start()
@@ -61,7 +64,7 @@ void StatusNotifierItem::start()
 
 void StatusNotifierItem::serve()
 {
-    if (!m_session.serve(itemPath, this))
+    if (!m_session.serve(itemPath, this) || !m_session.serve(menuPath, &m_menu))
         return;
     for (const QString &signal : {u"StatusNotifierHostRegistered"_s, u"StatusNotifierHostUnregistered"_s})
         m_session.listen(watcherPath, watcher, signal, this, SLOT(onHostsChanged()));
@@ -141,7 +144,7 @@ QVariantMap StatusNotifierItem::properties() const
             {u"AttentionMovieName"_s, QString()},
             {u"ToolTip"_s, QVariant::fromValue(m_toolTip)},
             {u"ItemIsMenu"_s, false},
-            {u"Menu"_s, QVariant::fromValue(QDBusObjectPath(u"/NO_DBUSMENU"_s))}};
+            {u"Menu"_s, QVariant::fromValue(QDBusObjectPath(menuPath))}};
 }
 
 QString StatusNotifierItem::introspect(const QString &) const

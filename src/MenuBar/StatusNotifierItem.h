@@ -18,7 +18,8 @@ class StatusNotifierItem : public QDBusVirtualObject
     Q_OBJECT
 
 public:
-    explicit StatusNotifierItem(MessageBus &session, QObject *parent = nullptr);
+    /// `menu` is for areas that show one instead of telling of the click; it outlives the item.
+    explicit StatusNotifierItem(MessageBus &session, QDBusVirtualObject &menu, QObject *parent = nullptr);
     ~StatusNotifierItem() override;
 
     /// Begins to look for a status area.
@@ -51,6 +52,7 @@ private:
     [[nodiscard]] QVariantMap properties() const;
 
     MessageBus &m_session;
+    QDBusVirtualObject &m_menu;
     QList<StatusPixmap> m_icon;
     StatusToolTip m_toolTip;
     bool m_isShown = false;

@@ -38,11 +38,20 @@ bool isDarkArea(const Appearance &appearance)
 TrayIcon::TrayIcon(MessageBus &session, GlanceView &view, Appearance &appearance)
     : m_view(view)
     , m_appearance(appearance)
-    , m_item(session)
+    , m_menu({{MenuBarPanel::openKeelhaven.toString(), u"open"_s},
+              {},
+              {MenuBarPanel::openBoard.toString(), u"keelhaven"_s},
+              {MenuBarPanel::openAgents.toString(), u"scheduler"_s},
+              {MenuBarPanel::openPlugins.toString(), u"plugins"_s},
+              {},
+              {MenuBarPanel::quit.toString(), u"quit"_s}})
+    , m_item(session, m_menu)
 {
     connect(&m_item, &StatusNotifierItem::shownChanged, this,
             [this] { m_view.setHasTray(m_item.isShown()); });
     connect(&m_item, &StatusNotifierItem::activated, &m_view, &GlanceView::panelWanted);
+    connect(&m_menu, &StatusMenu::triggered, &m_view,
+            [this](const QString &action) { action == u"quit" ? m_view.quit() : m_view.open(action); });
     connect(&m_appearance, &Appearance::changed, this, &TrayIcon::draw);
     connect(&m_view, &GlanceView::changed, this, &TrayIcon::tell);
     draw();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MenuBar/StatusMenu.h"
 #include "MenuBar/StatusNotifierItem.h"
 
 #include <QColor>
@@ -27,6 +28,7 @@ private:
 
     GlanceView &m_view;
     Appearance &m_appearance;
+    StatusMenu m_menu;
     StatusNotifierItem m_item;
 };
 

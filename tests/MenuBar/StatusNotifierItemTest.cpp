@@ -1,5 +1,6 @@
 #include "MenuBar/StatusNotifierItem.h"
 
+#include "MenuBar/StatusMenu.h"
 #include "Platform/PrivateBus.h"
 
 #include <QDBusPendingCall>
@@ -60,11 +61,11 @@ protected:
     }
 
     /// What the item answers to a status area.
-    QDBusMessage ask(const QString &interface, const QString &member, const QVariantList &arguments)
+    QDBusMessage ask(const QString &interface, const QString &member, const QVariantList &arguments,
+                     const QString &path = u"/StatusNotifierItem"_s)
     {
         auto area = QDBusConnection::connectToBus(QString::fromUtf8(bus.address()), u"area"_s);
-        auto call =
-            QDBusMessage::createMethodCall(session.ownName(), u"/StatusNotifierItem"_s, interface, member);
+        auto call = QDBusMessage::createMethodCall(session.ownName(), path, interface, member);
         call.setArguments(arguments);
         const QDBusPendingCall pending = area.asyncCall(call);
         EXPECT_TRUE(waitUntil([&] { return pending.isFinished(); }));
@@ -80,7 +81,8 @@ protected:
     PrivateBus bus;
     VirtualClock clock;
     MessageBus session{bus.address(), clock};
-    StatusNotifierItem item{session};
+    StatusMenu menu{{{u"Open"_s, u"open"_s}, {}, {u"Quit_now"_s, u"quit"_s}}};
+    StatusNotifierItem item{session, menu};
     QList<QPair<int, int>> clicks;
 };
 
@@ -141,6 +143,34 @@ TEST_F(StatusNotifierItemTest, EveryClickAsksForThePanel)
     EXPECT_EQ(ask(u"org.kde.StatusNotifierItem"_s, u"Scroll"_s, {1, u"vertical"_s}).type(),
               QDBusMessage::ReplyMessage);
     EXPECT_EQ(ask(u"org.kde.StatusNotifierItem"_s, u"Explode"_s, {}).type(), QDBusMessage::ErrorMessage);
+}
+
+TEST_F(StatusNotifierItemTest, AnAreaWithMenusGetsOne)
+{
+    const StandInWatcher watcher(bus);
+    QStringList chosen;
+    QObject::connect(&menu, &StatusMenu::triggered, [&](const QString &action) { chosen.append(action); });
+    item.start();
+    ASSERT_TRUE(isShown());
+    const QString path = property(u"Menu"_s).value<QDBusObjectPath>().path();
+    const QString interface = u"com.canonical.dbusmenu"_s;
+    const auto reply = ask(interface, u"GetLayout"_s, {0, -1, QStringList()}, path);
+    ASSERT_EQ(reply.signature(), u"u(ia{sv}av)"_s);
+    const auto root = qdbus_cast<StatusMenuNode>(reply.arguments().value(1).value<QDBusArgument>());
+    ASSERT_EQ(root.children.size(), 3);
+    const auto last = qdbus_cast<StatusMenuNode>(root.children[2].value<QDBusArgument>());
+    EXPECT_EQ(last.id, 3);
+    EXPECT_EQ(last.properties[u"label"_s], u"Quit__now"_s) << "no letter of it is a shortcut";
+    EXPECT_EQ(
+        ask(interface, u"GetGroupProperties"_s, {QVariant::fromValue(QList<int>{1, 2}), QStringList()}, path)
+            .signature(),
+        u"a(ia{sv})"_s);
+    EXPECT_EQ(ask(interface, u"AboutToShow"_s, {0}, path).arguments(), QVariantList{false});
+    for (const int id : {2, 3, 9})
+        ask(interface, u"Event"_s, {id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0U}, path);
+    ask(interface, u"Event"_s, {1, u"hovered"_s, QVariant::fromValue(QDBusVariant(0)), 0U}, path);
+    EXPECT_EQ(chosen, QStringList{u"quit"_s});
+    EXPECT_EQ(ask(interface, u"Nothing"_s, {}, path).type(), QDBusMessage::ErrorMessage);
 }
 
 TEST_F(StatusNotifierItemTest, ItIsShownOnlyWhileAStatusAreaIsThere)

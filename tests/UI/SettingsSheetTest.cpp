@@ -162,6 +162,24 @@ TEST(SettingsSheetTest, AFieldKeepsWhatIsNoValueAndSaysWhy)
     EXPECT_NE(sheet.views.settings.set(u"setupDone"_s, true), QString()) << "the program's own";
 }
 
+TEST(SettingsSheetTest, AFolderIsPickedInADialog)
+{
+    Sheet sheet(SettingsPage::Misc);
+    QDir(sheet.profile.home()).mkdir(u"picked"_s);
+    QQuickItem *chooser = sheet.any(u"chooser-keelhavenRunDirectory"_s);
+    QMetaObject::invokeMethod(chooser, "open");
+    sheet.update();
+    auto *dialog = chooser->property("dialog").value<QObject *>();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(dialog->property("visible").toBool());
+    const QUrl folder = QUrl::fromLocalFile(sheet.profile.home() + u"/picked"_s);
+    EXPECT_TRUE(dialog->setProperty("selectedFolder", folder));
+    sheet.update();
+    QMetaObject::invokeMethod(dialog, "accept");
+    sheet.update();
+    EXPECT_EQ(sheet.stored(u"keelhavenRunDirectory"_s), SettingValue(folder.toLocalFile()));
+}
+
 TEST(SettingsSheetTest, TheModelPicksItsProvider)
 {
     Sheet sheet(SettingsPage::General);

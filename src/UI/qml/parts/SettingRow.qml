@@ -152,6 +152,7 @@ Item {
             }
             Chooser {
                 id: chooser
+                objectName: "chooser-" + root.row.key
                 wantsFile: root.row.control === "file"
                 onChosen: url => root.store(url)
             }
