@@ -135,7 +135,7 @@ TEST(WindowTest, AnAgentIsSetUpWatchedAndReadByPointer)
         auto &user = stage.user;
         user.click(QAccessible::Button, u"Agents"_s);
         user.click(QAccessible::Button, u"New agent"_s);
-        user.click(QAccessible::Button, agentName);
+        user.click(QAccessible::RadioButton, agentName);
         user.click(QAccessible::EditableText, u"Project folders 1"_s);
         user.type(stage.home.project());
         user.click(QAccessible::EditableText, u"Time 1"_s);
@@ -170,7 +170,7 @@ TEST(WindowTest, TheKeyboardAloneDoesTheSame)
     runInWindow([](Stage &stage) {
         auto &user = stage.user;
         user.press(Qt::Key_N, Qt::ControlModifier);
-        user.tabTo(QAccessible::Button, agentName, Qt::Key_Backtab);
+        user.tabTo(QAccessible::RadioButton, agentName, Qt::Key_Backtab);
         user.press(Qt::Key_Return);
         user.tabTo(QAccessible::EditableText, u"Project folders 1"_s);
         user.type(stage.home.project());

@@ -44,7 +44,7 @@ FocusScope {
         Repeater {
             model: root.model
 
-            T.AbstractButton {
+            T.RadioButton {
                 id: segment
                 required property string modelData
                 required property int index
@@ -54,10 +54,10 @@ FocusScope {
                 height: row.height
                 hoverEnabled: true
                 focusPolicy: Qt.NoFocus
-                Accessible.role: Accessible.RadioButton
                 Accessible.name: modelData
-                Accessible.checkable: true
-                Accessible.checked: isCurrent
+                autoExclusive: false
+                checked: isCurrent
+                onToggled: checked = Qt.binding(() => isCurrent)
                 onClicked: {
                     root.forceActiveFocus(Qt.MouseFocusReason);
                     root.chosen(index);

@@ -21,7 +21,7 @@ Column {
         Repeater {
             model: App.agentEditor.templates
 
-            T.AbstractButton {
+            T.RadioButton {
                 id: card
                 required property var modelData
                 readonly property bool isChosen: App.agentEditor.templateID === modelData.id
@@ -31,11 +31,11 @@ Column {
                 height: 68
                 hoverEnabled: true
                 focusPolicy: Qt.StrongFocus
-                Accessible.role: Accessible.RadioButton
                 Accessible.name: modelData.name
                 Accessible.description: modelData.prompt
-                Accessible.checkable: true
-                Accessible.checked: isChosen
+                autoExclusive: false
+                checked: isChosen
+                onToggled: checked = Qt.binding(() => isChosen)
                 Keys.onReturnPressed: clicked()
                 onClicked: App.agentEditor.startFrom(isChosen ? "" : modelData.id)
 
