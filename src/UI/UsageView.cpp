@@ -24,7 +24,12 @@ UsageView::UsageView(AppModel &model, QObject *parent)
     connect(&model.codexUsage(), &CodexUsageMonitor::changed, this, &UsageView::changed);
     m_times.setInterval(1min);
     m_times.setTimerType(Qt::VeryCoarseTimer);
-    connect(&m_times, &QTimer::timeout, this, &UsageView::changed);
+    connect(&m_times, &QTimer::timeout, this, [this] {
+        // An idle window draws nothing, so only words that are others by now count.
+        const auto shown = std::exchange(m_shown, {meters(), notices()});
+        if (shown != m_shown)
+            Q_EMIT changed();
+    });
 }
 
 UsageView *UsageView::create(QQmlEngine *engine, QJSEngine *)

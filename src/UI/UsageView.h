@@ -54,7 +54,8 @@ private:
     AgentProvider m_provider = AgentProvider::Claude;
     int m_watchers = 0;
     bool m_isFollowing = false;
-    QTimer m_times; ///< captions tell how long until a reset
+    std::pair<QVariantList, QStringList> m_shown; ///< when the time was last looked at
+    QTimer m_times;                               ///< captions tell how long until a reset
 };
 
 } // namespace Keelhaven
