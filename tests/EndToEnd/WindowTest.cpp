@@ -136,8 +136,15 @@ TEST(WindowTest, AnAgentIsSetUpWatchedAndReadByPointer)
         user.click(QAccessible::Button, u"Agents"_s);
         user.click(QAccessible::Button, u"New agent"_s);
         user.click(QAccessible::RadioButton, agentName);
+        EXPECT_TRUE(user.isChecked(QAccessible::RadioButton, agentName));
         user.click(QAccessible::EditableText, u"Project folders 1"_s);
         user.type(stage.home.project());
+        user.click(QAccessible::ComboBox, u"Schedule"_s);
+        user.click(QAccessible::ListItem, u"Weekly"_s);
+        user.awaitSight(QAccessible::CheckBox, u"Sat"_s);
+        const bool wasOn = user.isChecked(QAccessible::CheckBox, u"Sat"_s);
+        user.click(QAccessible::CheckBox, u"Sat"_s);
+        EXPECT_NE(user.isChecked(QAccessible::CheckBox, u"Sat"_s), wasOn);
         user.click(QAccessible::EditableText, u"Time 1"_s);
         user.press(Qt::Key_A, Qt::ControlModifier);
         user.type(u"06:15"_s);

@@ -80,6 +80,12 @@ bool WindowUser::sees(QAccessible::Role role, const QString &name) const
     return find(role, name) != nullptr;
 }
 
+bool WindowUser::isChecked(QAccessible::Role role, const QString &name) const
+{
+    auto *thing = QAccessible::queryAccessibleInterface(find(role, name));
+    return thing && thing->state().checked;
+}
+
 void WindowUser::awaitSight(QAccessible::Role role, const QString &name) const
 {
     await(u"“%1”"_s.arg(name), [&] { return sees(role, name); });

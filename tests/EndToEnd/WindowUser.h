@@ -19,6 +19,8 @@ public:
     void await(const QString &what, const std::function<bool()> &condition) const;
 
     [[nodiscard]] bool sees(QAccessible::Role role, const QString &name) const;
+    /// Whether a thing in sight is told as checked.
+    [[nodiscard]] bool isChecked(QAccessible::Role role, const QString &name) const;
     void awaitSight(QAccessible::Role role, const QString &name) const;
     void awaitAbsence(QAccessible::Role role, const QString &name) const;
     /// The names of all things of a role in sight.

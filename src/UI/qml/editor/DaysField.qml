@@ -16,7 +16,7 @@ Flow {
             { day: 6, text: "Fri" }, { day: 7, text: "Sat" }, { day: 1, text: "Sun" }
         ]
 
-        T.AbstractButton {
+        T.CheckBox {
             id: button
             required property var modelData
             readonly property bool isOn: root.editor.form.days.indexOf(modelData.day) >= 0
@@ -26,10 +26,9 @@ Flow {
             height: Theme.control
             hoverEnabled: true
             focusPolicy: Qt.StrongFocus
-            Accessible.role: Accessible.CheckBox
             Accessible.name: modelData.text
-            Accessible.checkable: true
-            Accessible.checked: isOn
+            checked: isOn
+            onToggled: checked = Qt.binding(() => isOn)
             Keys.onReturnPressed: clicked()
             onClicked: root.editor.toggleDay(modelData.day)
 

@@ -32,7 +32,7 @@ Column {
         Accessible.name: "Plugins"
         T.ScrollBar.vertical: KScrollBar {}
 
-        delegate: T.AbstractButton {
+        delegate: T.CheckBox {
             id: line
             required property var modelData
             readonly property bool isPicked: root.editor.form.plugins.indexOf(modelData.id) >= 0
@@ -42,11 +42,10 @@ Column {
             height: 44
             hoverEnabled: true
             focusPolicy: Qt.StrongFocus
-            Accessible.role: Accessible.CheckBox
             Accessible.name: modelData.name
             Accessible.description: modelData.description
-            Accessible.checkable: true
-            Accessible.checked: isPicked
+            checked: isPicked
+            onToggled: checked = Qt.binding(() => isPicked)
             Keys.onReturnPressed: clicked()
             onClicked: root.editor.setPlugin(modelData.id, !isPicked)
 
