@@ -190,6 +190,7 @@ void AppModel::start()
     own.dispatch.load();
     sweepWhenSetUp();
     own.tasks.spawn(own.setup.refresh(false), "setup");
+    Q_EMIT started();
 }
 
 void AppModel::sweepWhenSetUp()

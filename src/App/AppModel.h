@@ -82,6 +82,7 @@ public:
 
     /// Starts the services in their order. A second call does nothing.
     void start();
+    [[nodiscard]] bool isStarted() const { return m_started; }
     /// The orderly quit: live runs are recorded and their sessions ended, then the database is checkpointed.
     /// A second call does nothing.
     void shutdown();
@@ -152,6 +153,8 @@ public:
     void handleDeepLink(const QString &link);
 
 Q_SIGNALS:
+    /// The services run: what is stored has been read.
+    void started();
     /// Something happened to a run: what followers print as it happens, journal progress included.
     void happened(const Keelhaven::EngineEvent &event);
     void snapshotApplied();

@@ -48,19 +48,27 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     const auto model = AppModel::create(machine.environment());
     if (!model)
         return print(CommandReply::refused(model.error().message()));
-    ControlServer server(instance->listener(), machine.clock);
     DoctorServices doctor = machine.doctor((*model)->herdrProbe());
     doctor.instanceDatabase = (*model)->databaseError();
     doctor.usage = [&model] { return (*model)->usage().snapshot(); };
-    ControlService service(server, **model, doctor);
-    (*model)->start();
-    auto front = buildFront ? buildFront(**model, machine) : nullptr;
-    if (!link.isEmpty())
-        (*model)->handleDeepLink(link);
+    std::optional<ControlServer> server;
+    std::optional<ControlService> service;
+    // Callers wait at the socket until then: a command must not meet a model that has not read its agents.
+    const auto begin = [&] {
+        (*model)->start();
+        server.emplace(instance->listener(), machine.clock);
+        service.emplace(*server, **model, doctor);
+        if (!link.isEmpty())
+            (*model)->handleDeepLink(link);
+    };
+    auto front = buildFront ? buildFront(**model, machine, begin) : nullptr;
+    if (!buildFront)
+        begin();
     const int status = buildFront && !front ? EXIT_FAILURE : QCoreApplication::exec();
     front.reset();
     (*model)->shutdown();
-    service.quit();
+    if (service)
+        service->quit();
     // Whoever still waits is woken, sees that the program ends, and leaves before its services do.
     machine.clock.close();
     machine.processes.close();

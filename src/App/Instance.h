@@ -9,9 +9,11 @@ namespace Keelhaven {
 class AppModel;
 struct Machine;
 
-/// Builds what a program shows of its instance, when the services have started. It is gone before they end.
-/// Null when it could not be built; the program then ends.
-using FrontBuilder = std::function<std::unique_ptr<QObject>(AppModel &, Machine &)>;
+/// Builds what a program shows of its instance. It is gone before the services end. Null when it could not be
+/// built; the program then ends. The services start when the front calls `begin`, from the main loop and
+/// once, as soon as something can be seen: they start child processes, which would hold the first picture up.
+using FrontBuilder =
+    std::function<std::unique_ptr<QObject>(AppModel &, Machine &, const std::function<void()> &begin)>;
 
 /// Is the instance until a signal or a quit ends it. `link` is what it was started with, or empty; where
 /// another process is the instance already, that one gets the link.

@@ -25,6 +25,8 @@ AppView::AppView(AppModel &model, QObject *parent)
     connect(selection, &AppSelection::raiseRequested, this, &AppView::raiseRequested);
     connect(&m_scheduler, &SchedulerView::newAgentWanted, &m_agentEditor, &AgentEditorView::openNew);
     connect(&m_agentEditor, &AgentEditorView::quitAllowed, this, [] { QCoreApplication::exit(); });
+    connect(&model, &AppModel::started, &m_scheduler, &SchedulerView::updateSoon);
+    connect(&model, &AppModel::started, this, &AppView::isReadyChanged);
     connect(&model, &AppModel::lastMutationErrorChanged, this, &AppView::lastErrorChanged);
 }
 

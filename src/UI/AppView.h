@@ -20,6 +20,8 @@ class AppView : public QObject
     Q_PROPERTY(QString databaseError READ databaseError CONSTANT)
     /// Why the last thing that was asked for could not be done; empty when there is nothing to tell.
     Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
+    /// What is stored has been read: only then an empty list is empty.
+    Q_PROPERTY(bool isReady READ isReady NOTIFY isReadyChanged)
     Q_PROPERTY(bool showsSettings READ showsSettings WRITE setShowsSettings NOTIFY showsSettingsChanged)
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(SchedulerView *scheduler READ scheduler CONSTANT)
@@ -36,6 +38,7 @@ public:
     void setPanel(const QString &name);
     [[nodiscard]] QString databaseError() const;
     [[nodiscard]] QString lastError() const;
+    [[nodiscard]] bool isReady() const { return m_model.isStarted(); }
     [[nodiscard]] bool showsSettings() const;
     void setShowsSettings(bool shows);
     [[nodiscard]] QString version() const;
@@ -56,6 +59,7 @@ Q_SIGNALS:
     void panelChanged();
     void lastErrorChanged();
     void showsSettingsChanged();
+    void isReadyChanged();
     /// The window is to come to the front.
     void raiseRequested();
 

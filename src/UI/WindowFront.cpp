@@ -8,6 +8,8 @@
 #include "UI/WindowViews.h"
 
 #include <QQuickWindow>
+#include <QTimer>
+#include <chrono>
 
 // Resources of a static library are brought in by name.
 static void initializeResources()
@@ -44,13 +46,28 @@ void equip(QQmlEngine &engine, AppView &view, Appearance &appearance)
     engine.addImageProvider(u"keelhaven"_s, new Icons);
 }
 
-WindowFront::WindowFront(AppModel &model, MessageBus &sessionBus)
-    : m_appearance(&sessionBus)
+WindowFront::WindowFront(AppModel &model, MessageBus &sessionBus, std::function<void()> begin)
+    : m_begin(std::move(begin))
+    , m_appearance(&sessionBus)
     , m_view(std::make_unique<AppView>(model))
 {
     equip(m_engine, *m_view, m_appearance);
     m_tray = std::make_unique<TrayIcon>(sessionBus, WindowViews::of(m_engine).glance, m_appearance);
     m_engine.load(QUrl(u"qrc:/qt/qml/Keelhaven/qml/Main.qml"_s));
+    if (!isValid())
+        return;
+    // A window that starts minimised or on another workspace may draw nothing for hours.
+    constexpr auto longest = std::chrono::seconds(1);
+    QTimer::singleShot(longest, this, &WindowFront::beginOnce);
+    if (const auto *window = qobject_cast<QQuickWindow *>(m_engine.rootObjects().constFirst()))
+        connect(window, &QQuickWindow::frameSwapped, this, &WindowFront::beginOnce,
+                Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
+}
+
+void WindowFront::beginOnce()
+{
+    if (const auto begin = std::exchange(m_begin, nullptr))
+        begin();
 }
 
 WindowFront::~WindowFront() = default;

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QQmlApplicationEngine>
+#include <functional>
 
 namespace Keelhaven {
 
@@ -17,19 +18,23 @@ void prepareScreens();
 /// Gives an engine what its screens stand on: the icons, `view` and `appearance`, which outlive it.
 void equip(QQmlEngine &engine, AppView &view, Appearance &appearance);
 
-/// The main window of a running instance. The model and the bus outlive it.
+/// The main window of an instance. The model and the bus outlive it. `begin` is called once, when the window
+/// has drawn its first picture or, where none gets drawn, soon after.
 class WindowFront : public QObject
 {
     Q_OBJECT
 
 public:
-    WindowFront(AppModel &model, MessageBus &sessionBus);
+    WindowFront(AppModel &model, MessageBus &sessionBus, std::function<void()> begin);
     ~WindowFront() override;
 
     /// Whether the window could be made; what was wrong is in the system log.
     [[nodiscard]] bool isValid() const { return !m_engine.rootObjects().isEmpty(); }
 
 private:
+    void beginOnce();
+
+    std::function<void()> m_begin;
     Appearance m_appearance;
     std::unique_ptr<AppView> m_view;
     QQmlApplicationEngine m_engine;

@@ -13,9 +13,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-std::unique_ptr<QObject> buildWindow(Keelhaven::AppModel &model, Keelhaven::Machine &machine)
+std::unique_ptr<QObject> buildWindow(Keelhaven::AppModel &model, Keelhaven::Machine &machine,
+                                     const std::function<void()> &begin)
 {
-    auto front = std::make_unique<Keelhaven::WindowFront>(model, machine.sessionBus);
+    auto front = std::make_unique<Keelhaven::WindowFront>(model, machine.sessionBus, begin);
     if (!front->isValid()) {
         Keelhaven::systemLog(u"Keelhaven: the window could not be made"_s);
         return nullptr;

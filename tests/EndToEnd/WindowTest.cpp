@@ -76,23 +76,24 @@ void runInWindow(const std::function<void(Stage &)> &script)
 {
     AgentHome home;
     bool wasShown = false;
-    const int status = runInstance({}, [&](AppModel &model, Machine &machine) {
-        auto front = std::make_unique<WindowFront>(model, machine.sessionBus);
-        QTimer::singleShot(0, front.get(), [&] {
-            try {
-                auto *window = qobject_cast<QQuickWindow *>(QGuiApplication::topLevelWindows().value(0));
-                if (!window)
-                    throw std::runtime_error("there is no window");
-                Stage stage{home, model.scheduler(), WindowUser(*window)};
-                wasShown = true;
-                script(stage);
-            } catch (const std::exception &error) {
-                ADD_FAILURE() << error.what();
-            }
-            QCoreApplication::exit();
+    const int status =
+        runInstance({}, [&](AppModel &model, Machine &machine, const std::function<void()> &begin) {
+            auto front = std::make_unique<WindowFront>(model, machine.sessionBus, begin);
+            QTimer::singleShot(0, front.get(), [&] {
+                try {
+                    auto *window = qobject_cast<QQuickWindow *>(QGuiApplication::topLevelWindows().value(0));
+                    if (!window)
+                        throw std::runtime_error("there is no window");
+                    Stage stage{home, model.scheduler(), WindowUser(*window)};
+                    wasShown = true;
+                    script(stage);
+                } catch (const std::exception &error) {
+                    ADD_FAILURE() << error.what();
+                }
+                QCoreApplication::exit();
+            });
+            return front;
         });
-        return front;
-    });
     EXPECT_TRUE(wasShown);
     EXPECT_EQ(status, 0);
 }

@@ -137,7 +137,7 @@ FocusScope {
     KEmpty {
         anchors.centerIn: parent
         width: parent.width - 2 * Theme.xl
-        visible: root.view.agendaIsEmpty
+        visible: App.isReady && root.view.agendaIsEmpty
         iconName: "calendar"
         text: root.view.emptyText(1)
     }

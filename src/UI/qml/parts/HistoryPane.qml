@@ -60,7 +60,7 @@ FocusScope {
     KEmpty {
         anchors.centerIn: parent
         width: parent.width - 2 * Theme.xl
-        visible: list.count === 0
+        visible: App.isReady && list.count === 0
         iconName: "history"
         text: root.view.runCount === 0 ? root.view.emptyText(3) : "No run matches."
     }
@@ -108,7 +108,7 @@ FocusScope {
             implicitHeight: message !== "" ? 76 : 58
             selected: root.view.selectedRunID === runID
             opacity: isHidden ? 0.6 : 1
-            Accessible.name: title + ", " + subtitle + (isHidden ? ", hidden" : "")
+            Accessible.name: title + ", " + ListView.section + ", " + subtitle + (isHidden ? ", hidden" : "")
             onClicked: open()
 
             function open() {

@@ -16,7 +16,7 @@ FocusScope {
     KEmpty {
         anchors.centerIn: parent
         width: parent.width - 2 * Theme.xl
-        visible: list.count === 0
+        visible: App.isReady && list.count === 0
         iconName: "inbox"
         text: root.view.emptyText(2)
     }
