@@ -42,8 +42,8 @@ class ManifestTest(unittest.TestCase):
         source = PLUGIN / entry["source"]
         self.assertTrue(entry["source"].startswith("./") and (source / ".claude-plugin/plugin.json").is_file())
         # The launcher turns installed copies off by this name.
-        launch = (ROOT / "src/Herdr/HerdrLaunchArguments.cpp").read_text()
-        self.assertIn(f'"{plugin["name"]}@{market["name"]}"', launch)
+        names = (ROOT / "src/Contract/BundledPlugin.h").read_text()
+        self.assertIn(f'"{plugin["name"]}@{market["name"]}"', names)
 
     def test_hooks(self):
         document = load("hooks/hooks.json")
