@@ -9,6 +9,7 @@ WindowViews::WindowViews(AppModel &model, QQmlEngine &engine)
     : QObject(&engine)
     , glance(model)
     , herdr(model)
+    , plugins(model)
     , settings(model)
     , setup(model)
     , sweep(model)
@@ -17,6 +18,7 @@ WindowViews::WindowViews(AppModel &model, QQmlEngine &engine)
     EngineObjects::give(engine, this);
     EngineObjects::give(engine, &glance);
     EngineObjects::give(engine, &herdr);
+    EngineObjects::give(engine, &plugins);
     EngineObjects::give(engine, &settings);
     EngineObjects::give(engine, &setup);
     EngineObjects::give(engine, &sweep);

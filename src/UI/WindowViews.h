@@ -2,6 +2,7 @@
 
 #include "UI/GlanceView.h"
 #include "UI/HerdrView.h"
+#include "UI/PluginsView.h"
 #include "UI/SettingsView.h"
 #include "UI/SetupView.h"
 #include "UI/SweepView.h"
@@ -23,6 +24,7 @@ public:
 
     GlanceView glance;
     HerdrView herdr;
+    PluginsView plugins;
     SettingsView settings;
     SetupView setup;
     SweepView sweep;

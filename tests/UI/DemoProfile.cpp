@@ -166,7 +166,13 @@ DemoProfile::DemoProfile(const Options &options)
         m_home.write(u".local/share/keelhaven/keelhaven.sqlite"_s, QByteArray(5000, 'x'));
     if (!options.isEmpty)
         seed(options);
-    auto model = AppModel::create({m_home.paths(),
+    auto paths = m_home.paths();
+    if (options.hasPlugins) {
+        seedDemoPlugins(m_home, options.isHostile);
+        m_settings.set(u"loginShellPATH"_s, m_home.path(u".local/bin"_s));
+        paths.resourcesDir = m_home.path(u"resources"_s);
+    }
+    auto model = AppModel::create({paths,
                                    m_clock,
                                    m_processes,
                                    m_settings,

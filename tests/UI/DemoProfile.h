@@ -38,6 +38,7 @@ public:
         bool isFirstStart = false; ///< setup has not been done
         bool hasSweeps = false;
         QString newestVersion = {}; ///< that the version endpoint tells of; empty where there is none
+        bool hasPlugins = false;    ///< of Claude Code, and a "claude" to switch them with
     };
 
     explicit DemoProfile(const Options &options);
@@ -49,6 +50,7 @@ public:
     [[nodiscard]] MemorySettings &settings() { return m_settings; }
     [[nodiscard]] ScriptedLauncher &sessions() { return m_sessions; }
     [[nodiscard]] MemorySecrets &secrets() { return m_secrets; }
+    [[nodiscard]] FakeProcessRunner &processes() { return m_processes; }
     [[nodiscard]] FakeDesktop &desktop() { return m_desktop; }
     [[nodiscard]] QString home() const { return m_home.path(); }
     /// A finished run with a report and files.
@@ -94,6 +96,9 @@ private:
     QUuid m_failedRun;
     std::unique_ptr<AppModel> m_model;
 };
+
+/// Plugins of Claude Code below a home, and the application's own among its "resources".
+void seedDemoPlugins(const TestHome &home, bool isHostile);
 
 /// The agents of a demo profile, folders below `home`.
 [[nodiscard]] QList<SchedulerSlot> demoAgents(const QString &home, Date now);

@@ -5,6 +5,7 @@
 #include "UI/AppView.h"
 #include "UI/DemoProfile.h"
 #include "UI/WindowFront.h"
+#include "UI/WindowViews.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -275,6 +276,29 @@ QList<Scene> scenes()
         {u"board"_s, full,
          [](DemoProfile &profile, QQuickItem &) {
              profile.model().selection().setPanel(AppPanel::Keelhaven);
+         }},
+        {u"plugins"_s,
+         {.hasPlugins = true},
+         [](DemoProfile &profile, QQuickItem &root) {
+             profile.model().selection().setPanel(AppPanel::Plugins);
+             run(150);
+             WindowViews::of(*qmlEngine(&root)).plugins.setSelected(u"installed:code-review@team"_s);
+         }},
+        {u"plugins-none"_s,
+         {.isEmpty = true},
+         [](DemoProfile &profile, QQuickItem &) {
+             profile.model().selection().setPanel(AppPanel::Plugins);
+         }},
+        {u"plugins-hostile"_s,
+         {.hasLiveRuns = false, .isHostile = true, .runs = 40, .hasPlugins = true},
+         [](DemoProfile &profile, QQuickItem &root) {
+             profile.model().selection().setPanel(AppPanel::Plugins);
+             run(150);
+             auto &plugins = WindowViews::of(*qmlEngine(&root)).plugins;
+             for (const PluginRow &row : plugins.plugins()->rows()) {
+                 if (row.name.contains(u"WWW"_s))
+                     plugins.setSelected(QString(row.key));
+             }
          }},
         {u"first-start"_s, {.isEmpty = true}, [](DemoProfile &, QQuickItem &) {}},
         {u"fallback"_s, {.hasBrokenDatabase = true}, [](DemoProfile &, QQuickItem &) {}},

@@ -21,7 +21,7 @@ KSheet {
             { keys: "Ctrl+1 … Ctrl+4", text: "Board, Projects, Agents, Plugins" },
             { keys: "Ctrl+N", text: "New agent" },
             { keys: "Ctrl+S", text: "Save the agent" },
-            { keys: "Ctrl+F", text: "Find in history" },
+            { keys: "Ctrl+F", text: "Find in history, or a plugin" },
             { keys: "Alt+1 … Alt+4", text: "Agents, Scheduled, Queue, History" },
             { keys: "↑ ↓", text: "Move in a list" },
             { keys: "Return", text: "Open the line" },
