@@ -108,23 +108,6 @@ week   requests   errors   p95
 
 > The numbers of Monday are partly estimated: the collector was down from 03:10 to 03:40.)"_s;
 
-const auto liveScreen = uR"(> Run the suite; repair what broke since the last green night.
-
-● I'll run the whole suite first, then look at what broke.
-
-● Bash(ctest --test-dir build -j4)
-  └ 412 tests, 2 failed: HarbourTest.Berths, TideTest.AcrossMidnight
-
-● Read(tests/TideTest.cpp)
-  └ 184 lines
-
-● The test reads the clock twice; between the two reads midnight passes.
-
-● Update(tests/TideTest.cpp)
-  └ 3 additions, 2 removals
-
-* Verifying… (2m 41s · 18.2k tokens))"_s;
-
 void addAsset(KeelhavenDatabase &database, const Asset &asset)
 {
     using V = SQLiteValue;
@@ -435,47 +418,6 @@ void DemoProfile::seedHostile(SQLiteRunStore &store, const QList<SchedulerSlot> 
         if (!store.saveRecord(run))
             throw std::runtime_error("no run could be stored");
     }
-}
-
-void DemoProfile::startRuns()
-{
-    auto &engine = m_model->scheduler();
-    const auto agents = engine.slotList();
-    const auto milliseconds =
-        std::chrono::floor<std::chrono::milliseconds>(m_clock.now()).time_since_epoch().count();
-    m_home.write(u".claude.json"_s, R"({"cachedUsageUtilization":{"fetchedAtMs":)" +
-                                        QByteArray::number(qint64(milliseconds)) +
-                                        R"(,"utilization":{"five_hour":{"utilization":92}}}})");
-    for (const int index : {4, 2, 0, 6})
-        engine.enqueue(agents[index]);
-    settle();
-    // At two o'clock an agent falls due, and the usage gate holds it.
-    for (int i = 0; i < 5; ++i) {
-        m_clock.advance(73s);
-        settle();
-    }
-    for (const int index : {1, 9, 5})
-        engine.enqueue(agents[index]);
-    settle();
-    auto &panes = m_sessions.panes;
-    if (panes.size() >= 3) {
-        for (auto &pane : panes)
-            pane.screen = liveScreen;
-        panes[u"p1"_s].probe = {AgentState::Working, true};
-        panes[u"p2"_s].probe = {AgentState::Blocked, true};
-        engine.takeOver(engine.active().value(2)->record.id);
-    }
-    m_clock.advance(31s);
-    settle();
-}
-
-QUuid DemoProfile::blockedRun()
-{
-    for (const auto &run : m_model->scheduler().active()) {
-        if (run->agentState == AgentState::Blocked)
-            return run->record.id;
-    }
-    return {};
 }
 
 } // namespace Keelhaven

@@ -347,6 +347,7 @@ int main(int argc, char **argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName(u"keelhaven"_s);
+    QGuiApplication::setApplicationVersion(u"1.3"_s);
     Appearance::applyFont();
     const QStringList words = QGuiApplication::arguments().mid(1);
     if (words.isEmpty()) {
