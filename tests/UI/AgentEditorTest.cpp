@@ -302,6 +302,47 @@ TEST_F(AgentEditorTest, FoldersAreOfferedWhileTheyAreTyped)
     EXPECT_EQ(text(u"cwds-1"_s), u"~/code/harbour");
 }
 
+/// What a screen reader tells of the thing with this role and name; null when there is none in sight.
+QAccessibleInterface *told(QQuickItem *root, QAccessible::Role role, const QString &name)
+{
+    if (!root->isVisible())
+        return nullptr;
+    auto *accessible = QAccessible::queryAccessibleInterface(root);
+    if (accessible && accessible->role() == role && accessible->text(QAccessible::Name) == name)
+        return accessible;
+    const auto children = root->childItems();
+    for (QQuickItem *child : children) {
+        if (auto *found = told(child, role, name))
+            return found;
+    }
+    return nullptr;
+}
+
+TEST_F(AgentEditorTest, OffersAreReadOutAsLines)
+{
+    QQuickItem *window = screen.view().contentItem();
+    open(1);
+    enter(u"cwds-1"_s, u"~/code/h"_s);
+    const auto offer = [&] { return told(window, QAccessible::ListItem, u"~/code/harbour/"_s); };
+    ASSERT_TRUE(QTest::qWaitFor([&] { return offer() != nullptr; }));
+    EXPECT_TRUE(offer()->state().selected);
+}
+
+TEST_F(AgentEditorTest, DaysAreReadOutAsCellsAndPickedByAClick)
+{
+    QQuickItem *window = screen.view().contentItem();
+    open(3); // once, on the 26th
+    QMetaObject::invokeMethod(screen.item(u"pickDay"_s), "clicked");
+    screen.update();
+    const auto *chosen = told(window, QAccessible::Cell, u"2026-11-26"_s);
+    auto *wanted = told(window, QAccessible::Cell, u"2026-11-28"_s);
+    ASSERT_TRUE(chosen && wanted);
+    EXPECT_TRUE(chosen->state().selected);
+    EXPECT_FALSE(wanted->state().selected);
+    screen.click(qobject_cast<QQuickItem *>(wanted->object()));
+    EXPECT_EQ(text(u"onceDay"_s), u"2026-11-28");
+}
+
 TEST_F(AgentEditorTest, TabReachesEveryControlAndEachHasAName)
 {
     open(1);

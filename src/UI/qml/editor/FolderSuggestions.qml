@@ -63,7 +63,7 @@ T.Popup {
         Accessible.name: "Folders"
         T.ScrollBar.vertical: KScrollBar {}
 
-        delegate: T.AbstractButton {
+        delegate: T.ItemDelegate {
             id: line
             required property string modelData
             required property int index
@@ -72,8 +72,8 @@ T.Popup {
             height: control.row
             focusPolicy: Qt.NoFocus
             hoverEnabled: true
-            Accessible.role: Accessible.ListItem
             Accessible.name: modelData
+            Accessible.selectable: true
             Accessible.selected: list.currentIndex === index
             onClicked: control.accept(index)
 

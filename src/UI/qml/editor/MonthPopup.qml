@@ -118,32 +118,39 @@ T.Popup {
             Repeater {
                 model: control.month.cells
 
-                T.AbstractButton {
+                // No button template: it would keep its own role.
+                Item {
                     id: cell
                     required property var modelData
                     required property int index
 
                     width: 33
                     height: 30
-                    hoverEnabled: true
-                    focusPolicy: Qt.NoFocus
                     Accessible.role: Accessible.Cell
                     Accessible.name: modelData.day
-                    onClicked: control.pick(index)
+                    Accessible.selectable: true
+                    Accessible.selected: modelData.isChosen
+                    Accessible.onPressAction: control.pick(index)
 
-                    contentItem: KText {
+                    HoverHandler { id: hover }
+                    TapHandler { onTapped: control.pick(cell.index) }
+
+                    Rectangle {
+                        anchors.fill: parent
+                        radius: Theme.radiusSmall
+                        color: cell.modelData.isChosen ? Theme.accent : hover.hovered ? Theme.hover : "transparent"
+                        KFocus { shown: grid.activeFocus && control.current === cell.index; gap: 0 }
+                    }
+                    KText {
+                        anchors.fill: parent
                         text: cell.modelData.text
                         horizontalAlignment: Text.AlignHCenter
                         font.weight: cell.modelData.isToday || cell.modelData.isChosen ? Font.DemiBold : Font.Normal
                         color: cell.modelData.isChosen ? Theme.accentInk
-                            : cell.modelData.isPast || cell.modelData.isOther ? Theme.textOff
+                            : cell.modelData.isPast ? Theme.textOff
+                            : cell.modelData.isOther ? Theme.textFaint
                             : cell.modelData.isToday ? Theme.accent : Theme.text
                         Accessible.ignored: true
-                    }
-                    background: Rectangle {
-                        radius: Theme.radiusSmall
-                        color: cell.modelData.isChosen ? Theme.accent : cell.hovered ? Theme.hover : "transparent"
-                        KFocus { shown: grid.activeFocus && control.current === cell.index; gap: 0 }
                     }
                 }
             }

@@ -89,7 +89,7 @@ Column {
                 Accessible.role: Accessible.List
                 Accessible.name: "Suggestions"
 
-                delegate: T.AbstractButton {
+                delegate: T.ItemDelegate {
                     id: line
                     required property var modelData
                     required property int index
@@ -98,8 +98,8 @@ Column {
                     height: popup.row
                     focusPolicy: Qt.NoFocus
                     hoverEnabled: true
-                    Accessible.role: Accessible.ListItem
                     Accessible.name: modelData.label + ", " + modelData.detail
+                    Accessible.selectable: true
                     Accessible.selected: list.currentIndex === index
                     onClicked: root.accept(index)
 
