@@ -34,7 +34,7 @@ HistoryRow HistoryRow::of(const HistoryItem &item, const Calendar &calendar)
     QStringList parts;
     if (run.outcome)
         parts.append(run.outcome->label());
-    parts.append(TimeTexts::full(run.startedAt, calendar));
+    parts.append(TimeTexts::clock(run.startedAt, calendar));
     if (item.runs.size() > 1)
         parts.append(u"%1 turns"_s.arg(item.runs.size()));
     row.subtitle = parts.join(u" · "_s);
