@@ -19,14 +19,15 @@ Rectangle {
 
     KIcon {
         x: 12
-        y: 11
+        y: 12
         name: root.iconName
         color: Theme.tone(root.tone)
     }
     Column {
         id: column
         x: 38
-        y: 10
+        // A paragraph has its leading below the line.
+        y: 12
         width: parent.width - x - 12
         spacing: 8
 

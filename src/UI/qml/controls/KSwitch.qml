@@ -26,7 +26,7 @@ T.Switch {
             : control.checked ? (control.hovered ? Theme.accentHover : Theme.accent)
             : control.hovered ? Theme.lineStrong : Theme.line
         border.width: control.enabled ? (control.checked ? 0 : 1) : 1
-        border.color: control.enabled ? Theme.lineStrong : Theme.line
+        border.color: control.enabled ? Theme.lineStrong : Theme.edge
 
         Rectangle {
             width: 14

@@ -8,19 +8,19 @@ Rectangle {
     readonly property var editor: App.agentEditor
     readonly property var facts: editor.facts
     property int margin: Theme.xxl
+    property bool low: false
     /// A save was refused: the hint is what one looks for now.
     property bool insists: false
 
     signal saveWanted()
 
-    implicitHeight: Math.max(56, hint.implicitHeight + 20)
+    implicitHeight: Math.max(low ? 46 : 56, hint.implicitHeight + 20)
     color: Theme.raised
 
     KLine { width: parent.width }
     KIcon {
         x: root.margin
         anchors.verticalCenter: parent.verticalCenter
-        anchors.verticalCenterOffset: -2
         visible: hint.text !== ""
         name: root.facts.hint === "" ? "check" : root.insists ? "warning" : "info"
         color: hint.color
@@ -30,6 +30,8 @@ Rectangle {
         objectName: "saveHint"
         x: root.margin + 24
         anchors.verticalCenter: parent.verticalCenter
+        // A paragraph has its leading below the line.
+        anchors.verticalCenterOffset: 3
         width: buttons.x - x - Theme.md
         text: root.facts.hint !== "" ? root.facts.hint : root.facts.isNew || root.facts.hasChanges ? "" : "Saved"
         color: root.facts.hint === "" ? Theme.textFaint : root.insists ? Theme.bad : Theme.textSoft
@@ -41,7 +43,7 @@ Rectangle {
     Row {
         id: buttons
         anchors.right: parent.right
-        anchors.rightMargin: Theme.lg
+        anchors.rightMargin: root.margin
         anchors.verticalCenter: parent.verticalCenter
         spacing: Theme.sm
 

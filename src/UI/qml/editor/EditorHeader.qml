@@ -6,16 +6,28 @@ FocusScope {
     id: root
 
     property int margin: Theme.xxl
+    property bool low: false
+    property bool showsBack: false
+    readonly property int start: showsBack ? Math.max(56, margin + 24) : margin
     readonly property var editor: App.agentEditor
     readonly property var facts: editor.facts
 
     signal removeWanted()
 
-    implicitHeight: 84
+    implicitHeight: low ? 64 : 84
 
+    KButton {
+        x: root.start - 44
+        y: root.low ? 12 : 20
+        visible: root.showsBack
+        kind: "quiet"
+        iconName: "arrow-left"
+        help: "Agents"
+        onClicked: root.editor.close()
+    }
     Row {
-        x: root.margin
-        y: 18
+        x: root.start
+        y: root.low ? 8 : 18
         spacing: Theme.sm
 
         KText {
@@ -36,8 +48,8 @@ FocusScope {
         }
     }
     KText {
-        x: root.margin
-        y: 46
+        x: root.start
+        y: root.low ? 35 : 46
         width: parent.width - x - actions.width - Theme.xl
         text: root.facts.isNew ? "It is stored once you save it" : root.facts.subtitle
         color: Theme.textSoft
@@ -45,8 +57,9 @@ FocusScope {
     Row {
         id: actions
         anchors.right: parent.right
-        anchors.rightMargin: Theme.lg
-        y: 20
+        // The frameless button's picture, not its edge, ends where the form does.
+        anchors.rightMargin: root.margin - 8
+        y: root.low ? 12 : 20
         spacing: Theme.sm
         visible: !root.facts.isNew
 

@@ -22,7 +22,9 @@ Column {
         placeholder: "Find among " + root.editor.plugins.length + " plugins"
     }
     ListView {
-        width: parent.width
+        // The boxes stand in line with the label; what shows under the pointer reaches further out.
+        x: -6
+        width: parent.width + 6
         height: Math.min(contentHeight, 240)
         visible: count > 0
         clip: true

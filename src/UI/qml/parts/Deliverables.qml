@@ -56,6 +56,9 @@ Flow {
                     Image {
                         id: picture
                         anchors.fill: parent
+                        anchors.margins: 4
+                        // A white picture glares among dark ones.
+                        opacity: Theme.dark && !file.hovered ? 0.7 : 1
                         source: file.modelData.thumbnail
                         fillMode: Image.PreserveAspectCrop
                         asynchronous: true

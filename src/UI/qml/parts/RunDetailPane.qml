@@ -14,7 +14,10 @@ FocusScope {
     readonly property bool hasSession: detail.live.open !== undefined
     readonly property bool isFinished: detail.card === "finished"
     readonly property bool isTask: detail.card === "task"
-    readonly property int column: Math.min(720, width - 2 * Theme.xxl)
+    readonly property bool low: height < 440
+    /// On wide windows the text stands in the middle, and the header with it.
+    readonly property int margin: Math.max(width < 520 ? Theme.lg : Theme.xxl, Math.floor((width - 720) / 2))
+    readonly property int start: Math.max(56, margin + 24)
 
     readonly property string shownRun: detail.runID
 
@@ -32,22 +35,22 @@ FocusScope {
     FocusScope {
         id: header
         width: parent.width
-        height: visible ? 84 : 0
+        height: !visible ? 0 : root.low ? 64 : 84
         visible: root.detail.card !== "nothing"
         focus: true
 
         KButton {
             id: back
-            x: Theme.md
-            y: 20
+            x: root.start - 44
+            y: root.low ? 12 : 20
             kind: "quiet"
             iconName: "arrow-left"
             help: root.detail.header.back ? root.detail.header.back.title : ""
             onClicked: root.detail.back()
         }
         KText {
-            x: 56
-            y: 18
+            x: root.start
+            y: root.low ? 8 : 18
             width: parent.width - x - actions.width - Theme.xl
             text: (root.isTask ? root.detail.task.title : root.detail.header.title) || ""
             font.pixelSize: Theme.heading
@@ -55,8 +58,8 @@ FocusScope {
             Accessible.role: Accessible.Heading
         }
         KText {
-            x: 56
-            y: 46
+            x: root.start
+            y: root.low ? 35 : 46
             width: parent.width - x - actions.width - Theme.xl
             text: (root.detail.header.subtitle || "") + (timer.text !== "" ? " · " + timer.text : "")
             color: root.detail.header.isFailure ? Theme.bad : root.hasSession ? Theme.accent : Theme.textSoft
@@ -64,10 +67,18 @@ FocusScope {
         Row {
             id: actions
             anchors.right: parent.right
-            anchors.rightMargin: Theme.lg
-            y: 20
+            // A frameless button's picture, not its edge, ends where the text does.
+            anchors.rightMargin: root.margin - (trash.visible ? 8 : 0)
+            y: root.low ? 12 : 20
             spacing: Theme.sm
 
+            KButton {
+                visible: root.hasSession && (root.detail.live.takenOver || "") === ""
+                text: "Take over"
+                iconName: "hand"
+                help: "Keep the session yours after it finishes"
+                onClicked: root.detail.takeOver()
+            }
             KButton {
                 readonly property var deed: root.detail.live.open
                 visible: deed !== undefined
@@ -95,6 +106,7 @@ FocusScope {
                 onClicked: stop.askFor(root.detail.runID, "")
             }
             KButton {
+                id: trash
                 readonly property var deed: root.detail.header.delete
                 visible: deed !== undefined
                 kind: "quiet"
@@ -140,9 +152,9 @@ FocusScope {
 
         Column {
             id: body
-            x: Theme.xxl
+            x: root.margin
             y: Theme.xl
-            width: root.column
+            width: root.width - 2 * root.margin
             spacing: Theme.xl
 
             // A live run.
@@ -184,17 +196,10 @@ FocusScope {
                 RawOutputView {
                     id: screen
                     width: parent.width
-                    height: Math.max(160, Math.min(420, page.height - 300))
+                    height: Math.max(160, Math.min(560, page.height - 300))
                     output: root.detail.liveScreen
                     followsEnd: true
                 }
-            }
-            KButton {
-                visible: root.hasSession && (root.detail.live.takenOver || "") === ""
-                text: "Take over"
-                iconName: "hand"
-                help: "Keep the session yours after it finishes"
-                onClicked: root.detail.takeOver()
             }
 
             // A task with its turns.
@@ -282,16 +287,16 @@ FocusScope {
 
         KButton {
             id: hideRaw
-            x: Theme.xxl
+            x: root.margin
             y: Theme.md
             text: "Hide raw terminal output"
             iconName: "terminal"
             onClicked: root.detail.showsRawOutput = false
         }
         RawOutputView {
-            x: Theme.xxl
+            x: root.margin
             y: hideRaw.y + hideRaw.height + Theme.md
-            width: parent.width - 2 * Theme.xxl
+            width: parent.width - 2 * root.margin
             height: parent.height - y - Theme.lg
             output: root.detail.rawOutput
         }

@@ -21,7 +21,7 @@ Rectangle {
     KParagraph {
         id: label
         anchors.verticalCenter: parent.verticalCenter
-        anchors.verticalCenterOffset: 2
+        anchors.verticalCenterOffset: 3
         x: Theme.lg + 26
         width: parent.width - x - buttons.width - Theme.lg - Theme.md
         text: Setup.updateBanner

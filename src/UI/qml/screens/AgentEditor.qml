@@ -10,7 +10,11 @@ FocusScope {
     readonly property var editor: App.agentEditor
     readonly property var form: editor.form
     readonly property var facts: editor.facts
-    readonly property int margin: width < 520 ? Theme.lg : Theme.xxl
+    /// Where only this half of the panel is in sight, the header leads back to the other.
+    property bool showsBack: false
+    readonly property bool low: height < 440
+    /// On wide windows the form stands in the middle, and its header and footer with it.
+    readonly property int margin: Math.max(width < 520 ? Theme.lg : Theme.xxl, Math.floor((width - 720) / 2))
 
     onVisibleChanged: editor.setWatched(visible)
     Component.onCompleted: editor.setWatched(visible)
@@ -58,6 +62,8 @@ FocusScope {
         id: header
         width: parent.width
         margin: root.margin
+        low: root.low
+        showsBack: root.showsBack
         onRemoveWanted: {
             const question = root.editor.deleteQuestion();
             remove.title = question.title;
@@ -86,7 +92,7 @@ FocusScope {
             id: form_
             x: root.margin
             y: Theme.xl
-            width: Math.min(680, page.width - 2 * root.margin)
+            width: page.width - 2 * root.margin
             spacing: Theme.xl
 
             KCallout {
@@ -164,7 +170,7 @@ FocusScope {
 
                 KLabel {
                     text: "MORE OPTIONS"
-                    bottomPadding: 4
+                    bottomPadding: Theme.sm
                 }
                 KLine { width: parent.width }
                 GatesGroup { width: parent.width }
@@ -180,6 +186,7 @@ FocusScope {
         anchors.bottom: parent.bottom
         width: parent.width
         margin: root.margin
+        low: root.low
         onSaveWanted: root.save()
     }
 

@@ -20,10 +20,6 @@ FocusScope {
     function startNew() {
         view.newAgent();
     }
-    /// The editor asks first when something would be lost.
-    function closeDetail() {
-        App.agentEditor.close();
-    }
     onShowsDetailChanged: if (!showsDetail) left.forceActiveFocus(Qt.OtherFocusReason)
     function showTab(index) {
         tabs.currentIndex = index;
@@ -31,7 +27,7 @@ FocusScope {
 
     FocusScope {
         id: left
-        width: root.narrow ? root.width : Math.max(380, Math.min(480, root.width * 0.4))
+        width: root.narrow ? root.width : Math.max(380, Math.min(560, root.width * 0.4))
         height: parent.height
         visible: !root.narrow || !root.showsDetail
         focus: true
@@ -113,25 +109,22 @@ FocusScope {
             visible: root.view.selectedRunID !== ""
             focus: visible
         }
-        KButton {
-            x: Theme.md
-            y: 14
-            visible: root.narrow && root.view.selectedRunID === ""
-            kind: "quiet"
-            iconName: "arrow-left"
-            text: "Agents"
-            onClicked: root.closeDetail()
-        }
         ScreenSlot {
-            y: root.narrow ? 56 : 0
-            width: parent.width
-            height: parent.height - y
+            id: editor
+            anchors.fill: parent
             visible: root.view.selectedRunID === ""
             focus: visible
             name: "AgentEditor"
             iconName: "agents"
             sentence: App.runDetail.nothingText
         }
+    }
+
+    Binding {
+        target: editor.item
+        when: editor.item !== null
+        property: "showsBack"
+        value: root.narrow
     }
 
     Shortcut { sequence: "Alt+1"; enabled: root.visible; onActivated: root.showTab(0) }
