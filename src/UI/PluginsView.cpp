@@ -85,6 +85,7 @@ QVariantMap detailOf(const PluginRow &row, const LocalPluginInfo *info)
             {u"title"_s, row.name},
             {u"state"_s, row.state},
             {u"tone"_s, row.tone},
+            {u"isRead"_s, info != nullptr},
             {u"description"_s, ShownText::paragraph(words.value_or(QString()), 1'300)}};
 }
 

@@ -58,9 +58,9 @@ class PluginsView : public QObject
     Q_PROPERTY(bool loading READ isLoading NOTIFY changed)
     Q_PROPERTY(bool hasInstalled READ hasInstalled NOTIFY changed)
     Q_PROPERTY(QString selected READ selected WRITE setSelected NOTIFY changed)
-    /// Empty for no selection; else "title", "state", "tone", "description", "warning", "facts" as the
-    /// "Facts" part takes them, and "groups" of objects with "title", "more" and "entries" of "name" and
-    /// "description".
+    /// Empty for no selection; else "title", "state", "tone", "description", "isRead" (its folder was),
+    /// "warning", "facts" as the "Facts" part takes them, and "groups" of objects with "title", "more" and
+    /// "entries" of "name" and "description".
     Q_PROPERTY(QVariantMap detail READ detail NOTIFY detailChanged)
     /// It was looked for, and is not there.
     Q_PROPERTY(bool claudeMissing READ isClaudeMissing NOTIFY changed)

@@ -1,6 +1,7 @@
 // Draws the window's screens as pictures: scripts/screenshots runs it. It shows a throw-away profile, never
 // the user's own.
 #include "App/AppSelection.h"
+#include "Platform/LoginShell.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "UI/AppView.h"
 #include "UI/DemoProfile.h"
@@ -288,6 +289,18 @@ QList<Scene> scenes()
          {.isEmpty = true},
          [](DemoProfile &profile, QQuickItem &) {
              profile.model().selection().setPanel(AppPanel::Plugins);
+         }},
+        {u"plugins-printed"_s,
+         {.hasLiveRuns = false, .runs = 40, .hasPlugins = true},
+         [](DemoProfile &profile, QQuickItem &root) {
+             profile.processes().answer = [](const ProcessSpec &) {
+                 return FakeProcessRunner::exited(
+                     1, LoginShell::framed("Adding marketplace…\nFailed: https://example.org cannot be "
+                                           "reached. Check the connection and try again."));
+             };
+             profile.model().selection().setPanel(AppPanel::Plugins);
+             run(150);
+             WindowViews::of(*qmlEngine(&root)).plugins.setTracking(true);
          }},
         {u"plugins-hostile"_s,
          {.hasLiveRuns = false, .isHostile = true, .runs = 40, .hasPlugins = true},

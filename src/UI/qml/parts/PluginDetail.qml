@@ -144,7 +144,7 @@ FocusScope {
             }
             KParagraph {
                 width: parent.width
-                visible: root.shownKey !== "" && root.detail.groups.length === 0 && root.detail.warning === ""
+                visible: root.detail.isRead === true && root.detail.groups.length === 0
                 text: "It brings no commands, agents, skills or MCP servers that Keelhaven can see."
                 color: Theme.textFaint
             }
