@@ -1,5 +1,7 @@
 // Draws the window's screens as pictures: scripts/screenshots runs it. It shows a throw-away profile, never
 // the user's own.
+#include "FewColors.h"
+
 #include "App/AppSelection.h"
 #include "Platform/LoginShell.h"
 #include "Scheduler/Usage/UsageMonitor.h"
@@ -349,7 +351,8 @@ bool draw(const Scene &scene, QSize size, bool dark, const QString &folder)
                              .arg(size.width())
                              .arg(size.height())
                              .arg(dark ? u"dark"_s : u"light"_s);
-    return view.grabWindow().save(file);
+    constexpr int smallest = 0; // the file, not the quality: PNG loses nothing
+    return withFewColors(view.grabWindow()).save(file, "PNG", smallest);
 }
 
 } // namespace
