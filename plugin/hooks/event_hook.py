@@ -81,8 +81,12 @@ def encode(record):
     return (json_text(record) + "\n").encode("utf-8", "replace")
 
 
-def is_recorded(payload):
+def is_recorded(payload, environment):
     kind = payload.get("hook_event_name")
+    if kind == "SessionEnd" and payload.get("reason") == "other" and environment.get("KEELHAVEN_RUN_ID"):
+        # The terminal was closed or the CLI was told to die. The end of a session completes its run, and this one
+        # ended in mid-work; the hook is being hung up as well, so whether its line got out would be chance.
+        return False
     if kind == "PostToolUse" and payload.get("tool_name") in SUBAGENT_TOOLS:
         # Only a launch in the background leaves an agent open. One that ran in the foreground has told its
         # SubagentStop already; a line for it now would count as an agent that never ends.
@@ -93,7 +97,7 @@ def is_recorded(payload):
 
 def event_record(payload, now, environment):
     """The line for a hook's payload, or None when the event is not kept. Never tool input or output."""
-    if not is_recorded(payload):
+    if not is_recorded(payload, environment):
         return None
     kind = payload["hook_event_name"]
     record = {"ts": now, "type": kind, "provider": "claude"}

@@ -83,6 +83,13 @@ class EventHookTest(unittest.TestCase):
                     expected = {key: value for key, value in (LINE | expected).items() if value is not None}
                 self.assertEqual(record, expected)
 
+    def test_a_run_that_is_hung_up_has_not_ended_its_session(self):
+        run = {"KEELHAVEN_RUN_ID": "6F96"}
+        for reason, is_written in [("other", False), ("prompt_input_exit", True), ("clear", True), (None, True)]:
+            with self.subTest(reason):
+                record = event_hook.event_record(BASE | {"hook_event_name": "SessionEnd", "reason": reason}, 5.5, run)
+                self.assertEqual(record is not None, is_written)
+
     def test_hooks_file_names_exactly_the_recorded_events(self):
         hooks = json.loads((PLUGIN / "hooks/hooks.json").read_text())["hooks"]
         # PreToolUse records nothing: it lets the reporting tools through.
