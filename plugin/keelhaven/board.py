@@ -37,6 +37,7 @@ MOST_FOUND_REPOSITORIES = 40
 MOST_REVIEW_ITEMS = 6
 LONGEST_ITEM = 300  # characters
 LONGEST_TEXT = 8000
+LAST_MOMENT = 253402300800  # the end of the year 9999, in seconds since 1970
 LONGEST_OUTPUT = 24000  # characters of what git prints
 GIT_SECONDS = 30
 TAIL_BYTES = 4 * 1024 * 1024  # of the event log
@@ -89,9 +90,19 @@ def tail_events(path):
 
 
 def moment(event):
-    """Seconds since 1970; 0 for an event without a time."""
+    """Seconds since 1970; 0 for an event without a time that a calendar could tell."""
     value = event.get("ts")
-    return float(value) if isinstance(value, (int, float)) and not isinstance(value, bool) else 0.0
+    if not isinstance(value, (int, float)) or isinstance(value, bool):
+        return 0.0
+    return float(value) if 0 < value < LAST_MOMENT else 0.0
+
+
+def is_path(value):
+    """Whether a file could be called that: JSON texts may hold what no name on a disk can."""
+    try:
+        return isinstance(value, str) and b"\0" not in os.fsencode(value)
+    except UnicodeEncodeError:
+        return False
 
 
 class Board:
@@ -104,9 +115,7 @@ class Board:
         self.context = store.read_object(cache_dir / "context.json")
         self.projects = store.as_object(self.state.get("projects"))
         machine = machine or os.uname().nodename or "unknown"
-        self.links = {
-            slug: path for slug, path in self._of_machine("local_links", machine).items() if isinstance(path, str)
-        }
+        self.links = {slug: path for slug, path in self._of_machine("local_links", machine).items() if is_path(path)}
         self.sync = self._of_machine("local_sync", machine)
         self.events = self._events_by_slug(tail_events(cache_dir / "events.jsonl"))
 
@@ -191,7 +200,7 @@ class Board:
         events = {}
         for event in live:
             hint = event.get("repo_hint")
-            slug = hint if hint in self.links else self._slug_of(event.get("cwd"))
+            slug = hint if isinstance(hint, str) and hint in self.links else self._slug_of(event.get("cwd"))
             if slug:
                 events.setdefault(slug, []).append(event)
         for slug, activity in store.as_object(self.state.get("activity")).items():
@@ -386,6 +395,13 @@ def note(cache_dir, notes, now):
         return count
 
 
+def read_notes(file):
+    try:
+        return json.load(file)
+    except (ValueError, RecursionError):
+        raise Refused("The notes are not JSON.") from None
+
+
 USAGE = "usage: board.py brief | look FOLDER | files FOLDER | read FOLDER FILE | show FOLDER COMMIT [FILE] | note < NOTES"
 
 
@@ -405,15 +421,12 @@ def main(words):
         elif verb == "show" and len(rest) in (2, 3):
             print(show(Board(cache_dir, now), rest[0], rest[1], rest[2] if len(rest) == 3 else None, here))
         elif words == ["note"]:
-            print(f"Noted {note(cache_dir, json.load(sys.stdin), now)}.")
+            print(f"Noted {note(cache_dir, read_notes(sys.stdin), now)}.")
         else:
             print(USAGE, file=sys.stderr)
             return 2
     except (Refused, OSError) as refusal:
         print(refusal, file=sys.stderr)
-        return 1
-    except (ValueError, RecursionError):
-        print("The notes are not JSON.", file=sys.stderr)
         return 1
     return 0
 

@@ -84,6 +84,21 @@ class BoardTest(unittest.TestCase):
             self.assertEqual(brief["projects"], [])
             self.assertEqual(brief["repositories_found"], [f"{self.home}/b", f"{self.home}/code/a"])
 
+    def test_what_others_wrote_amiss_hides_nothing_else(self):
+        events = [
+            {"ts": 10**400, "type": "flag", "repo_hint": "me/app", "note": "no time"}, {"ts": 1e300, "type": "flag", "repo_hint": "me/app", "note": "no time"},
+            {"ts": NOW - 9, "type": "flag", "repo_hint": ["me/app"], "cwd": str(self.code), "note": "shown"}, {"ts": NOW, "cwd": 5, "repo_hint": {}},
+        ]
+        self.write("events.jsonl", "\n".join(map(json.dumps, events)) + '\n{"ts": Infinity, "type": "flag", "repo_hint": "me/app", "note": "no time"}\n')
+        state = json.loads((self.cache / "state.json").read_text())
+        state["local_links"] = {os.uname().nodename: {"me/app": str(self.code), "me/elsewhere": "/a\0b", "me/third": "/\ud800"}}
+        self.write("state.json", state)
+        status, said = self.call("brief")
+        self.assertEqual((status, "Traceback" in said), (0, False))
+        brief = board.Board(self.cache, NOW).brief(str(self.home))
+        self.assertEqual([flag["note"] for flag in brief["projects"][0]["flags"]], ["shown", "kept"])
+        self.assertEqual(self.call("look", str(self.home))[1], f"{self.home} is no repository of the board.\n")
+
     def test_notes_are_added_and_everything_else_stays(self):
         notes = {
             "summaries": {"app": " an app "},
