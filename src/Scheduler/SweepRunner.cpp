@@ -63,8 +63,11 @@ void SweepRunner::runKeelhavenSweep(bool force)
 
 QCoro::Task<> SweepRunner::startQuietly(bool force)
 {
-    const auto ignored = co_await start(force);
-    static_cast<void>(ignored);
+    const QPointer<SweepRunner> self(this);
+    const SweepStart started = co_await start(force);
+    // Who asked for one must not be left to wonder.
+    if (self && force && started.kind == SweepStart::Kind::TabBusy)
+        onBlocked(u"A tab of an earlier sweep still holds a session at work, so no other one starts."_s);
 }
 
 QCoro::Task<SweepStart> SweepRunner::start(bool force)

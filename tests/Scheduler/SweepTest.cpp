@@ -180,6 +180,10 @@ TEST_F(SweepTest, TabAtWorkFromBeforeStopsTheNewOne)
     wish(false);
     EXPECT_TRUE(launcher.launchOrder.isEmpty());
     EXPECT_EQ(lastSweepAt(), clock.now());
+    EXPECT_TRUE(blocked.isEmpty());
+    wish(true);
+    EXPECT_EQ(blocked.size(), 1) << "who asked for it is told";
+    EXPECT_TRUE(launcher.launchOrder.isEmpty());
 }
 
 TEST_F(SweepTest, TidyingKeepsTheTabsOfLiveRuns)
