@@ -115,7 +115,11 @@ class Board:
         self.context = store.read_object(cache_dir / "context.json")
         self.projects = store.as_object(self.state.get("projects"))
         machine = machine or os.uname().nodename or "unknown"
-        self.links = {slug: path for slug, path in self._of_machine("local_links", machine).items() if is_path(path)}
+        links = {slug: path for slug, path in self._of_machine("local_links", machine).items() if is_path(path)}
+        # What the user keeps off the board is not for a sweep to read either.
+        self.excluded = {slug for slug in as_list(self.state.get("excluded_repos")) if isinstance(slug, str)}
+        self.links = {slug: path for slug, path in links.items() if slug not in self.excluded}
+        self.excluded_folders = {os.path.realpath(path) for slug, path in links.items() if slug in self.excluded}
         self.sync = self._of_machine("local_sync", machine)
         self.events = self._events_by_slug(tail_events(cache_dir / "events.jsonl"))
 
@@ -130,12 +134,13 @@ class Board:
         if len(shown) > MOST_PROJECTS:
             result["left_out"] = shown[MOST_PROJECTS:]
         if not shown:
-            result["repositories_found"] = found_repositories(folder)
+            found = found_repositories(folder)
+            result["repositories_found"] = [place for place in found if os.path.realpath(place) not in self.excluded_folders]
         return result
 
     def repositories(self, name):
         repos = store.as_object(store.as_object(self.projects.get(name)).get("repos"))
-        return {slug: store.as_object(repo) for slug, repo in repos.items()}
+        return {slug: store.as_object(repo) for slug, repo in repos.items() if slug not in self.excluded}
 
     def _project(self, name):
         state = store.as_object(self.projects.get(name))
@@ -287,7 +292,7 @@ def checked_folder(board, folder, here):
     """`folder`, if it is a repository of the board or one that brief would find. Raises Refused."""
     wanted = os.path.realpath(folder)
     known = [*board.links.values(), *found_repositories(here)]
-    if wanted not in map(os.path.realpath, known):
+    if wanted in board.excluded_folders or wanted not in map(os.path.realpath, known):
         raise Refused(f"{folder} is no repository of the board.")
     return wanted
 

@@ -99,6 +99,19 @@ class BoardTest(unittest.TestCase):
         self.assertEqual([flag["note"] for flag in brief["projects"][0]["flags"]], ["shown", "kept"])
         self.assertEqual(self.call("look", str(self.home))[1], f"{self.home} is no repository of the board.\n")
 
+    def test_what_the_user_keeps_off_the_board_is_not_read(self):
+        (self.code / ".git").mkdir()
+        state = json.loads((self.cache / "state.json").read_text())
+        state |= {"excluded_repos": ["me/app", 7], "local_links": {os.uname().nodename: {"me/app": str(self.code)}}}
+        self.write("state.json", state)
+        self.write("events.jsonl", json.dumps({"ts": NOW - 9, "type": "flag", "cwd": str(self.code), "note": "hidden"}) + "\n")
+        (project,) = board.Board(self.cache, NOW).brief(str(self.home))["projects"]
+        self.assertEqual([repo["slug"] for repo in project["repos"]], ["me/elsewhere"])
+        self.assertEqual([flag["note"] for flag in project["flags"]], ["kept"])
+        self.assertEqual(self.call("look", str(self.code))[1], f"{self.code} is no repository of the board.\n")
+        self.write("state.json", {"excluded_repos": ["me/app"], "local_links": state["local_links"]})
+        self.assertEqual(board.Board(self.cache, NOW).brief(str(self.home))["repositories_found"], [])
+
     def test_notes_are_added_and_everything_else_stays(self):
         notes = {
             "summaries": {"app": " an app "},
