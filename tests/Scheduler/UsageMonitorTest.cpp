@@ -63,6 +63,22 @@ TEST_F(UsageMonitorTest, FollowsTheFileEveryTwoMinutes)
     EXPECT_EQ(percent(), 10);
 }
 
+TEST_F(UsageMonitorTest, AReadingFromTheFutureGivesWayToEachOther)
+{
+    write(clock.now() + 24h, 90);
+    monitor->start();
+    EXPECT_EQ(percent(), 90) << "better than nothing";
+    write(clock.now(), 10);
+    clock.advance(120s);
+    EXPECT_EQ(percent(), 10) << "the clock was set back meanwhile";
+    write(clock.now() + 24h, 91);
+    clock.advance(120s);
+    EXPECT_EQ(percent(), 10);
+    write(clock.now() + 121s, 11);
+    clock.advance(120s);
+    EXPECT_EQ(percent(), 11) << "two clocks may differ by seconds";
+}
+
 TEST_F(UsageMonitorTest, AnUnchangedFileIsNotReadAgain)
 {
     write(clock.now(), 10);

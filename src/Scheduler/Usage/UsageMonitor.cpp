@@ -14,6 +14,8 @@ namespace {
 constexpr Span readInterval = 120s;
 /// How long a measurement stands for the present.
 constexpr Span measuredFor = 120s;
+/// How far in the future a reading may lie and still count as one.
+constexpr Span clockTolerance = 60s;
 /// The file holds the CLI's whole history and can have tens of megabytes; from this size on the loop would
 /// feel the parsing.
 constexpr qint64 inlineLimit = 256 * 1024;
@@ -57,7 +59,11 @@ void UsageMonitor::adopt(const std::optional<UsageSnapshot> &candidate)
 {
     if (!candidate || candidate == m_snapshot)
         return;
-    if (m_snapshot && candidate->fetchedAt < m_snapshot->fetchedAt)
+    // A reading from the future was dated by a clock that has been set back since. It must not keep out all
+    // that follows until the clock gets there.
+    const Date latest = m_clock.now() + clockTolerance;
+    const auto rank = [latest](Date fetchedAt) { return fetchedAt > latest ? distantPast : fetchedAt; };
+    if (m_snapshot && rank(candidate->fetchedAt) < rank(m_snapshot->fetchedAt))
         return;
     m_snapshot = candidate;
     Q_EMIT snapshotChanged();

@@ -30,7 +30,8 @@ public:
     /// The snapshot projected to the present. A measurement of at most 120 s is given as it is.
     [[nodiscard]] std::optional<UsageSnapshot> estimated() const;
 
-    /// Takes a measurement over unless the present one is newer.
+    /// Takes a measurement over unless the present one is newer. One from the future counts as older than
+    /// all others.
     void adopt(const std::optional<UsageSnapshot> &candidate);
 
     /// Reads the file, then asks the account. Only ever on the user's own request: nothing else touches the
