@@ -83,9 +83,10 @@ std::optional<Admission> UsageGatedAdmission::paceGuard(const AdmissionContext &
         const QString label = meter.kind == UsageSnapshot::Meter::Kind::weeklyAll()
                                   ? u"week"_s
                                   : u"week "_s + meter.kind.displayName;
-        return Admission::defer(
-            clamped(until, context.now),
-            label + u" %1% is ahead of pace (%2%)"_s.arg(meter.percent).arg(static_cast<int>(expected)));
+        // The name comes from outside and may hold a place marker itself.
+        const QString excess =
+            u" %1% is ahead of pace (%2%)"_s.arg(meter.percent).arg(static_cast<int>(expected));
+        return Admission::defer(clamped(until, context.now), label + excess);
     }
     return std::nullopt;
 }

@@ -74,8 +74,8 @@ TEST(UsageGatedAdmission, PaceGuard)
     EXPECT_EQ(admit({meter(Kind::weeklyAll(), 90, week / 2)}),
               Admission::defer(now + 6h, u"week 90% is ahead of pace (50%)"_s));
     EXPECT_EQ(admit({meter(Kind::weeklyAll(), 60, week / 2),
-                     meter(Kind::weeklyModel(u"Opus"_s), 70, week / 2 + 1h)}),
-              Admission::defer(now + 6h, u"week Opus 70% is ahead of pace (49%)"_s));
+                     meter(Kind::weeklyModel(u"Opus %1"_s), 70, week / 2 + 1h)}),
+              Admission::defer(now + 6h, u"week Opus %1 70% is ahead of pace (49%)"_s));
     for (const auto &skipped : {meter(Kind::weeklyAll(), 99, std::nullopt), meter(Kind::weeklyAll(), 99, 0s),
                                 meter(Kind::weeklyAll(), 99, -1h), meter(Kind::weeklyAll(), 99, week),
                                 meter(Kind::session(), 99, 4h)})
