@@ -1,34 +1,16 @@
 #include "Platform/LogindSleepMonitor.h"
 
 #include <cerrno>
-#include <ctime>
 #include <limits>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
 namespace Keelhaven {
 
-using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-/// What two readings of the kernel's clocks may differ by.
-constexpr Span jitter = 1s;
-
-Span reading(clockid_t clock)
-{
-    timespec time = {};
-    ::clock_gettime(clock, &time);
-    return std::chrono::seconds(time.tv_sec) +
-           std::chrono::floor<Span>(std::chrono::nanoseconds(time.tv_nsec));
-}
-
-} // namespace
-
-LogindSleepMonitor::LogindSleepMonitor(MessageBus &system, std::function<Span()> asleep)
+LogindSleepMonitor::LogindSleepMonitor(MessageBus &system)
     : m_system(system)
-    , m_asleep(std::move(asleep))
 {}
 
 LogindSleepMonitor::~LogindSleepMonitor()
@@ -38,16 +20,10 @@ LogindSleepMonitor::~LogindSleepMonitor()
         ::close(m_timer);
 }
 
-Span LogindSleepMonitor::timeAsleep()
-{
-    return reading(CLOCK_BOOTTIME) - reading(CLOCK_MONOTONIC);
-}
-
 void LogindSleepMonitor::start()
 {
     if (std::exchange(m_started, true))
         return;
-    m_knownAsleep = m_asleep();
     const auto listen = [this] {
         m_system.listen(u"/org/freedesktop/login1"_s, u"org.freedesktop.login1.Manager"_s,
                         u"PrepareForSleep"_s, this, SLOT(onPrepareForSleep(bool)));
@@ -86,8 +62,7 @@ void LogindSleepMonitor::armClock()
 
 void LogindSleepMonitor::clockJumped()
 {
-    if (m_asleep() - m_knownAsleep >= jitter)
-        wake();
+    wake();
 }
 
 void LogindSleepMonitor::onPrepareForSleep(bool begins)
@@ -98,7 +73,6 @@ void LogindSleepMonitor::onPrepareForSleep(bool begins)
 
 void LogindSleepMonitor::wake()
 {
-    m_knownAsleep = m_asleep();
     if (onDidWake)
         onDidWake();
 }

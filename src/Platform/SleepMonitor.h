@@ -4,7 +4,8 @@
 
 namespace Keelhaven {
 
-/// Tells when the machine has slept: timers stood still meanwhile, and what fell due is to be looked at now.
+/// Tells when the machine has slept or its clock was set: timers were aimed at a moment that is another now,
+/// and what fell due is to be looked at.
 class SleepMonitor
 {
 public:
@@ -13,7 +14,7 @@ public:
     /// Begins to listen. A second call does nothing.
     virtual void start() = 0;
 
-    /// Runs on the main loop after each sleep, and may run twice for one.
+    /// Runs on the main loop after each of them, and may run twice for one.
     std::function<void()> onDidWake;
 };
 

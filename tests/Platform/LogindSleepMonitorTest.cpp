@@ -19,9 +19,8 @@ protected:
     PrivateBus daemon;
     VirtualClock clock;
     MessageBus system{daemon.address(), clock};
-    Span asleep = 5min;
     int wakes = 0;
-    LogindSleepMonitor monitor{system, [this] { return asleep; }};
+    LogindSleepMonitor monitor{system};
 };
 
 TEST_F(LogindSleepMonitorTest, LogindTellsOfAWakeButNotOfFallingAsleep)
@@ -59,15 +58,8 @@ TEST_F(LogindSleepMonitorTest, WithoutABusTheKernelsClockTells)
     daemon.stop();
     monitor.start();
     monitor.clockJumped();
-    EXPECT_EQ(wakes, 0) << "somebody set the clock";
-    asleep += 10s;
-    monitor.clockJumped();
-    monitor.clockJumped();
     EXPECT_EQ(wakes, 1);
     EXPECT_TRUE(await(monitor.examine()).ok);
-    const Span measured = LogindSleepMonitor::timeAsleep();
-    EXPECT_GE(measured, -1s);
-    EXPECT_LT(LogindSleepMonitor::timeAsleep() - measured, 1s);
 }
 
 } // namespace
