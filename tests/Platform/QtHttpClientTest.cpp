@@ -78,7 +78,9 @@ TEST(QtHttpClient, EveryStatusIsAnAnswerWithItsBody)
                                "418 Teapot", "429 Too Many Requests", "500 Broken", "503 Busy"}) {
         const bool isEmpty = QByteArray(status).startsWith("204");
         const LocalServer server(
-            answer(status, isEmpty ? "" : "<html>text", "Location: /other\r\nX-Kind: a\r\n"));
+            answer(status, isEmpty ? "" : "<html>text",
+                   "Location: /other\r\nX-Kind: a\r\nWWW-Authenticate: Basic realm=\"x\"\r\n"
+                   "WWW-Authenticate: Bearer\r\nProxy-Authenticate: Basic realm=\"x\"\r\n"));
         const auto outcome = await(client.send(server.request(u"/first?secret=1"_s)));
         ASSERT_TRUE(outcome) << status << ": " << outcome.error().message().toStdString();
         EXPECT_EQ(outcome->status, QByteArray(status).left(3).toInt());
