@@ -51,7 +51,8 @@ QCoro::Task<std::optional<QString>> ClaudeLocator::loginShellPATH(bool forceRefr
             co_return cached;
     }
     const auto answer = co_await loginShell(u"echo \"$PATH\""_s);
-    if (!answer || !namesFolder(*answer))
+    m_shellAnswered = answer && namesFolder(*answer);
+    if (!m_shellAnswered)
         co_return std::nullopt;
     m_settings.set(u"loginShellPATH"_s, *answer);
     co_return withUserToolDirs(*answer);

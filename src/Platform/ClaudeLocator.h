@@ -27,6 +27,9 @@ public:
     /// loginShellPATH, asked afresh when the cached one does not hold `tool`.
     [[nodiscard]] QCoro::Task<std::optional<QString>> loginShellPATH(QString containing) const;
 
+    /// Whether the login shell told its PATH when it was last asked; true before that.
+    [[nodiscard]] bool shellAnswered() const { return m_shellAnswered; }
+
     /// The cached PATH with the user tool folders, without ever starting a shell.
     [[nodiscard]] std::optional<QString> cachedPATH() const;
 
@@ -45,6 +48,7 @@ private:
     SettingsStore &m_settings;
     QString m_home;
     std::chrono::milliseconds m_limit;
+    mutable bool m_shellAnswered = true;
 };
 
 } // namespace Keelhaven

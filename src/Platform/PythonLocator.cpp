@@ -4,6 +4,7 @@
 
 #include <QFileInfo>
 #include <array>
+#include <unistd.h>
 
 namespace Keelhaven {
 
@@ -20,6 +21,7 @@ struct PackageManager
     QStringView command;
 };
 
+constexpr QStringView sudo = u"sudo ";
 constexpr std::array packageManagers{
     PackageManager{u"apt-get", u"sudo apt-get install python3 git"},
     PackageManager{u"dnf", u"sudo dnf install python3 git"},
@@ -72,7 +74,8 @@ QString PythonLocator::installCommand()
 {
     for (const auto &manager : packageManagers) {
         if (ClaudeLocator::contains(systemPath.toString(), manager.program.toString()))
-            return manager.command.toString();
+            // Who may do it all needs no leave, and a bare container has no program that would give it.
+            return manager.command.toString().sliced(::geteuid() == 0 ? sudo.size() : 0);
     }
     return {};
 }

@@ -30,6 +30,12 @@ QList<SetupRow> SetupChecklist::rows() const
             SetupRows::projectsFolder(folder, sweepBlockedReason(m_services.settings, m_services.home))};
 }
 
+QString SetupChecklist::note() const
+{
+    const bool isToolMissing = m_claude == ClaudeState::missing || !m_pythonReady;
+    return m_checked && isToolMissing && !shellAnswers() ? SetupRows::silentShell(userShell()) : QString();
+}
+
 QCoro::Task<> SetupChecklist::refresh(bool refreshPATH)
 {
     if (std::exchange(m_checking, true))

@@ -43,6 +43,11 @@ public:
     /// The three rows in their order, as they stand now.
     [[nodiscard]] QList<SetupRow> rows() const;
 
+    /// Whether the login shell told its PATH; only then does a row know that a tool is missing.
+    [[nodiscard]] bool shellAnswers() const { return m_services.locator.shellAnswered(); }
+    /// What else explains an open row, as a paragraph; empty for nothing.
+    [[nodiscard]] QString note() const;
+
     /// Looks at everything again; returns at once while another check runs. Closes the checklist when all
     /// have passed. With `refreshPATH` the login shell is asked anew.
     [[nodiscard]] QCoro::Task<> refresh(bool refreshPATH);

@@ -63,6 +63,10 @@ inline constexpr QStringView choose = u"Choose"; ///< the folder chooser's promp
 inline constexpr QStringView claudeInstallCommand = u"curl -fsSL https://claude.ai/install.sh | bash";
 
 [[nodiscard]] SetupRow claude(ClaudeState state);
+/// Beside the rows where the login shell `shell` is to blame for what is missing: for one who has long
+/// installed it.
+[[nodiscard]] QString silentShell(const QString &shell);
+
 /// `installCommand` is what a person types to have it installed; empty when it is not known.
 [[nodiscard]] SetupRow python(bool isReady, const QString &installCommand);
 /// `folder` is the configured run directory, `blocked` why it cannot be used.

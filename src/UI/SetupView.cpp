@@ -100,6 +100,11 @@ QVariantList SetupView::rows() const
     return list;
 }
 
+QString SetupView::note() const
+{
+    return ShownText::line(m_model.setup().note());
+}
+
 void SetupView::setWatched(bool watched)
 {
     m_watchers = std::max(0, m_watchers + (watched ? 1 : -1));

@@ -27,6 +27,9 @@ class SetupView : public QObject
     /// "action", "actionTitle" and "command".
     Q_PROPERTY(QVariantList rows READ rows NOTIFY changed)
 
+    /// What else explains an open row; empty for nothing.
+    Q_PROPERTY(QString note READ note NOTIFY changed)
+
     /// "Keelhaven 1.3 is available — you're on 1.2."; empty when nothing is.
     Q_PROPERTY(QString updateBanner READ updateBanner NOTIFY updateChanged)
     Q_PROPERTY(QString updateTitle READ updateTitle CONSTANT)
@@ -56,6 +59,7 @@ public:
     [[nodiscard]] QString checkText() const;
     [[nodiscard]] QString skipText() const;
     [[nodiscard]] QVariantList rows() const;
+    [[nodiscard]] QString note() const;
     [[nodiscard]] QString updateBanner() const;
     [[nodiscard]] QString updateTitle() const;
     [[nodiscard]] QString updateCheckText() const;

@@ -1,6 +1,7 @@
 #include "Setup/SetupChecklist.h"
 
 #include "Platform/LoginShell.h"
+#include "Platform/Shell.h"
 #include "Support/FakeDesktop.h"
 #include "Support/FakeProcessRunner.h"
 #include "Support/MemorySettings.h"
@@ -145,6 +146,21 @@ TEST_F(SetupTest, ClosesByItselfWhenEverythingPasses)
     await(setup->refresh(true));
     EXPECT_EQ(finished, 1);
     EXPECT_TRUE(checklist()->done());
+}
+
+TEST_F(SetupTest, AShellThatTellsNoPathIsNamed)
+{
+    addTool(u"bin/claude"_s);
+    auto setup = checklist();
+    shellPath.reset();
+    EXPECT_EQ(setup->note(), QString());
+    await(setup->refresh(false));
+    EXPECT_EQ(setup->claude(), ClaudeState::missing);
+    EXPECT_TRUE(setup->note().contains(userShell()));
+    shellPath = home.path(u"bin"_s);
+    await(setup->refresh(true));
+    EXPECT_FALSE(setup->pythonReady());
+    EXPECT_EQ(setup->note(), QString()) << "then it is really not there";
 }
 
 TEST_F(SetupTest, OneWhoHasSweptNeverSeesIt)

@@ -173,6 +173,13 @@ Column {
             }
         }
     }
+    KParagraph {
+        objectName: "setupNote"
+        width: parent.width
+        visible: text !== ""
+        text: Setup.note
+        color: Theme.textSoft
+    }
     Row {
         spacing: Theme.sm
 
