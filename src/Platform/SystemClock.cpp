@@ -13,13 +13,17 @@ namespace {
 /// this long neither matters.
 constexpr Span longestQtWait = std::chrono::minutes(1);
 
+/// What repeats this slowly may come half a second early or late: Qt then lets it fire on a whole second, so
+/// that all that started about the same time wakes the processor once and not one after the other.
+constexpr Span coarseFrom = std::chrono::seconds(20);
+
 class QtTimer : public Timer::Impl
 {
 public:
     QtTimer(Span delay, bool repeats, std::function<void()> callback)
         : m_timer(new QTimer)
     {
-        m_timer->setTimerType(Qt::PreciseTimer);
+        m_timer->setTimerType(repeats && delay >= coarseFrom ? Qt::VeryCoarseTimer : Qt::PreciseTimer);
         m_timer->setSingleShot(!repeats);
         QObject::connect(m_timer, &QTimer::timeout, m_timer, [callback = std::move(callback)] {
             const auto running = callback;

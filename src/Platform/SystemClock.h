@@ -4,7 +4,8 @@
 
 namespace Keelhaven {
 
-/// The machine's clock, with timers of the thread's Qt event loop.
+/// The machine's clock, with timers of the thread's Qt event loop. A repeating timer of 20 s to a minute
+/// fires on whole seconds, up to half a second off.
 class SystemClock : public Clock
 {
 public:

@@ -9,10 +9,24 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+QString manifestIn(const QString &root)
+{
+    return root + u"/.claude-plugin/plugin.json"_s;
+}
+
+QString commandsIn(const QString &root)
+{
+    return root + u"/commands"_s;
+}
+
+QString skillsIn(const QString &root)
+{
+    return root + u"/skills"_s;
+}
+
 PluginOption option(const PluginRecord &plugin, const QString &root)
 {
-    const ObjectReader manifest(
-        PluginFiles::readObject(root + u"/.claude-plugin/plugin.json"_s).value_or(JSONObject()));
+    const ObjectReader manifest(PluginFiles::readObject(manifestIn(root)).value_or(JSONObject()));
     PluginOption option;
     option.id = plugin.id;
     option.name = manifest.string(u"name").value_or(plugin.name);
@@ -20,7 +34,7 @@ PluginOption option(const PluginRecord &plugin, const QString &root)
     if (!description.isEmpty())
         option.description = description;
     QStringList names =
-        PluginFiles::markdownNames(root + u"/commands"_s) + PluginFiles::skillNames(root + u"/skills"_s);
+        PluginFiles::markdownNames(commandsIn(root)) + PluginFiles::skillNames(skillsIn(root));
     names.removeDuplicates();
     names.sort();
     for (const QString &name : std::as_const(names))
@@ -37,6 +51,20 @@ QList<PluginOption> options(const PluginInventory &inventory)
     for (const auto &plugin : inventory.plugins) {
         if (const auto *install = plugin.presentInstall())
             list.append(option(plugin, *install->installPath));
+    }
+    return list;
+}
+
+QStringList paths(const PluginInventory &inventory)
+{
+    QStringList list;
+    for (const auto &plugin : inventory.plugins) {
+        if (const auto *install = plugin.presentInstall()) {
+            const QString &root = *install->installPath;
+            list += manifestIn(root);
+            list += PluginFiles::markdownPaths(commandsIn(root));
+            list += PluginFiles::skillPaths(skillsIn(root));
+        }
     }
     return list;
 }

@@ -10,4 +10,7 @@ namespace Keelhaven::DispatchPluginCatalog {
 /// and the names of its commands. Blocking.
 [[nodiscard]] QList<PluginOption> options(const PluginInventory &inventory);
 
+/// Where options() looks. Blocking.
+[[nodiscard]] QStringList paths(const PluginInventory &inventory);
+
 } // namespace Keelhaven::DispatchPluginCatalog

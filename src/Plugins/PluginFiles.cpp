@@ -15,6 +15,13 @@ namespace {
 constexpr qint64 largestJSON = 16 * 1024 * 1024;
 constexpr qint64 largestText = 1024 * 1024;
 
+constexpr QDir::Filters everyEntry = QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot;
+
+QString skillFile(const QString &folder, const QString &name)
+{
+    return folder + u'/' + name + u"/SKILL.md"_s;
+}
+
 } // namespace
 
 std::optional<JSONObject> readObject(const QString &path)
@@ -52,9 +59,26 @@ QStringList folderNames(const QString &folder)
 QStringList skillNames(const QString &folder)
 {
     auto names = folderNames(folder);
-    names.removeIf(
-        [&](const QString &name) { return !QFileInfo(folder + u'/' + name + u"/SKILL.md"_s).isFile(); });
+    names.removeIf([&](const QString &name) { return !QFileInfo(skillFile(folder, name)).isFile(); });
     return names;
+}
+
+QStringList markdownPaths(const QString &folder)
+{
+    QStringList paths{folder};
+    for (const QFileInfo &entry : QDir(folder).entryInfoList(everyEntry)) {
+        if (entry.isSymLink())
+            paths.append(entry.filePath());
+    }
+    return paths;
+}
+
+QStringList skillPaths(const QString &folder)
+{
+    QStringList paths{folder};
+    for (const QString &name : QDir(folder).entryList(everyEntry))
+        paths.append(skillFile(folder, name));
+    return paths;
 }
 
 std::optional<QStringList> frontMatter(const QString &text)

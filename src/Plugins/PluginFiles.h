@@ -20,6 +20,12 @@ namespace Keelhaven::PluginFiles {
 /// Those of folderNames that hold a "SKILL.md".
 [[nodiscard]] QStringList skillNames(const QString &folder);
 
+/// Where markdownNames looks: the folder, and the links in it, whose targets lie elsewhere.
+[[nodiscard]] QStringList markdownPaths(const QString &folder);
+
+/// Where skillNames looks.
+[[nodiscard]] QStringList skillPaths(const QString &folder);
+
 /// The lines between the two "---" of a Markdown text; nothing when it has no complete front matter.
 [[nodiscard]] std::optional<QStringList> frontMatter(const QString &text);
 

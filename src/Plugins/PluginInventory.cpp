@@ -14,6 +14,21 @@ namespace {
 
 constexpr qint64 knownVersion = 2;
 
+QString installedIn(const QString &claudeDir)
+{
+    return claudeDir + u"/plugins/installed_plugins.json"_s;
+}
+
+QString marketplacesIn(const QString &claudeDir)
+{
+    return claudeDir + u"/plugins/known_marketplaces.json"_s;
+}
+
+QString settingsIn(const QString &claudeDir)
+{
+    return claudeDir + u"/settings.json"_s;
+}
+
 bool isFolder(const std::optional<QString> &path)
 {
     return path && !path->isEmpty() && QFileInfo(*path).isDir();
@@ -89,11 +104,6 @@ JSONObject pluginShape(const QString &id, JSONArray installs, bool isEnabled)
                       {u"disabled_in"_s, JSONArray()}};
 }
 
-QString localStamp(Date now, const Calendar &calendar)
-{
-    return toQDateTime(now).toTimeZone(calendar.zone()).toString(u"yyyy-MM-dd'T'HH:mm:ss"_s);
-}
-
 JSONArray texts(const QStringList &list)
 {
     return JSONArray(list.cbegin(), list.cend());
@@ -109,7 +119,7 @@ struct Installed
 Installed readInstalled(const QString &claudeDir)
 {
     Installed installed;
-    const auto file = PluginFiles::readObject(claudeDir + u"/plugins/installed_plugins.json"_s);
+    const auto file = PluginFiles::readObject(installedIn(claudeDir));
     if (!file)
         return installed;
     const ObjectReader reader(*file);
@@ -126,8 +136,7 @@ Installed readInstalled(const QString &claudeDir)
 QSet<QString> readEnabled(const QString &claudeDir)
 {
     QSet<QString> enabled;
-    const ObjectReader settings(
-        PluginFiles::readObject(claudeDir + u"/settings.json"_s).value_or(JSONObject()));
+    const ObjectReader settings(PluginFiles::readObject(settingsIn(claudeDir)).value_or(JSONObject()));
     const ObjectReader map(settings.raw(u"enabledPlugins"));
     for (const auto &[id, value] : map.object()) {
         if (value.boolValue() == true)
@@ -209,7 +218,7 @@ JSONObject PluginInventory::scanShape(const QString &claudeDir, Date now, const 
 {
     const Installed installed = readInstalled(claudeDir);
     JSONObject marketplaces;
-    const auto known = PluginFiles::readObject(claudeDir + u"/plugins/known_marketplaces.json"_s);
+    const auto known = PluginFiles::readObject(marketplacesIn(claudeDir));
     for (const auto &[name, record] : known.value_or(JSONObject()))
         marketplaces.set(name, marketplaceShape(record));
     const QSet<QString> enabled = readEnabled(claudeDir);
@@ -226,7 +235,7 @@ JSONObject PluginInventory::scanShape(const QString &claudeDir, Date now, const 
                       {u"plugins"_s, std::move(plugins)},
                       {u"orphans"_s, texts(orphans)},
                       {u"notices"_s, texts(installed.notices)},
-                      {u"scanned_at"_s, localStamp(now, calendar)}};
+                      {u"scanned_at"_s, momentText(now, calendar)}};
 }
 
 PluginInventory PluginInventory::scan(const QString &claudeDir, Date now, const Calendar &calendar)
@@ -249,6 +258,24 @@ PluginInventory PluginInventory::fromJSON(const JSONValue &json)
     inventory.notices = reader.stringArray(u"notices").value_or(QStringList());
     inventory.scannedAt = reader.string(u"scanned_at");
     return inventory;
+}
+
+QStringList PluginInventory::pathsBelow(const QString &claudeDir) const
+{
+    QStringList paths{installedIn(claudeDir), marketplacesIn(claudeDir), settingsIn(claudeDir)};
+    for (const MarketplaceRecord &marketplace : marketplaces)
+        paths.append(marketplace.installLocation.value_or(QString()));
+    for (const PluginRecord &plugin : plugins) {
+        for (const PluginInstall &install : plugin.installs)
+            paths.append(install.installPath.value_or(QString()));
+    }
+    paths.removeAll(QString());
+    return paths;
+}
+
+QString PluginInventory::momentText(Date now, const Calendar &calendar)
+{
+    return toQDateTime(now).toTimeZone(calendar.zone()).toString(u"yyyy-MM-dd'T'HH:mm:ss"_s);
 }
 
 const PluginRecord *PluginInventory::plugin(QStringView id) const

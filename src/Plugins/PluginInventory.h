@@ -81,6 +81,11 @@ struct PluginInventory
     [[nodiscard]] static PluginInventory fromJSON(const JSONValue &json);
     [[nodiscard]] static PluginInventory empty() { return {}; }
 
+    /// Where the scan that gave this has looked.
+    [[nodiscard]] QStringList pathsBelow(const QString &claudeDir) const;
+    /// `now` as `scannedAt` tells it.
+    [[nodiscard]] static QString momentText(Date now, const Calendar &calendar);
+
     /// Null when there is none. Belongs to the inventory.
     [[nodiscard]] const PluginRecord *plugin(QStringView id) const;
     /// The same but for the moment of the scan.

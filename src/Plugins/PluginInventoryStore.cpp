@@ -30,6 +30,8 @@ struct Scanned
     PluginInventory inventory;
     QList<PluginOption> options;
     QString settingsStamp;
+    QStringList paths;
+    FileFootprint footprint;
 };
 
 Scanned scanAll(const QString &claudeDir, const QString &settingsFile, Date now, const Calendar &calendar)
@@ -39,6 +41,7 @@ Scanned scanAll(const QString &claudeDir, const QString &settingsFile, Date now,
     found.settingsStamp = stampOf(settingsFile);
     found.inventory = PluginInventory::scan(claudeDir, now, calendar);
     found.options = DispatchPluginCatalog::options(found.inventory);
+    found.paths = found.inventory.pathsBelow(claudeDir) + DispatchPluginCatalog::paths(found.inventory);
     return found;
 }
 
@@ -108,11 +111,21 @@ QCoro::Task<> PluginInventoryStore::runScans()
     do {
         m_scanAgain = false;
         watchSettings();
-        auto work = [claudeDir = m_claudeDir, file = settingsFile(), now = m_clock.now(),
-                     calendar = Calendar::current()] { return scanAll(claudeDir, file, now, calendar); };
+        const Date now = m_clock.now();
+        const Calendar calendar = Calendar::current();
+        if (m_footprint.stillStands()) {
+            m_current.scannedAt = PluginInventory::momentText(now, calendar);
+            break;
+        }
+        auto work = [claudeDir = m_claudeDir, file = settingsFile(), now, calendar,
+                     expected = m_footprint.paths()] {
+            const auto scan = [&] { return scanAll(claudeDir, file, now, calendar); };
+            return FileFootprint::ofReading(expected, scan);
+        };
         auto found = co_await onPool(std::move(work));
         if (!self)
             co_return;
+        m_footprint = std::move(found.footprint);
         const bool isNews = !found.inventory.saysTheSameAs(m_current) || found.options != m_options;
         m_settingsStamp = found.settingsStamp;
         m_current = std::move(found.inventory);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/FileFootprint.h"
 #include "Plugins/PluginInventory.h"
 #include "Scheduler/Model/PluginOption.h"
 #include "Store/DirectoryWatcher.h"
@@ -12,7 +13,8 @@ namespace Keelhaven {
 class Tasks;
 
 /// Which plugins Claude Code has, for the screens and for what is offered to agents. Lives on the main loop;
-/// files are read on a pool thread, one scan at a time. The collaborators outlive it.
+/// files are read on a pool thread, one scan at a time, and only when one of them changed. The collaborators
+/// outlive it.
 class PluginInventoryStore : public QObject
 {
     Q_OBJECT
@@ -32,7 +34,7 @@ public:
     void start();
     void stop();
 
-    /// Scans again. During a scan it asks for another one after it.
+    /// Looks again. During a scan it asks for another look after it.
     void reload();
 
 Q_SIGNALS:
@@ -51,7 +53,8 @@ private:
     DirectoryWatcher m_watcher;
     std::unique_ptr<DirectoryWatch> m_settingsWatch;
     Timer m_settingsPending;
-    QString m_settingsStamp; ///< of the settings file as the last scan found it
+    QString m_settingsStamp;   ///< of the settings file as the last scan found it
+    FileFootprint m_footprint; ///< of what `m_current` and `m_options` were read from
     PluginInventory m_current;
     QList<PluginOption> m_options;
     bool m_isStarted = false;

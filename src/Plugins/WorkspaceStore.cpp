@@ -13,20 +13,50 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QStringList foldersIn(const QString &folder)
+QStringList entriesIn(const QString &folder, QDir::Filters kind)
 {
     QStringList paths;
-    for (const QString &name : QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden))
+    for (const QString &name : QDir(folder).entryList(kind | QDir::NoDotAndDotDot | QDir::Hidden))
         paths.append(folder + u'/' + name);
     return paths;
 }
 
+QStringList foldersIn(const QString &folder)
+{
+    return entriesIn(folder, QDir::Dirs);
+}
+
+QString recordIn(const QString &folder)
+{
+    return folder + u"/workspace.json"_s;
+}
+
 std::optional<TaskWorkspace> workspaceIn(const QString &folder)
 {
-    const auto bytes = readFile(folder + u"/workspace.json"_s);
+    const auto bytes = readFile(recordIn(folder));
     const auto json = bytes ? JSONValue::parse(*bytes) : failure(JSONParseError{});
     return json ? TaskWorkspace::fromJSON(*json, folder) : std::nullopt;
 }
+
+/// Where a scan looks. A link that leads nowhere yet counts as well.
+QStringList pathsBelow(const QString &root)
+{
+    constexpr QDir::Filters every = QDir::AllEntries | QDir::System;
+    QStringList paths{root};
+    for (const QString &agent : entriesIn(root, every)) {
+        paths.append(agent);
+        for (const QString &folder : entriesIn(agent, every))
+            paths.append(recordIn(folder));
+    }
+    return paths;
+}
+
+struct Scanned
+{
+    QList<TaskWorkspace> workspaces;
+    QStringList paths;
+    FileFootprint footprint;
+};
 
 } // namespace
 
@@ -61,12 +91,19 @@ QCoro::Task<> WorkspaceStore::runScans()
     m_isScanning = true;
     do {
         m_scanAgain = false;
-        auto work = [root = m_root] { return scan(root); };
+        if (m_footprint.stillStands())
+            break;
+        auto work = [root = m_root, expected = m_footprint.paths()] {
+            return FileFootprint::ofReading(expected, [&root] {
+                return Scanned{.workspaces = scan(root), .paths = pathsBelow(root), .footprint = {}};
+            });
+        };
         auto found = co_await onPool(std::move(work));
         if (!self)
             co_return;
-        if (found != m_all) {
-            m_all = std::move(found);
+        m_footprint = std::move(found.footprint);
+        if (found.workspaces != m_all) {
+            m_all = std::move(found.workspaces);
             Q_EMIT changed();
         }
         if (!self)

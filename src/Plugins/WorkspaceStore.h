@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/FileFootprint.h"
 #include "Plugins/TaskWorkspace.h"
 #include "Store/DirectoryWatcher.h"
 
@@ -11,7 +12,7 @@ namespace Keelhaven {
 class Tasks;
 
 /// Lists the task workspaces that exist, for the screens. Lives on the main loop; folders are read on a pool
-/// thread, one scan at a time. The collaborators outlive it.
+/// thread, one scan at a time, and only when something in them changed. The collaborators outlive it.
 class WorkspaceStore : public QObject
 {
     Q_OBJECT
@@ -27,7 +28,7 @@ public:
     void start();
     void stop();
 
-    /// Scans again. During a scan it asks for another one after it.
+    /// Looks again. During a scan it asks for another look after it.
     void reload();
 
     /// The workspaces exactly two levels below `root`, by project, then task. A folder whose workspace.json
@@ -46,6 +47,7 @@ private:
     Tasks &m_tasks;
     DirectoryWatcher m_watcher;
     QList<TaskWorkspace> m_all;
+    FileFootprint m_footprint; ///< of what `m_all` was read from
     bool m_isScanning = false;
     bool m_scanAgain = false;
 };

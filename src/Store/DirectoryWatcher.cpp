@@ -39,11 +39,6 @@ void DirectoryWatcher::openWatch()
         openWatch();
         scheduleFire();
     };
-    const auto onMade = [this] {
-        openWatch();
-        if (m_watch)
-            scheduleFire();
-    };
     // The folder, or one above it, may be made between two of these steps: then the next round is one closer.
     for (QString above; above != nearestAbove();) {
         m_watch = m_factory.watch(m_folder, [this] { scheduleFire(); }, onLost);
@@ -52,8 +47,28 @@ void DirectoryWatcher::openWatch()
             return;
         }
         above = nearestAbove();
-        m_ancestorWatch = m_factory.watch(above, onMade, [] {});
+        watchAncestor(above);
     }
+}
+
+/// Every poll comes here while the folder does not exist, and the kernel takes milliseconds to end a watch:
+/// one that watches the right folder stays.
+void DirectoryWatcher::watchAncestor(const QString &folder)
+{
+    if (m_ancestorWatch && m_ancestor == folder)
+        return;
+    const auto onMade = [this] {
+        openWatch();
+        if (m_watch)
+            scheduleFire();
+    };
+    const auto onLost = [this, onMade] {
+        const auto lookAgain = onMade; // the watch may own this function
+        m_ancestorWatch.reset();
+        lookAgain();
+    };
+    m_ancestorWatch = m_factory.watch(folder, onMade, onLost);
+    m_ancestor = folder;
 }
 
 QString DirectoryWatcher::nearestAbove() const

@@ -22,6 +22,7 @@ public:
 
 private:
     void openWatch();
+    void watchAncestor(const QString &folder);
     [[nodiscard]] QString nearestAbove() const;
     void scheduleFire();
     void poll();
@@ -34,6 +35,7 @@ private:
     Span m_pollInterval;
     std::unique_ptr<DirectoryWatch> m_watch;
     std::unique_ptr<DirectoryWatch> m_ancestorWatch; ///< while the folder does not exist
+    QString m_ancestor;                              ///< which folder that watches
     Timer m_pollTimer;
     Timer m_pending;
 };

@@ -130,6 +130,20 @@ TEST_F(PluginInventoryStoreTest, LooksForTheFolderAgainAfterItWasLost)
     EXPECT_TRUE(factory.onEvents.contains(home.path(u".claude"_s)));
 }
 
+TEST_F(PluginInventoryStoreTest, ScansAtThePollOnlyWhatChanged)
+{
+    store.start();
+    finish();
+    const auto before = store.current().scannedAt;
+    clock.advance(30s);
+    EXPECT_EQ(tasks.running(), 0) << "no thread is woken where nothing changed";
+    EXPECT_NE(store.current().scannedAt, before) << "it was looked at";
+    install("a@m");
+    clock.advance(30s);
+    finish();
+    EXPECT_EQ(shown(), u"a@m"_s);
+}
+
 TEST(PluginInventoryFilesTest, ARealChangeOfTheSettingsArrivesWithoutThePoll)
 {
     const TestHome home;

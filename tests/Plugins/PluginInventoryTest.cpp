@@ -128,6 +128,28 @@ TEST_F(PluginInventoryTest, OptionsNameWhatAPluginOffers)
     EXPECT_EQ(DispatchPluginCatalog::options(scan()), expected);
 }
 
+TEST_F(PluginInventoryTest, PathsTellWhereverAChangeShows)
+{
+    home.write(u"one/commands/lint.md"_s, "");
+    home.write(u"one/skills/fix/SKILL.md"_s, "");
+    QDir(home.path()).mkpath(u"one/skills/empty"_s);
+    QFile::link(home.path(u"elsewhere.md"_s), home.path(u"one/commands/linked.md"_s));
+    QFile::link(home.path(u"later"_s), home.path(u"one/skills/linked"_s));
+    putFile(u"plugins/known_marketplaces.json"_s, R"({"m": {"installLocation": "HOME/market"}})");
+    putFile(u"plugins/installed_plugins.json"_s, R"({"version": 2, "plugins": {
+        "one@m": [{"installPath": "HOME/gone"}, {"installPath": "HOME/one"}]}})");
+    const auto inventory = scan();
+    const QStringList paths =
+        inventory.pathsBelow(home.paths().claudeDir()) + DispatchPluginCatalog::paths(inventory);
+    for (const char *path :
+         {".claude/settings.json", ".claude/plugins/installed_plugins.json",
+          ".claude/plugins/known_marketplaces.json", "market", "gone", "one",
+          "one/.claude-plugin/plugin.json", "one/commands", "one/commands/linked.md", "one/skills",
+          "one/skills/fix/SKILL.md", "one/skills/empty/SKILL.md", "one/skills/linked/SKILL.md"})
+        EXPECT_TRUE(paths.contains(home.path(QString::fromLatin1(path)))) << path;
+    EXPECT_EQ(paths.size(), 13) << "an ordinary command's folder tells of it";
+}
+
 TEST(PluginPayloadTest, OneBadElementLosesOnlyItself)
 {
     const auto json = [](const char *text) { return JSONValue::parse(QByteArrayView(text)).value(); };

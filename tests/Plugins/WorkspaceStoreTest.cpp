@@ -110,6 +110,8 @@ TEST_F(WorkspaceStoreTest, FollowsTheFolderUntilStopped)
     store.start();
     finish();
     EXPECT_EQ(changes, 0);
+    clock.advance(30s);
+    EXPECT_EQ(tasks.running(), 0) << "as empty as before: no thread is woken for it";
     put(u"a/one"_s, R"({"id": "1", "project": "a", "task": "one"})");
     clock.advance(30s);
     store.reload();

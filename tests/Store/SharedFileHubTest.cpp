@@ -22,7 +22,9 @@ public:
         if (!QDir(folder).exists())
             return nullptr;
         if (!folder.endsWith(u"/cache") && !folder.endsWith(u"/keelhaven")) {
+            ++ancestorsOpened;
             onAncestorEvent = std::move(event);
+            onAncestorLost = std::move(lost);
             return std::make_unique<DirectoryWatch>();
         }
         ++opened;
@@ -32,9 +34,11 @@ public:
     }
 
     int opened = 0;
+    int ancestorsOpened = 0;
     std::function<void()> onEvent;
     std::function<void()> onLost;
     std::function<void()> onAncestorEvent;
+    std::function<void()> onAncestorLost;
 };
 
 class WatcherTest : public ::testing::Test
@@ -87,6 +91,20 @@ TEST_F(WatcherTest, FolderThatIsMadeIsNoticedWithoutThePoll)
     EXPECT_EQ(factory.opened, 1);
     clock.advance(200ms);
     EXPECT_EQ(calls, 1);
+}
+
+TEST_F(WatcherTest, PollKeepsTheWatchOfAFolderAbove)
+{
+    watcher.start();
+    clock.advance(5min);
+    EXPECT_EQ(factory.ancestorsOpened, 1);
+    const auto lost = factory.onAncestorLost;
+    lost();
+    EXPECT_EQ(factory.ancestorsOpened, 2) << "a dead watch is replaced";
+    home.write(u"cache/x"_s, {});
+    const auto event = factory.onAncestorEvent;
+    event();
+    EXPECT_EQ(factory.opened, 1);
 }
 
 TEST_F(WatcherTest, FolderThatComesLateOrGoesIsFoundByThePoll)
