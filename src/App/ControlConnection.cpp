@@ -1,6 +1,7 @@
 #include "App/ControlConnection.h"
 
 #include <QSocketNotifier>
+#include <algorithm>
 #include <cerrno>
 #include <sys/socket.h>
 
@@ -8,6 +9,12 @@ namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
 using ControlWire::FrameType;
+
+namespace {
+
+constexpr std::size_t sendSize = 256 * 1024; ///< about what a socket's buffer takes
+
+} // namespace
 
 ControlConnection::ControlConnection(ControlAddress::Descriptor connection, Clock &clock, QObject *parent)
     : QObject(parent)
@@ -79,8 +86,7 @@ void ControlConnection::takeRequest(const std::string &payload)
     caller.workingDirectory = QString::fromStdString(request.workingDirectory);
     caller.columns = request.columns;
     caller.inputIsTerminal = request.inputIsTerminal;
-    ControlWire::appendFrame(m_pending, FrameType::Accepted, {});
-    writeSome();
+    enqueue(FrameType::Accepted, {});
     if (!m_isClosed)
         Q_EMIT requested(caller);
 }
@@ -107,23 +113,28 @@ void ControlConnection::refuse(const QString &sentence, int exitStatus)
     finish(exitStatus);
 }
 
-void ControlConnection::writeOutput(QByteArrayView text)
+void ControlConnection::writeOutput(const QByteArray &text)
 {
-    ControlWire::appendChunks(m_pending, FrameType::Output,
-                              {text.data(), static_cast<std::size_t>(text.size())});
-    writeSome();
+    if (!text.isEmpty())
+        enqueue(FrameType::Output, text);
 }
 
-void ControlConnection::writeError(QByteArrayView text)
+void ControlConnection::writePieces(Pieces pieces)
 {
-    ControlWire::appendChunks(m_pending, FrameType::Error,
-                              {text.data(), static_cast<std::size_t>(text.size())});
-    writeSome();
+    const QByteArray first = pieces();
+    if (!first.isEmpty())
+        enqueue(FrameType::Output, first, std::move(pieces));
 }
 
-void ControlConnection::stream(QByteArrayView text)
+void ControlConnection::writeError(const QByteArray &text)
 {
-    if (static_cast<qsizetype>(m_pending.size() - m_sent) > backlogLimit)
+    if (!text.isEmpty())
+        enqueue(FrameType::Error, text);
+}
+
+void ControlConnection::stream(const QByteArray &text)
+{
+    if (m_unframed + static_cast<qsizetype>(m_frames.size() - m_sent) > backlogLimit)
         close();
     else
         writeOutput(text);
@@ -133,16 +144,14 @@ void ControlConnection::requestInput()
 {
     m_phase = Phase::Input;
     m_deadline = m_clock.after(inputLimit, [this] { close(); });
-    ControlWire::appendFrame(m_pending, FrameType::NeedInput, {});
-    writeSome();
+    enqueue(FrameType::NeedInput, {});
 }
 
 void ControlConnection::finish(int exitStatus)
 {
     if (m_isFinished)
         return;
-    const char status = static_cast<char>(exitStatus);
-    endWith(FrameType::Exit, {&status, 1});
+    endWith(FrameType::Exit, QByteArray(1, static_cast<char>(exitStatus)));
 }
 
 bool ControlConnection::become(const QStringList &words)
@@ -153,29 +162,65 @@ bool ControlConnection::become(const QStringList &words)
     if (payload.isEmpty() || static_cast<std::size_t>(payload.size()) > ControlWire::maximumChunk)
         return false;
     if (!m_isFinished)
-        endWith(FrameType::Become, {payload.constData(), static_cast<std::size_t>(payload.size())});
+        endWith(FrameType::Become, payload);
     return true;
 }
 
-void ControlConnection::endWith(FrameType type, std::string_view payload)
+void ControlConnection::endWith(FrameType type, const QByteArray &payload)
 {
-    ControlWire::appendFrame(m_pending, type, payload);
     m_isFinished = true;
     m_deadline.reset();
+    enqueue(type, payload);
+}
+
+void ControlConnection::enqueue(FrameType type, const QByteArray &payload, Pieces more)
+{
+    m_waiting.push_back({.type = type, .payload = payload, .more = std::move(more)});
+    m_unframed += payload.size();
     writeSome();
+}
+
+void ControlConnection::frameSome()
+{
+    m_frames.clear();
+    m_sent = 0;
+    while (!m_waiting.empty() && m_frames.size() < sendSize) {
+        auto &next = m_waiting.front();
+        const qsizetype size =
+            std::min<qsizetype>(next.payload.size() - next.framed, ControlWire::maximumChunk);
+        ControlWire::appendFrame(m_frames, next.type,
+                                 {next.payload.constData() + next.framed, static_cast<std::size_t>(size)});
+        next.framed += size;
+        m_unframed -= size;
+        if (next.framed < next.payload.size())
+            continue;
+        next.payload = next.more ? next.more() : QByteArray();
+        next.framed = 0;
+        m_unframed += next.payload.size();
+        if (next.payload.isEmpty())
+            m_waiting.pop_front();
+    }
 }
 
 void ControlConnection::writeSome()
 {
     if (m_isClosed)
         return;
-    while (m_sent < m_pending.size()) {
-        const ssize_t count = ::send(m_connection.get(), m_pending.data() + m_sent, m_pending.size() - m_sent,
+    for (;;) {
+        if (m_sent == m_frames.size())
+            frameSome();
+        if (m_frames.empty())
+            break;
+        const ssize_t count = ::send(m_connection.get(), m_frames.data() + m_sent, m_frames.size() - m_sent,
                                      MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0 && errno == EAGAIN)
-            break;
+        if (count < 0 && errno == EAGAIN) {
+            m_writable->setEnabled(true);
+            if (!m_drain)
+                m_drain = m_clock.after(drainLimit, [this] { close(); });
+            return;
+        }
         if (count <= 0) {
             close();
             return;
@@ -183,22 +228,10 @@ void ControlConnection::writeSome()
         m_sent += static_cast<std::size_t>(count);
         m_drain.reset();
     }
-    if (m_sent == m_pending.size()) {
-        m_pending.clear();
-        m_sent = 0;
-        if (m_isFinished)
-            close();
-        else
-            m_writable->setEnabled(false);
-        return;
-    }
-    if (m_sent > ControlWire::maximumRequest) {
-        m_pending.erase(0, m_sent);
-        m_sent = 0;
-    }
-    m_writable->setEnabled(true);
-    if (!m_drain)
-        m_drain = m_clock.after(drainLimit, [this] { close(); });
+    if (m_isFinished)
+        close();
+    else
+        m_writable->setEnabled(false);
 }
 
 void ControlConnection::close()

@@ -6,6 +6,8 @@
 
 #include <QObject>
 #include <QStringList>
+#include <deque>
+#include <functional>
 
 class QSocketNotifier;
 
@@ -29,6 +31,9 @@ class ControlConnection : public QObject
     Q_OBJECT
 
 public:
+    /// Gives the next piece of a text; an empty one at its end.
+    using Pieces = std::function<QByteArray()>;
+
     static constexpr Span requestLimit = std::chrono::seconds(10); ///< for a whole request to arrive
     static constexpr Span drainLimit = std::chrono::seconds(30);   ///< for a caller to take any of its output
     static constexpr Span inputLimit = std::chrono::minutes(10);   ///< between two pieces of standard input
@@ -37,10 +42,12 @@ public:
     ControlConnection(ControlAddress::Descriptor connection, Clock &clock, QObject *parent);
     ~ControlConnection() override;
 
-    void writeOutput(QByteArrayView text);
-    void writeError(QByteArrayView text);
+    void writeOutput(const QByteArray &text);
+    /// Output of any length, made as the caller reads it.
+    void writePieces(Pieces pieces);
+    void writeError(const QByteArray &text);
     /// Output of a stream without end: a caller that has fallen too far behind is dropped.
-    void stream(QByteArrayView text);
+    void stream(const QByteArray &text);
     /// Asks for standard input; inputArrived follows.
     void requestInput();
     /// Ends the conversation; what was written before still arrives.
@@ -66,7 +73,11 @@ private:
     void takeRequest(const std::string &payload);
     void takeInput(const std::string &payload);
     void refuse(const QString &sentence, int exitStatus);
-    void endWith(ControlWire::FrameType type, std::string_view payload);
+    void endWith(ControlWire::FrameType type, const QByteArray &payload);
+    /// Has this sent behind what waits already.
+    void enqueue(ControlWire::FrameType type, const QByteArray &payload, Pieces more = {});
+    /// Puts what waits into frames, up to what the socket takes in one go.
+    void frameSome();
     void writeSome();
     void close();
 
@@ -77,8 +88,18 @@ private:
     Timer m_deadline; ///< of the request or of standard input
     Timer m_drain;
     ControlWire::FrameReader m_reader;
-    std::string m_pending;
-    std::size_t m_sent = 0; ///< bytes of m_pending that are gone
+    /// What waits to be put into frames.
+    struct Waiting
+    {
+        ControlWire::FrameType type;
+        QByteArray payload;
+        Pieces more; ///< what the payload is only the first piece of
+        qsizetype framed = 0; ///< bytes of the payload that are in frames already
+    };
+    std::deque<Waiting> m_waiting;
+    qsizetype m_unframed = 0; ///< bytes in m_waiting that are in no frame yet
+    std::string m_frames;
+    std::size_t m_sent = 0; ///< bytes of m_frames that are gone
     QByteArray m_input;
     Phase m_phase = Phase::Request;
     bool m_isFinished = false;

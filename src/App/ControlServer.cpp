@@ -45,7 +45,7 @@ void ControlServer::acceptSome()
         ++m_count;
         connect(connection, &ControlConnection::closed, this, [this] { --m_count; });
         if (m_count > connectionLimit) {
-            connection->writeError(QByteArrayView("keelhaven: too many commands at once; try again.\n"));
+            connection->writeError("keelhaven: too many commands at once; try again.\n");
             connection->finish(1);
             continue;
         }

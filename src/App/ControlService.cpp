@@ -18,6 +18,8 @@ namespace {
 void send(ControlConnection &connection, const CommandReply &reply)
 {
     connection.writeOutput(reply.output.toUtf8());
+    if (reply.listing)
+        connection.writePieces(reply.listing);
     connection.writeError(reply.error.toUtf8());
     if (!reply.become.isEmpty() && connection.become(reply.become))
         return;

@@ -60,15 +60,6 @@ void appendFrame(std::string &bytes, FrameType type, std::string_view payload)
     bytes.append(payload);
 }
 
-void appendChunks(std::string &bytes, FrameType type, std::string_view text)
-{
-    while (!text.empty()) {
-        const auto chunk = text.substr(0, maximumChunk);
-        appendFrame(bytes, type, chunk);
-        text.remove_prefix(chunk.size());
-    }
-}
-
 std::variant<std::string, RequestError> encodeRequest(const Request &request)
 {
     std::size_t total = 0;

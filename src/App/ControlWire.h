@@ -53,9 +53,6 @@ enum class RequestError { OtherVersion, Malformed, TooLong };
 /// Appends one frame. `payload` is at most maximumChunk, or maximumRequest for a request.
 void appendFrame(std::string &bytes, FrameType type, std::string_view payload);
 
-/// Appends as many frames of this type as the text needs; none for an empty one.
-void appendChunks(std::string &bytes, FrameType type, std::string_view text);
-
 /// The payload of a request frame, or TooLong.
 [[nodiscard]] std::variant<std::string, RequestError> encodeRequest(const Request &request);
 [[nodiscard]] std::variant<Request, RequestError> decodeRequest(std::string_view payload);

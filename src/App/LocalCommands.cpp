@@ -108,6 +108,10 @@ int runMachine(const ParsedCommand &command, const QStringList &words)
 int print(const CommandReply &reply)
 {
     std::fputs(reply.output.toUtf8().constData(), stdout);
+    if (reply.listing) {
+        for (QByteArray piece; !(piece = reply.listing()).isEmpty();)
+            std::fputs(piece.constData(), stdout);
+    }
     std::fputs(reply.error.toUtf8().constData(), stderr);
     return static_cast<int>(reply.exit);
 }

@@ -211,6 +211,25 @@ TEST_F(ControlServerTest, ACallerThatTakesNoOutputIsDropped)
     EXPECT_TRUE(!m_stream || m_stream->isFinished());
 }
 
+TEST_F(ControlServerTest, ALongListingIsMadeAsItsCallerReads)
+{
+    constexpr int pieces = 300;
+    RawCaller caller(m_paths);
+    caller.call({"stream"});
+    ASSERT_TRUE(waitUntil([&] { return !m_stream.isNull(); }, 5s));
+    int made = 0;
+    m_stream->writePieces(
+        [&made] { return made < pieces ? QByteArray(20'000, char('a' + made++ % 26)) : QByteArray(); });
+    m_stream->finish(0);
+    EXPECT_LT(made, pieces / 2) << "the rest waits for the caller";
+    std::string heard;
+    ASSERT_TRUE(waitUntil([&] { return (heard += caller.replies()).ends_with("X:0 "); }, 20s));
+    std::string expected = "A: ";
+    for (int i = 0; i < pieces; ++i)
+        expected += "O:" + std::string(20'000, char('a' + i % 26)) + ' ';
+    EXPECT_TRUE(heard == expected + "X:0 ");
+}
+
 TEST_F(ControlServerTest, FurtherCallersAreToldToComeAgain)
 {
     std::vector<std::unique_ptr<RawCaller>> callers;

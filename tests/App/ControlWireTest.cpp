@@ -65,8 +65,8 @@ TEST(ControlWire, FramesAreCutOutOfAnySplitOfTheStream)
     std::string stream;
     appendFrame(stream, FrameType::Accepted, {});
     appendFrame(stream, FrameType::Output, "one");
-    appendChunks(stream, FrameType::Error, std::string(maximumChunk + 1, 'e'));
-    appendChunks(stream, FrameType::Error, {});
+    appendFrame(stream, FrameType::Error, std::string(maximumChunk, 'e'));
+    appendFrame(stream, FrameType::Error, "e");
     appendFrame(stream, FrameType::Exit, std::string_view("\x02", 1));
     for (const size_t piece : {size_t(1), size_t(7), stream.size()}) {
         FrameReader reader;

@@ -73,6 +73,8 @@ struct CommandReply
 {
     ExitStatus exit = ExitStatus::Done;
     QString output = {};
+    /// Behind `output`: a long listing, made piece by piece while the caller reads it.
+    ControlConnection::Pieces listing = {};
     QString error = {};
     bool needsInput = false; ///< call again with the caller's standard input
     QStringList become = {}; ///< a program with its arguments that the caller's command becomes
