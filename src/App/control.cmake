@@ -1,6 +1,7 @@
 set(KEELHAVEN_APP_CONTROL
     CommandHelp.cpp
     CommandLine.cpp
+    Commands/AgendaCommand.cpp
     Commands/AgentCommands.cpp
     Commands/AgentOptions.cpp
     Commands/CodexUsageCommand.cpp

@@ -9,11 +9,26 @@ namespace Keelhaven {
 namespace {
 
 /// Writes `digits` decimal digits, zeros in front, and gives the place behind them.
-QChar *putDigits(QChar *at, int value, int digits)
+char *putDigits(char *at, int value, int digits)
 {
     for (int i = digits - 1; i >= 0; --i, value /= 10)
-        at[i] = QChar(u'0' + value % 10);
+        at[i] = static_cast<char>('0' + value % 10);
     return at + digits;
+}
+
+/// Writes "2026-03-04", then `between`, then "05:06", and gives the place behind them.
+char *putDayAndMinute(char *at, std::chrono::sys_days day, char between, int hour, int minute)
+{
+    const std::chrono::year_month_day date(day);
+    at = putDigits(at, static_cast<int>(date.year()), 4);
+    *at++ = '-';
+    at = putDigits(at, static_cast<int>(static_cast<unsigned>(date.month())), 2);
+    *at++ = '-';
+    at = putDigits(at, static_cast<int>(static_cast<unsigned>(date.day())), 2);
+    *at++ = between;
+    at = putDigits(at, hour, 2);
+    *at++ = ':';
+    return putDigits(at, minute, 2);
 }
 
 /// The years that ISO text can name; no two moments in them are further apart than a span can hold.
@@ -50,36 +65,31 @@ Date fromQDateTime(const QDateTime &date)
     return Date(std::chrono::milliseconds(date.toMSecsSinceEpoch()));
 }
 
-QString isoText(Date date)
+std::array<char, 24> isoCharacters(Date date)
 {
     const auto moment = std::chrono::floor<std::chrono::milliseconds>(std::clamp(date, earliest, latest));
     const auto day = std::chrono::floor<std::chrono::days>(moment);
     const std::chrono::hh_mm_ss time(moment - day);
-    QString text = dayAndMinute(day, static_cast<int>(time.hours().count()),
-                                static_cast<int>(time.minutes().count()), u'T');
-    text.resize(24);
-    QChar *at = text.data() + 16;
-    *at++ = u':';
+    std::array<char, 24> text;
+    char *at = putDayAndMinute(text.data(), day, 'T', static_cast<int>(time.hours().count()),
+                               static_cast<int>(time.minutes().count()));
+    *at++ = ':';
     at = putDigits(at, static_cast<int>(time.seconds().count()), 2);
-    *at++ = u'.';
+    *at++ = '.';
     at = putDigits(at, static_cast<int>(time.subseconds().count()), 3);
-    *at = u'Z';
+    *at = 'Z';
     return text;
 }
 
-QString dayAndMinute(std::chrono::sys_days day, int hour, int minute, QChar between)
+QString isoText(Date date)
 {
-    const std::chrono::year_month_day date(day);
-    QString text(16, Qt::Uninitialized);
-    QChar *at = putDigits(text.data(), static_cast<int>(date.year()), 4);
-    *at++ = u'-';
-    at = putDigits(at, static_cast<int>(static_cast<unsigned>(date.month())), 2);
-    *at++ = u'-';
-    at = putDigits(at, static_cast<int>(static_cast<unsigned>(date.day())), 2);
-    *at++ = between;
-    at = putDigits(at, hour, 2);
-    *at++ = u':';
-    putDigits(at, minute, 2);
+    return QLatin1StringView(QByteArrayView(isoCharacters(date)));
+}
+
+std::array<char, 16> dayAndMinute(std::chrono::sys_days day, int hour, int minute)
+{
+    std::array<char, 16> text;
+    putDayAndMinute(text.data(), day, ' ', hour, minute);
     return text;
 }
 

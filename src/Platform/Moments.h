@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QString>
+#include <array>
 #include <chrono>
 #include <optional>
 
@@ -29,11 +30,13 @@ inline constexpr Date distantPast = Date::min();
 [[nodiscard]] QDateTime toQDateTime(Date date);
 [[nodiscard]] Date fromQDateTime(const QDateTime &date);
 
-/// ISO-8601 internet date-time in UTC with milliseconds: "2026-03-04T05:06:07.890Z".
+/// ISO-8601 internet date-time in UTC with milliseconds: "2026-03-04T05:06:07.890Z". Years 1 to 9999; what
+/// lies beyond is cut to them.
+[[nodiscard]] std::array<char, 24> isoCharacters(Date date);
 [[nodiscard]] QString isoText(Date date);
 
-/// "2026-03-04 05:06", with `between` in place of the blank; years 1 to 9999.
-[[nodiscard]] QString dayAndMinute(std::chrono::sys_days day, int hour, int minute, QChar between = u' ');
+/// "2026-03-04 05:06"; years 1 to 9999.
+[[nodiscard]] std::array<char, 16> dayAndMinute(std::chrono::sys_days day, int hour, int minute);
 
 /// Reads ISO-8601 internet date-time with a time zone mark and fractional seconds of any length
 /// ("2026-03-04T05:06:07.890Z", "…+02:00"). Nothing for any other shape.

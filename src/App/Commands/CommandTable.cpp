@@ -1,5 +1,6 @@
 #include "App/Commands/CommandTable.h"
 
+#include "App/Commands/AgendaCommand.h"
 #include "App/Commands/AgentCommands.h"
 #include "App/Commands/AgentOptions.h"
 #include "App/Commands/InstallCommand.h"
@@ -178,8 +179,8 @@ std::span<const CommandSpec> commandTable()
                       .form = Value,
                       .value = u"N",
                       .help = u"So many days from today (10)",
-                      .check = SessionCommands::checkDays}},
-         .run = SessionCommands::agenda},
+                      .check = AgendaCommand::checkDays}},
+         .run = AgendaCommand::agenda},
         {.path = u"settings list",
          .summary = u"List the settings with the values that hold",
          .options = {{.name = u"all", .form = Flag, .help = u"Also what Keelhaven keeps for itself"}},

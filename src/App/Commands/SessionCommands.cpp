@@ -6,7 +6,6 @@
 #include "App/Commands/TextTable.h"
 #include "Herdr/HerdrLocator.h"
 #include "Journal/JournalIngestor.h"
-#include "Scheduler/SchedulerCalendar.h"
 
 namespace Keelhaven::SessionCommands {
 
@@ -15,9 +14,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int liveLines = 2000; ///< of a screen that still changes
-constexpr int defaultDays = 10;
-constexpr int mostDays = 366;
-const std::array weekdays{u"Sun"_s, u"Mon"_s, u"Tue"_s, u"Wed"_s, u"Thu"_s, u"Fri"_s, u"Sat"_s};
 
 /// The live or parked session of a run.
 std::optional<LaunchedRun> sessionOf(const SchedulerEngine &engine, const QUuid &runID)
@@ -47,26 +43,6 @@ QString journalText(const QList<JournalEvent> &events, const Calendar &calendar)
         text += u"%1  %2  %3\n"_s.arg(localTime(event.date(), calendar),
                                       enumText(event.kind).leftJustified(8), oneLine(event.summaryLine()));
     return text;
-}
-
-JSONValue entryJSON(const SchedulerCalendar::Entry &entry)
-{
-    return JSONObject{{u"slotID"_s, uuidText(entry.slotID)},
-                      {u"name"_s, entry.name},
-                      {u"date"_s, isoText(entry.date)},
-                      {u"isOneShot"_s, entry.isOneShot}};
-}
-
-JSONValue agendaJSON(const SchedulerCalendar &agenda)
-{
-    JSONArray days;
-    for (const auto &day : agenda.days) {
-        JSONArray entries;
-        for (const auto &entry : day.entries)
-            entries.push_back(entryJSON(entry));
-        days.push_back(JSONObject{{u"start"_s, isoText(day.start)}, {u"entries"_s, entries}});
-    }
-    return JSONObject{{u"days"_s, days}};
 }
 
 } // namespace
@@ -132,36 +108,6 @@ QCoro::Task<CommandReply> attach(Arguments arguments, CommandContext context)
         reply.become += QStringList{u"-u"_s, name};
     reply.become += command;
     co_return reply;
-}
-
-CommandReply agenda(const Arguments &arguments, const CommandContext &context)
-{
-    const int days = arguments.integer(u"days").value_or(defaultDays);
-    const auto agenda =
-        SchedulerCalendar::build(context.engine.slotList(), context.now, days, context.calendar);
-    if (arguments.wantsJSON())
-        return CommandReply::json(agendaJSON(agenda), context);
-    TextTable table({u"WHEN"_s, u"AGENT"_s, u"NAME"_s});
-    for (const auto &day : agenda.days) {
-        for (const auto &entry : day.entries) {
-            const auto wall = context.calendar.wallTime(entry.date);
-            const QString when =
-                weekdays[wall.weekday() - 1] + u' ' + dayAndMinute(wall.day, wall.hour, wall.minute);
-            table.addRow({when, shortID(entry.slotID), entry.name});
-        }
-    }
-    if (table.isEmpty())
-        return CommandReply::done(u"Nothing fires in the next %1 days."_s.arg(days));
-    return {.output = table.text(context.caller.columns)};
-}
-
-std::optional<QString> checkDays(QStringView text)
-{
-    bool isNumber = false;
-    const int days = text.toInt(&isNumber);
-    return isNumber && days >= 1 && days <= mostDays
-               ? std::nullopt
-               : std::optional(u"is no number of days from 1 to %1"_s.arg(mostDays));
 }
 
 } // namespace Keelhaven::SessionCommands

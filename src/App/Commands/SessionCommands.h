@@ -10,8 +10,4 @@ namespace Keelhaven::SessionCommands {
 /// Has the caller's terminal join the session host, at a run's session where one is named.
 [[nodiscard]] QCoro::Task<CommandReply> attach(Arguments arguments, CommandContext context);
 
-[[nodiscard]] CommandReply agenda(const Arguments &arguments, const CommandContext &context);
-/// The value check of --days.
-[[nodiscard]] std::optional<QString> checkDays(QStringView text);
-
 } // namespace Keelhaven::SessionCommands

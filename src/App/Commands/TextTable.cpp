@@ -55,7 +55,7 @@ QString oneLine(const QString &text)
 QString localTime(Date moment, const Calendar &calendar)
 {
     const auto wall = calendar.wallTime(moment);
-    return dayAndMinute(wall.day, wall.hour, wall.minute);
+    return QLatin1StringView(QByteArrayView(dayAndMinute(wall.day, wall.hour, wall.minute)));
 }
 
 TextTable::TextTable(QStringList headings)
