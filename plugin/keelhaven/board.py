@@ -258,7 +258,8 @@ def found_repositories(folder):
 GIT = ("git", "--no-pager", "-c", "core.fsmonitor=false", "-c", "log.showSignature=false", "-c", "color.ui=false")
 GIT_ENVIRONMENT = {"GIT_OPTIONAL_LOCKS": "0", "GIT_TERMINAL_PROMPT": "0", "GIT_NO_LAZY_FETCH": "1", "LC_ALL": "C.UTF-8"}
 SECRET_NAME = re.compile(r"(^|/)(\.env[^/]*|id_[^/]*|[^/]*\.(pem|key|p12|pfx|keystore)|[^/]*(secret|credential)[^/]*)$", re.IGNORECASE)
-NO_SECRETS = (".", *(f":(exclude,icase){glob}" for glob in ("*.env*", "*.pem", "*.key", "*.p12", "*.pfx", "*secret*", "*credential*")))
+SECRET_GLOBS = ("*.env*", "id_*", "*/id_*", "*.pem", "*.key", "*.p12", "*.pfx", "*.keystore", "*secret*", "*credential*")
+NO_SECRETS = tuple(f":(exclude,icase){glob}" for glob in SECRET_GLOBS)
 LOOKS = {
     "Status": ("status", "--short", "--branch", "--ignore-submodules"),
     "Commits of the last 14 days": (
@@ -299,14 +300,25 @@ def checked_folder(board, folder, here):
 
 def look(board, folder, here):
     place = checked_folder(board, folder, here)
-    return "\n\n".join(f"{title}\n{git(place, *words) or 'none'}" for title, words in LOOKS.items())
+    said, failed = [], 0
+    for title, words in LOOKS.items():
+        try:
+            said.append(f"{title}\n{git(place, *words) or 'none'}")
+        except Refused as refusal:  # a new repository has no commits, and yet much to tell
+            said.append(f"{title}\n{refusal}")
+            failed += 1
+    if failed == len(LOOKS):
+        raise Refused(said[0].partition("\n")[2])
+    return "\n\n".join(said)
 
 
 def show(board, folder, commit, file, here):
     if not re.fullmatch("[0-9a-f]{4,64}", commit):
         raise Refused(f"{commit} is no commit's hash.")
     words = ["show", "--stat", "--patch", "--no-ext-diff", "--no-textconv", "--format=fuller", commit, "--"]
-    return git(checked_folder(board, folder, here), *words, *([checked_file(file)] if file else NO_SECRETS))
+    # A folder's name, or a pattern, stands for files whose names nobody has checked.
+    shown = f":(literal){checked_file(file)}" if file else "."
+    return git(checked_folder(board, folder, here), *words, shown, *NO_SECRETS)
 
 
 def files(board, folder, here):

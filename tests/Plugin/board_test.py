@@ -148,9 +148,13 @@ class BoardTest(unittest.TestCase):
 
     def test_looking_changes_nothing_and_runs_nothing_of_the_repository(self):
         git = ["git", "-C", str(self.code), "-c", "user.name=me", "-c", "user.email=me@x"]
-        for name in ("README", "my.pem", ".env"):
+        secrets = ("my.pem", ".env", "id_rsa", "ID_ed25519", "a.KEYSTORE", "db_secret.txt")
+        for name in ("README", *secrets):
             (self.code / name).write_text(f"{TOKEN} in {name}")
-        for words in (["init", "-q", "-b", "main"], ["add", "."], ["commit", "-q", "--allow-empty", "-m", "Begin"]):
+        subprocess.run([*git, "init", "-q", "-b", "main"], check=True)
+        status, said = self.call("look", str(self.code))
+        self.assertEqual((status, "?? README" in said), (0, True), "before its first commit")
+        for words in (["add", "."], ["commit", "-q", "--allow-empty", "-m", "Begin"]):
             subprocess.run([*git, *words], check=True)
         (self.code / "new.txt").write_text("x")
         for key in ("core.fsmonitor", "core.pager", "diff.external"):
@@ -162,10 +166,13 @@ class BoardTest(unittest.TestCase):
         head = subprocess.run([*git, "rev-parse", "HEAD"], capture_output=True, text=True).stdout.strip()
         shown = self.call("show", str(self.code), head)[1]
         self.assertIn("in README", shown)
-        self.assertNotIn("in my.pem", shown)
-        self.assertNotIn("in .env", shown)
+        self.assertIn("in README", self.call("show", str(self.code), head, "README")[1])
+        shown += "".join(self.call("show", str(self.code), head, file)[1] for file in (".", "*.pe?", ":(glob).en?", "id_rs[a]"))
+        for name in secrets:
+            self.assertNotIn(f"in {name}", shown)
+            self.assertEqual(self.call("read", str(self.code), name)[0], 1, name)
         self.assertEqual(self.call("read", str(self.code), "./README"), (0, f"{TOKEN} in README\n"))
-        self.assertEqual(self.call("files", str(self.code))[1].split(), [".env", "README", "my.pem"])
+        self.assertEqual(set(self.call("files", str(self.code))[1].split()), {"README", *secrets})
         self.assertFalse((self.home / "ran").exists())
         for words in (["look", "/"], ["show", str(self.code), "--output=x"], ["show", str(self.code), "HEAD"],
                       ["read", str(self.code), ".env"], ["read", str(self.code), "../x"], ["show", str(self.code), head, "my.pem"]):
