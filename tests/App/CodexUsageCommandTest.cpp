@@ -1,7 +1,7 @@
 #include "App/Commands/CodexUsageCommand.h"
 
+#include "App/CommandFixture.h"
 #include "App/Commands/TextTable.h"
-#include "Scheduler/EngineFixture.h"
 #include "Scheduler/Usage/CodexUsageMonitor.h"
 #include "Support/FakeChildProcess.h"
 
@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class CodexUsageCommandTest : public EngineTest
+class CodexUsageCommandTest : public CommandTest
 {
 protected:
     CodexUsageCommandTest()
@@ -25,17 +25,7 @@ protected:
     /// What the command answers when the app server says this.
     CommandReply call(bool asJSON, const QByteArray &serverSays)
     {
-        const ControlCaller caller{{}, home.path(), 0, false};
-        const QMap<QUuid, PassingRun> passing;
-        const KeelhavenPaths paths = home.paths();
-        const CommandContext context{.caller = caller,
-                                     .engine = *engine,
-                                     .settings = settings,
-                                     .paths = paths,
-                                     .passing = passing,
-                                     .now = clock.now(),
-                                     .calendar = calendar};
-        auto task = CodexUsageCommand::usage(asJSON, monitor, clock, context);
+        auto task = CodexUsageCommand::usage(asJSON, monitor, clock, context());
         children.children.last()->say(serverSays);
         return await(std::move(task));
     }

@@ -1,7 +1,6 @@
 #include "App/Commands/RunCommands.h"
 
-#include "App/Commands/CommandTable.h"
-#include "Scheduler/EngineFixture.h"
+#include "App/CommandFixture.h"
 
 namespace Keelhaven {
 
@@ -10,8 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The commands on runs against an engine whose sessions are values.
-class RunCommandsTest : public EngineTest
+class RunCommandsTest : public CommandTest
 {
 protected:
     RunCommandsTest()
@@ -20,33 +18,8 @@ protected:
         engine->start();
     }
 
-    CommandReply call(const QStringList &words)
-    {
-        const auto parsed = parseCommandLine(QStringList{u"runs"_s} + words, commandTable());
-        const auto &command = std::get<ParsedCommand>(parsed);
-        const ControlCaller caller{words, home.path(), 0, false};
-        QMap<QUuid, PassingRun> passing;
-        for (const auto &record : engine->launching())
-            passing.insert(record.id, {record, false});
-        for (const auto &run : engine->closing())
-            passing.insert(run->record.id, {run->record, true});
-        const KeelhavenPaths paths = home.paths();
-        const CommandContext context{.caller = caller,
-                                     .engine = *engine,
-                                     .settings = settings,
-                                     .paths = paths,
-                                     .passing = passing,
-                                     .now = clock.now(),
-                                     .calendar = calendar};
-        return command.command->run(command.arguments, context);
-    }
-    /// What a call prints, or why it is refused.
-    QString said(const QStringList &words)
-    {
-        const CommandReply reply = call(words);
-        EXPECT_EQ(reply.exit == ExitStatus::Done, reply.error.isEmpty()) << words.join(u' ').toStdString();
-        return (reply.output + reply.error).trimmed();
-    }
+    CommandReply call(const QStringList &words) { return CommandTest::call(QStringList{u"runs"_s} + words); }
+    QString said(const QStringList &words) { return CommandTest::said(QStringList{u"runs"_s} + words); }
     static QString shortened(const QUuid &id) { return uuidText(id).left(8); }
 
     ActiveRunPtr begin(bool keepsOpen = false)

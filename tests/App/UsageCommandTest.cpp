@@ -1,9 +1,8 @@
 #include "App/Commands/UsageCommand.h"
 
-#include "App/Commands/CommandTable.h"
+#include "App/CommandFixture.h"
 #include "App/Commands/TextTable.h"
 #include "Contract/SettingsCatalog.h"
-#include "Scheduler/EngineFixture.h"
 
 namespace Keelhaven {
 
@@ -12,25 +11,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class UsageCommandTest : public EngineTest
+class UsageCommandTest : public CommandTest
 {
 protected:
     CommandReply call(const QStringList &words = {})
     {
-        const auto parsed = parseCommandLine(QStringList{u"usage"_s} + words, commandTable());
-        const auto &command = std::get<ParsedCommand>(parsed);
-        const ControlCaller caller{words, home.path(), 0, false};
-        const QMap<QUuid, PassingRun> passing;
-        const KeelhavenPaths paths = home.paths();
-        const CommandContext context{.caller = caller,
-                                     .engine = *engine,
-                                     .settings = settings,
-                                     .paths = paths,
-                                     .passing = passing,
-                                     .now = clock.now(),
-                                     .calendar = calendar,
-                                     .usage = &usage};
-        return await(command.command->runTask(command.arguments, context));
+        return CommandTest::call(QStringList{u"usage"_s} + words);
     }
     /// Runs of columns without their padding.
     QStringList lines(const QStringList &words = {})
