@@ -9,6 +9,7 @@
 #include "App/Machine.h"
 #include "App/QuitSignals.h"
 #include "Notifications/DeepLink.h"
+#include "Platform/ProcessLaunch.h"
 #include "Scheduler/Usage/UsageMonitor.h"
 #include "Store/DatabaseOpening.h"
 
@@ -43,6 +44,7 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
             return handOver(link.isEmpty() ? u"keelhaven://window"_s : link);
         return print(CommandReply::refused(instance.error().message()));
     }
+    ProcessLaunch::withholdCoreFiles();
     // quit() would ask the windows first, and one of them may rather stay.
     const QuitSignals signalsToQuit([] { QCoreApplication::exit(); });
     const auto model = AppModel::create(machine.environment());

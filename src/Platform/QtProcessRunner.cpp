@@ -178,7 +178,8 @@ bool QtProcessRunner::startDetached(const ProcessSpec &spec)
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
-    process.setChildProcessModifier([] { ::setsid(); });
+    // QProcess makes a session for it, and calls nothing of ours between fork and exec.
+    const ProcessLaunch::CoreLimitGivenBack limit;
     return process.startDetached();
 }
 

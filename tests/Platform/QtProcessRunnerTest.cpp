@@ -1,10 +1,12 @@
 #include "Platform/QtProcessRunner.h"
+#include "Platform/ProcessLaunch.h"
 #include "Platform/Shell.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
 #include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 namespace Keelhaven {
 
@@ -164,6 +166,27 @@ TEST(QtProcessRunner, DetachedProcessLeadsItsOwnSession)
     const auto ids = home.read(u"sid"_s).simplified().split(' ');
     ASSERT_EQ(ids.size(), 2);
     EXPECT_NE(ids[0].toInt(), ::getsid(0));
+}
+
+TEST(QtProcessRunner, ThisProcessLeavesNoCoreFileAndItsChildrenMayAsBefore)
+{
+    rlimit limit = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_CORE, &limit), 0);
+    if (limit.rlim_max < 1024 * 1024)
+        GTEST_SKIP() << "no core files at all here";
+    limit.rlim_cur = 1024 * 1024;
+    ASSERT_EQ(::setrlimit(RLIMIT_CORE, &limit), 0);
+    ProcessLaunch::withholdCoreFiles();
+    ProcessLaunch::withholdCoreFiles();
+    EXPECT_EQ(run(shell(u"ulimit -c"_s)).output.trimmed(), "2048") << "blocks of 512 bytes";
+    const TestHome home;
+    auto spec = shell(u"ulimit -c > part; mv part limit"_s);
+    spec.workingDirectory = home.path();
+    ASSERT_TRUE(QtProcessRunner().startDetached(spec));
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(home.path(u"limit"_s)); }));
+    EXPECT_EQ(home.read(u"limit"_s).trimmed(), "2048");
+    ASSERT_EQ(::getrlimit(RLIMIT_CORE, &limit), 0);
+    EXPECT_EQ(limit.rlim_cur, 0U);
 }
 
 } // namespace Keelhaven
