@@ -1,6 +1,6 @@
 #include "Journal/RunJournalTailer.h"
 
-#include "Store/TailFile.h"
+#include "Platform/TailFile.h"
 
 namespace Keelhaven {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Journal/JournalEvent.h"
-#include "Store/LineBuffer.h"
+#include "Platform/LineBuffer.h"
 
 namespace Keelhaven {
 

@@ -1,8 +1,8 @@
 #include "Journal/TranscriptUsageReader.h"
 
 #include "Contract/JSONValue.h"
-#include "Store/LineBuffer.h"
-#include "Store/TailFile.h"
+#include "Platform/LineBuffer.h"
+#include "Platform/TailFile.h"
 
 #include <algorithm>
 

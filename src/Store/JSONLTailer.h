@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Contract/Models/EventList.h"
-#include "Store/LineBuffer.h"
-#include "Store/TailFile.h"
+#include "Platform/LineBuffer.h"
+#include "Platform/TailFile.h"
 
 namespace Keelhaven {
 

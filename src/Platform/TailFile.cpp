@@ -1,4 +1,4 @@
-#include "Store/TailFile.h"
+#include "Platform/TailFile.h"
 
 #include <QFile>
 #include <cerrno>

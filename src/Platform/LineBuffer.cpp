@@ -1,4 +1,4 @@
-#include "Store/LineBuffer.h"
+#include "Platform/LineBuffer.h"
 
 namespace Keelhaven {
 
