@@ -29,8 +29,8 @@ struct Machine
     QtHttpClient http;
     FileSettingsStore settings{paths.settingsFile()};
     InotifyDirectoryWatchFactory watches;
-    MessageBus systemBus{MessageBus::systemAddress(), clock};
-    MessageBus sessionBus{MessageBus::sessionAddress(), clock};
+    MessageBus systemBus{BusAddress::system(), clock};
+    MessageBus sessionBus{BusAddress::session(), clock};
     SystemdJobManager jobs{processes, QFileInfo(paths.configDir).path(), wakeCommand()};
     LogindPower power{systemBus, sessionBus};
     FreedesktopNotifications notifications{sessionBus};

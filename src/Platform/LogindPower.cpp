@@ -1,5 +1,6 @@
 #include "Platform/LogindPower.h"
 
+#include <algorithm>
 #include <array>
 
 namespace Keelhaven {
@@ -61,7 +62,7 @@ LogindPower::LogindPower(MessageBus &system, MessageBus &session)
 
 std::uint32_t LogindPower::take(Hold hold, const QString &reason)
 {
-    MessageBus &bus = hold == Hold::System ? m_system : m_session;
+    MessageBus &bus = busOf(hold);
     if (bus.isAbsent())
         return 0;
     if (hold == Hold::System)
@@ -70,12 +71,23 @@ std::uint32_t LogindPower::take(Hold hold, const QString &reason)
         for (const auto &keeper : keepers())
             bus.watch(keeper.service);
     const std::uint32_t id = ++m_lastID;
-    m_requests[id] = {hold, reason, 0, false, {}, {}};
+    Request &request = m_requests[id];
+    request.hold = hold;
+    request.reason = reason;
+    renew(id);
+    return id;
+}
+
+void LogindPower::renew(std::uint32_t id)
+{
+    const auto found = m_requests.find(id);
+    if (found == m_requests.end() || found->second.isTaken || found->second.isAwaited)
+        return;
+    MessageBus &bus = busOf(found->second.hold);
     if (bus.isConnected())
         ask(id);
-    else
+    else if (!bus.isAbsent())
         bus.connectSoon();
-    return id;
 }
 
 void LogindPower::drop(std::uint32_t id)
@@ -116,6 +128,7 @@ void LogindPower::ask(std::uint32_t id)
 {
     Request &request = m_requests.at(id);
     ++request.attempt;
+    request.isAwaited = true;
     if (request.hold == Hold::System)
         askLogind(id, u"sleep:idle"_s);
     else
@@ -128,13 +141,14 @@ void LogindPower::askLogind(std::uint32_t id, const QString &what)
     auto message = QDBusMessage::createMethodCall(logind, u"/org/freedesktop/login1"_s,
                                                   u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s);
     message << what << application << request.reason << u"block"_s;
-    m_system.call(message, this, [this, id, attempt = request.attempt, what](const QDBusMessage &reply) {
+    const auto onReply = [this, id, attempt = request.attempt, what](const QDBusMessage &reply) {
         Request *asking = current(id, attempt);
         if (!asking)
             return;
         if (reply.type() == QDBusMessage::ReplyMessage) {
             // The hold that this one replaces ends here, so the machine is held without a gap.
             asking->isTaken = true;
+            asking->isAwaited = false;
             asking->descriptor = reply.arguments().value(0).value<QDBusUnixFileDescriptor>();
             m_refusal.clear();
             m_isAgainstIdleOnly = !what.contains(u':');
@@ -145,7 +159,10 @@ void LogindPower::askLogind(std::uint32_t id, const QString &what)
         // that matters.
         if (what.contains(u':') && isPolicy(reply.errorName()))
             askLogind(id, u"idle"_s);
-    });
+        else
+            asking->isAwaited = false;
+    };
+    m_system.call(message, this, onReply, MessageBus::Wait::WhileItRuns);
 }
 
 void LogindPower::askKeeper(std::uint32_t id, std::size_t keeper)
@@ -154,21 +171,26 @@ void LogindPower::askKeeper(std::uint32_t id, std::size_t keeper)
     const auto &[service, path, take, _] = keepers().at(keeper);
     auto message = QDBusMessage::createMethodCall(service, path, service, take);
     message.setArguments(keeperArguments(keeper, request.reason));
-    m_session.call(message, this, [this, id, attempt = request.attempt, keeper](const QDBusMessage &reply) {
+    const auto onReply = [this, id, attempt = request.attempt, keeper](const QDBusMessage &reply) {
         const bool isGiven = reply.type() == QDBusMessage::ReplyMessage;
         const auto cookie = reply.arguments().value(0).toUInt();
-        if (Request *asking = current(id, attempt)) {
-            asking->isTaken = isGiven;
-            if (isGiven) {
-                asking->cookie = {keeper, cookie};
-                tellChange();
-            } else if (keeper + 1 < keepers().size()) {
-                askKeeper(id, keeper + 1);
-            }
-        } else if (isGiven) {
-            giveBack(keeper, cookie);
+        Request *asking = current(id, attempt);
+        if (!asking) {
+            if (isGiven)
+                giveBack(keeper, cookie);
+            return;
         }
-    });
+        if (!isGiven && keeper + 1 < keepers().size())
+            return askKeeper(id, keeper + 1);
+        asking->isAwaited = false;
+        asking->isTaken = isGiven;
+        if (!isGiven)
+            return;
+        asking->cookie = {keeper, cookie};
+        tellChange();
+    };
+    // A cookie that came too late for us would keep the display on, with nobody to give it back.
+    m_session.call(message, this, onReply, MessageBus::Wait::WhileItRuns);
 }
 
 void LogindPower::giveBack(std::size_t keeper, std::uint32_t cookie) const
@@ -186,6 +208,8 @@ void LogindPower::onLost(Hold hold)
     for (auto &[id, request] : m_requests) {
         if (request.hold != hold)
             continue;
+        ++request.attempt;
+        request.isAwaited = false;
         request.isTaken = false;
         request.cookie.reset();
     }
@@ -213,30 +237,37 @@ void LogindPower::onOwnerChanged(const QString &service, bool hasOwner)
     tellChange();
 }
 
+QString LogindPower::whyNoHold() const
+{
+    if (std::ranges::any_of(m_requests, [](const auto &each) {
+            return each.second.hold == Hold::System && each.second.isAwaited;
+        }))
+        return u"login1 has not answered yet"_s;
+    return m_refusal.isEmpty() ? QString() : u"login1 gives no hold (%1)"_s.arg(m_refusal);
+}
+
 QCoro::Task<ServiceStatus> LogindPower::examine() const
 {
     MessageBus &session = m_session;
-    const QString refusal = m_refusal;
     const bool hasLogind = co_await m_system.offers(logind);
-    if (!hasLogind)
-        co_return ServiceStatus{false,
-                                u"no login1 on the system bus: the machine may go to sleep during a run."_s};
-    if (!refusal.isEmpty())
-        co_return ServiceStatus{
-            false, u"login1 gives no hold (%1): the machine may go to sleep during a run."_s.arg(refusal)};
+    const QString obstacle = hasLogind ? whyNoHold() : u"no login1 on the system bus"_s;
     const QString held =
         m_isAgainstIdleOnly
             ? u"login1, only against falling asleep when idle: whoever sends the machine to sleep stops the runs"_s
             : u"login1"_s;
+    QString display =
+        u"no screen saver or GNOME session on the session bus: the display may go dark and lock"_s;
     for (const auto &keeper : keepers()) {
         const bool hasKeeper = co_await session.offers(keeper.service);
         if (hasKeeper)
-            co_return ServiceStatus{true, u"%1; %2 keeps the display on"_s.arg(held, keeper.service)};
+            display = keeper.service + u" keeps the display on"_s;
+        if (hasKeeper || !session.isConnected())
+            break;
     }
-    co_return ServiceStatus{
-        true,
-        u"%1; no screen saver or GNOME session on the session bus: the display may go dark and lock"_s.arg(
-            held)};
+    if (obstacle.isEmpty())
+        co_return ServiceStatus{true, u"%1; %2"_s.arg(held, display)};
+    co_return ServiceStatus{false,
+                            u"%1: the machine may go to sleep during a run; %2"_s.arg(obstacle, display)};
 }
 
 } // namespace Keelhaven

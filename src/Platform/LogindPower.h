@@ -23,6 +23,7 @@ public:
     /// 0 where certainly no bus is there. Otherwise an id at once, whatever becomes of the request.
     [[nodiscard]] std::uint32_t take(Hold hold, const QString &reason) override;
     void drop(std::uint32_t id) override;
+    void renew(std::uint32_t id) override;
 
     /// Whether the service that runs now has given the hold.
     [[nodiscard]] bool isTaken(std::uint32_t id) const override;
@@ -35,11 +36,14 @@ private:
         QString reason;
         int attempt = 0; ///< answers to earlier ones are out of date
         bool isTaken = false;
+        bool isAwaited = false;             ///< asked for, and neither given nor refused
         QDBusUnixFileDescriptor descriptor; ///< of login1; the hold lasts while it is open
         std::optional<std::pair<std::size_t, std::uint32_t>>
             cookie; ///< keeper of the display, and its number
     };
 
+    [[nodiscard]] MessageBus &busOf(Hold hold) const { return hold == Hold::System ? m_system : m_session; }
+    [[nodiscard]] QString whyNoHold() const;
     void ask(std::uint32_t id);
     void askLogind(std::uint32_t id, const QString &what);
     void askKeeper(std::uint32_t id, std::size_t keeper);

@@ -1,8 +1,8 @@
 #include "Platform/MessageBus.h"
 
 #include <QDBusPendingCallWatcher>
-#include <QFileInfo>
 #include <QPointer>
+#include <limits>
 
 namespace Keelhaven {
 
@@ -18,12 +18,6 @@ constexpr int questionMilliseconds = 3000;
 const QString busService = u"org.freedesktop.DBus"_s;
 const QString busPath = u"/org/freedesktop/DBus"_s;
 
-/// "unix:path=…", with what the address syntax reserves escaped.
-QByteArray unixAddress(const QByteArray &path)
-{
-    return "unix:path=" + path.toPercentEncoding("/", "~");
-}
-
 QDBusMessage question(const QString &member)
 {
     return QDBusMessage::createMethodCall(busService, busPath, busService, member);
@@ -31,8 +25,9 @@ QDBusMessage question(const QString &member)
 
 } // namespace
 
-MessageBus::MessageBus(QByteArray address, Clock &clock)
+MessageBus::MessageBus(BusAddress address, Clock &clock, Span patience)
     : m_address(std::move(address))
+    , m_patience(patience)
     , m_clock(clock)
     , m_retryDelay(firstRetry)
 {}
@@ -40,31 +35,6 @@ MessageBus::MessageBus(QByteArray address, Clock &clock)
 MessageBus::~MessageBus()
 {
     closeConnection();
-}
-
-QByteArray MessageBus::systemAddress()
-{
-    const QByteArray address = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    return address.isEmpty() ? unixAddress("/run/dbus/system_bus_socket") : address;
-}
-
-QByteArray MessageBus::sessionAddress()
-{
-    const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
-    const QByteArray folder = qgetenv("XDG_RUNTIME_DIR");
-    return !address.isEmpty() || folder.isEmpty() ? address : unixAddress(folder + "/bus");
-}
-
-bool MessageBus::isAbsent() const
-{
-    const auto alternatives = m_address.split(';');
-    return std::ranges::all_of(alternatives, [](const QByteArray &each) {
-        constexpr QByteArrayView prefix = "unix:path=";
-        if (!each.startsWith(prefix))
-            return each.isEmpty();
-        const QByteArray path = each.mid(prefix.size()).split(',').first();
-        return !QFileInfo::exists(QFile::decodeName(QByteArray::fromPercentEncoding(path)));
-    });
 }
 
 void MessageBus::connectSoon()
@@ -80,8 +50,9 @@ QCoro::Task<> MessageBus::connectOnPool()
     static int number = 0;
     const QPointer<MessageBus> self(this);
     const QString name = u"keelhaven-%1"_s.arg(++number);
-    const auto work = [address = QString::fromUtf8(isAbsent() ? QByteArray() : m_address), name] {
-        return !address.isEmpty() && QDBusConnection::connectToBus(address, name).isConnected();
+    const auto work = [address = m_address, patience = m_patience, name] {
+        return !address.isAbsent() && address.answers(patience) &&
+               QDBusConnection::connectToBus(QString::fromUtf8(address.text()), name).isConnected();
     };
     const bool isConnected = co_await onPool(work);
     if (self)
@@ -162,15 +133,18 @@ bool MessageBus::listen(const QString &path, const QString &interface, const QSt
 }
 
 void MessageBus::call(const QDBusMessage &message, QObject *context,
-                      std::function<void(const QDBusMessage &)> onReply) const
+                      std::function<void(const QDBusMessage &)> onReply, Wait wait) const
 {
+    constexpr int usual = -1;
+    constexpr int withoutEnd = std::numeric_limits<int>::max();
     if (!m_connection) {
         const auto error = QDBusMessage::createError(QDBusError::Disconnected, u"no message bus"_s);
         QMetaObject::invokeMethod(
             context, [onReply = std::move(onReply), error] { onReply(error); }, Qt::QueuedConnection);
         return;
     }
-    auto *watcher = new QDBusPendingCallWatcher(m_connection->asyncCall(message), context);
+    auto *watcher = new QDBusPendingCallWatcher(
+        m_connection->asyncCall(message, wait == Wait::Usual ? usual : withoutEnd), context);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, context,
                      [watcher, onReply = std::move(onReply)] {
                          watcher->deleteLater();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/BusAddress.h"
 #include "Platform/Clock.h"
 #include "Platform/OneShot.h"
 #include "Platform/Tasks.h"
@@ -21,16 +22,12 @@ class MessageBus : public QObject
     Q_OBJECT
 
 public:
-    /// `address` as D-Bus writes it; empty where there is no such bus.
-    MessageBus(QByteArray address, Clock &clock);
+    /// A bus that does not answer within `patience` counts as not there.
+    MessageBus(BusAddress address, Clock &clock, Span patience = std::chrono::seconds(3));
     ~MessageBus() override;
 
-    /// The addresses that this process's environment names, or their usual places.
-    [[nodiscard]] static QByteArray systemAddress();
-    [[nodiscard]] static QByteArray sessionAddress();
-
     /// Whether certainly no bus is there: no address, or no socket in its place.
-    [[nodiscard]] bool isAbsent() const;
+    [[nodiscard]] bool isAbsent() const { return m_address.isAbsent(); }
     [[nodiscard]] bool isConnected() const { return m_connection.has_value(); }
     /// Begins to connect unless that is done or under way; connected() or failed() follows.
     void connectSoon();
@@ -42,10 +39,14 @@ public:
     bool listen(const QString &path, const QString &interface, const QString &signal, QObject *receiver,
                 const char *slot) const;
 
-    /// Sends a method call. `onReply` runs later with the reply or the error, unless `context` is gone by
-    /// then.
+    /// How long a reply may take: what the library finds proper (25 s), or as long as the service runs, for
+    /// what stands from then on and would otherwise be nobody's.
+    enum class Wait { Usual, WhileItRuns };
+
+    /// Sends a method call. `onReply` runs later with the reply or the error, also when the bus is lost
+    /// meanwhile, unless `context` is gone by then.
     void call(const QDBusMessage &message, QObject *context,
-              std::function<void(const QDBusMessage &)> onReply) const;
+              std::function<void(const QDBusMessage &)> onReply, Wait wait = Wait::Usual) const;
 
     /// Sends a method call whose outcome nobody waits for.
     void send(const QDBusMessage &message) const;
@@ -80,7 +81,8 @@ private:
     void closeConnection();
     [[nodiscard]] QCoro::Task<bool> answersYes(QDBusMessage question, QString service) const;
 
-    QByteArray m_address;
+    BusAddress m_address;
+    Span m_patience;
     Clock &m_clock;
     Tasks m_tasks;
     QSet<QString> m_watched;

@@ -18,6 +18,8 @@ public:
     /// that is still being asked for, and that is taken again whenever the service that keeps it starts anew.
     [[nodiscard]] virtual std::uint32_t take(Hold hold, const QString &reason) = 0;
     virtual void drop(std::uint32_t id) = 0;
+    /// Asks once more for a hold that was refused. Nothing while it stands or the answer is awaited.
+    virtual void renew(std::uint32_t) {}
 
     /// Whether the hold stands now: the service that keeps it may not have answered yet, may have refused, or
     /// may be gone.

@@ -79,8 +79,15 @@ void PowerAssertionController::readSettings()
 
 void PowerAssertionController::ensureAssertion()
 {
-    if (m_assertionID == 0)
-        m_assertionID = m_backend.take(PowerBackend::Hold::System, u"Keelhaven: Keep My Mac Awake"_s);
+    ensure(m_assertionID, PowerBackend::Hold::System, u"Keelhaven: Keep My Mac Awake"_s);
+}
+
+void PowerAssertionController::ensure(std::uint32_t &id, PowerBackend::Hold hold, const QString &reason)
+{
+    if (id == 0)
+        id = m_backend.take(hold, reason);
+    else
+        m_backend.renew(id);
 }
 
 void PowerAssertionController::reconcile()
@@ -91,10 +98,9 @@ void PowerAssertionController::reconcile()
 
 void PowerAssertionController::applyLockScreen()
 {
-    if (m_preventLockScreen && m_displayAssertionID == 0)
-        m_displayAssertionID =
-            m_backend.take(PowerBackend::Hold::Display, u"Keelhaven: Prevent Mac lock screen"_s);
-    else if (!m_preventLockScreen && m_displayAssertionID != 0)
+    if (m_preventLockScreen)
+        ensure(m_displayAssertionID, PowerBackend::Hold::Display, u"Keelhaven: Prevent Mac lock screen"_s);
+    else if (m_displayAssertionID != 0)
         m_backend.drop(std::exchange(m_displayAssertionID, 0));
 }
 

@@ -9,8 +9,8 @@
 namespace Keelhaven {
 
 /// Keeps the machine from sleeping while somebody needs it: runs by their keys "run-{id}", the user's own
-/// switch by "user". One hold of the system serves all. A hold that cannot be taken is tried again by the
-/// next holder. On the main loop; the collaborators outlive it.
+/// switch by "user". One hold of the system serves all. A hold that could not be taken is tried again by
+/// the next holder. On the main loop; the collaborators outlive it.
 class PowerAssertionController : public QObject
 {
     Q_OBJECT
@@ -43,6 +43,7 @@ Q_SIGNALS:
 
 private:
     void ensureAssertion();
+    void ensure(std::uint32_t &id, PowerBackend::Hold hold, const QString &reason);
     void reconcile();
     void applyLockScreen();
 

@@ -17,6 +17,9 @@ const QString gnome = u"org.gnome.SessionManager"_s;
 const QStringList policyErrors{u"org.freedesktop.DBus.Error.AccessDenied"_s,
                                u"org.freedesktop.DBus.Error.InteractiveAuthorizationRequired"_s};
 
+const QString darkDisplay =
+    u"no screen saver or GNOME session on the session bus: the display may go dark and lock"_s;
+
 /// login1 as it behaves: a hold lasts while the other end of its pipe is open.
 class StandInLogind : public StandInService
 {
@@ -31,14 +34,22 @@ public:
             EXPECT_EQ(call.signature(), u"ssss");
             if (refused.contains(call.arguments().value(0).toString()))
                 return error;
-            int ends[2];
-            if (::pipe2(ends, O_CLOEXEC) != 0)
-                return u"org.example.Error.NoPipe"_s;
-            m_holds.append(ends[0]);
-            const QDBusUnixFileDescriptor given(ends[1]);
-            ::close(ends[1]);
-            return QVariantList{QVariant::fromValue(given)};
+            if (isSlow)
+                return Silence();
+            return hold();
         };
+    }
+
+    /// Takes a hold, and gives the end that keeps it.
+    QVariantList hold()
+    {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            return {};
+        m_holds.append(ends[0]);
+        const QDBusUnixFileDescriptor given(ends[1]);
+        ::close(ends[1]);
+        return {QVariant::fromValue(given)};
     }
     ~StandInLogind() override
     {
@@ -57,6 +68,7 @@ public:
 
     QStringList refused;
     QString error = policyErrors.first();
+    bool isSlow = false; ///< answers nothing by itself
 
 private:
     QList<int> m_holds;
@@ -133,9 +145,7 @@ TEST_F(LogindPowerTest, TakesHoldsAgainFromANewServiceAndANewBus)
     EXPECT_FALSE(await(power.examine()).ok);
     auto logind = std::make_unique<StandInLogind>(systemDaemon);
     ASSERT_TRUE(isTakenSoon(id));
-    EXPECT_EQ(await(power.examine()),
-              (ServiceStatus{true, u"login1; no screen saver or GNOME session on the session bus: the "
-                                   "display may go dark and lock"_s}));
+    EXPECT_EQ(await(power.examine()), (ServiceStatus{true, u"login1; "_s + darkDisplay}));
 
     EXPECT_TRUE(isHeld);
     logind = nullptr;
@@ -174,16 +184,73 @@ TEST_F(LogindPowerTest, WhatThePolicyRefusesIsAskedForInPart)
     EXPECT_EQ(
         await(power.examine()),
         (ServiceStatus{true, u"login1, only against falling asleep when idle: whoever sends the machine "
-                             "to sleep stops the runs; no screen saver or GNOME session on the session "
-                             "bus: the display may go dark and lock"_s}));
+                             "to sleep stops the runs; "_s +
+                                 darkDisplay}));
     logind.refused.append(u"idle"_s);
     const auto refused = take(PowerBackend::Hold::System);
     ASSERT_TRUE(waitUntil([&] { return logind.calls.size() == 4; }));
     const auto status = await(power.examine());
     EXPECT_EQ(status, (ServiceStatus{false, u"login1 gives no hold (not here): the machine may go to sleep "
-                                            "during a run."_s}));
+                                            "during a run; "_s +
+                                                darkDisplay}));
     EXPECT_FALSE(power.isTaken(refused));
     EXPECT_EQ(logind.calls.size(), 4) << "it is not asked for ever";
+    power.renew(refused);
+    ASSERT_TRUE(waitUntil([&] { return logind.calls.size() == 6; }));
+    static_cast<void>(await(power.examine()));
+    logind.refused.clear();
+    power.renew(refused);
+    power.renew(refused);
+    ASSERT_TRUE(isTakenSoon(refused));
+    power.renew(refused);
+    static_cast<void>(await(power.examine()));
+    EXPECT_EQ(logind.calls.size(), 7) << "asked once, and not for what it has";
+}
+
+TEST_F(LogindPowerTest, ALateAnswerStillCounts)
+{
+    StandInLogind logind(systemDaemon);
+    logind.isSlow = true;
+    const auto id = take(PowerBackend::Hold::System);
+    const auto dropped = take(PowerBackend::Hold::System);
+    ASSERT_TRUE(waitUntil([&] { return logind.calls.size() == 2; }));
+    power.drop(dropped);
+    EXPECT_EQ(await(power.examine()).detail,
+              u"login1 has not answered yet: the machine may go to sleep during a run; "_s + darkDisplay);
+    for (const auto &call : std::as_const(logind.calls))
+        logind.reply(call, logind.hold());
+    ASSERT_TRUE(isTakenSoon(id));
+    EXPECT_TRUE(waitUntil([&] { return logind.holds() == 1; }));
+
+    StandInService saver(sessionDaemon, screenSaver);
+    saver.answer = [](const QDBusMessage &) { return StandInService::Silence(); };
+    const auto lit = take(PowerBackend::Hold::Display);
+    ASSERT_TRUE(waitUntil([&] { return saver.calls.size() == 1; }));
+    power.drop(lit);
+    saver.reply(saver.calls[0], {12U});
+    ASSERT_TRUE(waitUntil([&] { return saver.calls.size() == 2; }));
+    EXPECT_EQ(saver.log().last(), u"UnInhibit(12)");
+}
+
+TEST_F(LogindPowerTest, AServiceThatDiesBeforeItsAnswerIsAskedAgain)
+{
+    auto logind = std::make_unique<StandInLogind>(systemDaemon);
+    logind->isSlow = true;
+    const auto id = take(PowerBackend::Hold::System);
+    ASSERT_TRUE(waitUntil([&] { return logind->calls.size() == 1; }));
+    logind = nullptr;
+    logind = std::make_unique<StandInLogind>(systemDaemon);
+    logind->isSlow = true;
+    ASSERT_TRUE(waitUntil([&] { return logind->calls.size() == 1; }));
+    systemDaemon.stop();
+    ASSERT_TRUE(waitUntil([&] { return !system.isConnected(); }));
+    power.renew(id);
+    logind = nullptr;
+    systemDaemon.start();
+    logind = std::make_unique<StandInLogind>(systemDaemon);
+    clock.advance(1s);
+    ASSERT_TRUE(isTakenSoon(id));
+    EXPECT_EQ(logind->holds(), 1);
 }
 
 TEST_F(LogindPowerTest, KeepsTheDisplayOnThroughWhoeverCan)
@@ -233,7 +300,8 @@ TEST_F(LogindPowerTest, WithoutABusNoHoldIsTaken)
     }
     EXPECT_EQ(
         await(power.examine()),
-        (ServiceStatus{false, u"no login1 on the system bus: the machine may go to sleep during a run."_s}));
+        (ServiceStatus{false, u"no login1 on the system bus: the machine may go to sleep during a run; "_s +
+                                  darkDisplay}));
 }
 
 } // namespace

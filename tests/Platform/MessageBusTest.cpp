@@ -1,5 +1,11 @@
 #include "PrivateBus.h"
 
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 namespace Keelhaven {
 namespace {
 
@@ -14,14 +20,14 @@ TEST(MessageBusTest, TheEnvironmentNamesTheBuses)
     home.enter();
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", "");
     qputenv("DBUS_SESSION_BUS_ADDRESS", "");
-    EXPECT_EQ(MessageBus::systemAddress(), "unix:path=/run/dbus/system_bus_socket");
-    EXPECT_EQ(MessageBus::sessionAddress(), "unix:path=" + home.path(u".run/bus"_s).toUtf8());
+    EXPECT_EQ(BusAddress::system().text(), "unix:path=/run/dbus/system_bus_socket");
+    EXPECT_EQ(BusAddress::session().text(), "unix:path=" + home.path(u".run/bus"_s).toUtf8());
     qputenv("XDG_RUNTIME_DIR", "/run/a b;c");
-    EXPECT_EQ(MessageBus::sessionAddress(), "unix:path=/run/a%20b%3Bc/bus");
+    EXPECT_EQ(BusAddress::session().text(), "unix:path=/run/a%20b%3Bc/bus");
     qunsetenv("XDG_RUNTIME_DIR");
-    EXPECT_EQ(MessageBus::sessionAddress(), "");
+    EXPECT_EQ(BusAddress::session().text(), "");
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:abstract=x");
-    EXPECT_EQ(MessageBus::sessionAddress(), "unix:abstract=x");
+    EXPECT_EQ(BusAddress::session().text(), "unix:abstract=x");
 }
 
 TEST(MessageBusTest, AnAbsentBusIsKnownWithoutAskingIt)
@@ -45,6 +51,44 @@ TEST(MessageBusTest, AnAbsentBusIsKnownWithoutAskingIt)
         EXPECT_FALSE(bus.isConnected());
         EXPECT_EQ(clock.timerCount(), 0U);
     }
+}
+
+TEST(MessageBusTest, WhateverElseListensHoldsNobodyUp)
+{
+    const TestHome home;
+    VirtualClock clock;
+    const QString path = home.path(u"socket"_s);
+    // What it says to the first words of a caller; to later ones it says nothing.
+    for (const QByteArray &greeting : {QByteArray(), QByteArray("OK 12ab\r\n"), QByteArray("hang up")}) {
+        QLocalServer server;
+        ASSERT_TRUE(server.listen(path));
+        QObject::connect(&server, &QLocalServer::newConnection, [&] {
+            QLocalSocket *caller = server.nextPendingConnection();
+            if (greeting == "hang up")
+                return caller->close();
+            QObject::connect(caller, &QLocalSocket::readyRead, caller,
+                             [caller, said = false, greeting]() mutable {
+                                 if (caller->readAll(); !std::exchange(said, true))
+                                     caller->write(greeting);
+                             });
+        });
+        MessageBus bus("unix:path=" + path.toUtf8(), clock, 50ms);
+        EXPECT_FALSE(await(bus.offers(name), 5s)) << greeting.toStdString();
+        EXPECT_EQ(clock.timerCount(), 0U);
+    }
+    // It takes no callers any more, and its queue fills up.
+    const int full = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    const QByteArray abstract = "keelhaven-test-" + QByteArray::number(::getpid());
+    std::memcpy(address.sun_path + 1, abstract.constData(), std::size_t(abstract.size()));
+    const auto size = socklen_t(offsetof(sockaddr_un, sun_path) + 1 + std::size_t(abstract.size()));
+    ASSERT_EQ(::bind(full, reinterpret_cast<const sockaddr *>(&address), size), 0);
+    ASSERT_EQ(::listen(full, 0), 0);
+    for (int caller = 0; caller < 3; ++caller)
+        EXPECT_FALSE(BusAddress("unix:path=/gone/bus;unix:abstract=" + abstract).answers(50ms));
+    ::close(full);
+    const PrivateBus daemon;
+    EXPECT_TRUE(BusAddress("unix:path=/gone/bus;" + daemon.address() + ",guid=12").answers(20s));
 }
 
 TEST(MessageBusTest, ComesBackWithTheBusAndFollowsItsServices)
@@ -129,6 +173,32 @@ TEST(MessageBusTest, EveryCallIsAnsweredOnce)
     EXPECT_EQ(answers,
               (QStringList{u"org.example.Error.Stuck"_s, u"org.freedesktop.DBus.Error.Disconnected"_s,
                            u"org.freedesktop.DBus.Error.ServiceUnknown"_s, u"value"_s}));
+}
+
+TEST(MessageBusTest, WhoeverStillWaitsIsAnsweredWhenTheBusDies)
+{
+    PrivateBus daemon;
+    VirtualClock clock;
+    MessageBus bus(daemon.address(), clock);
+    ASSERT_FALSE(await(bus.offers(name)));
+    daemon.freeze();
+    QObject asker;
+    int errors = 0;
+    for (const auto wait : {MessageBus::Wait::Usual, MessageBus::Wait::WhileItRuns}) {
+        const auto message =
+            QDBusMessage::createMethodCall(name, u"/lamp"_s, u"org.example.Lamp"_s, u"Shine"_s);
+        const auto count = [&](const QDBusMessage &reply) {
+            errors += reply.type() == QDBusMessage::ErrorMessage ? 1 : 100;
+        };
+        bus.call(message, &asker, count, wait);
+    }
+    QObject::connect(&bus, &MessageBus::lost, [&] { daemon.start(); });
+    auto offer = bus.offers(name);
+    daemon.stop();
+    EXPECT_FALSE(await(std::move(offer), 2s)) << "sooner than the question runs out";
+    EXPECT_TRUE(waitUntil([&] { return errors == 2; }));
+    clock.advance(1s);
+    EXPECT_TRUE(waitUntil([&] { return bus.isConnected(); }));
 }
 
 TEST(MessageBusTest, MayGoWhileItConnects)

@@ -32,6 +32,9 @@ public:
             throw std::runtime_error("no dbus-daemon; it is in the package dbus-daemon");
     }
 
+    /// From now on it takes calls and answers none, until it is stopped.
+    void freeze() { ::kill(pid_t(m_daemon.processId()), SIGSTOP); }
+
     void stop()
     {
         m_daemon.kill();
@@ -50,8 +53,10 @@ private:
 class StandInService : public QDBusVirtualObject
 {
 public:
-    /// What a call gets: values, or the name of an error.
-    using Answer = std::variant<QVariantList, QString>;
+    struct Silence
+    {};
+    /// What a call gets: values, the name of an error, or nothing yet.
+    using Answer = std::variant<QVariantList, QString, Silence>;
 
     StandInService(const PrivateBus &bus, const QString &name)
         : m_connection(QDBusConnection::connectToBus(QString::fromUtf8(bus.address()), uniqueName()))
@@ -77,6 +82,11 @@ public:
         return lines;
     }
 
+    void reply(const QDBusMessage &call, const QVariantList &values)
+    {
+        m_connection.send(call.createReply(values));
+    }
+
     void send(const QString &path, const QString &interface, const QString &name, const QVariantList &values)
     {
         auto signal = QDBusMessage::createSignal(path, interface, name);
@@ -89,6 +99,8 @@ public:
     {
         calls.append(message);
         const auto given = answer(message);
+        if (std::holds_alternative<Silence>(given))
+            return true;
         const auto *values = std::get_if<QVariantList>(&given);
         return connection.send(
             values ? message.createReply(*values)

@@ -16,6 +16,7 @@ public:
     QMap<std::uint32_t, QString> held;
     bool broken = false;
     bool refuses = false; ///< later than it is asked
+    QStringList renewed;
 
     std::uint32_t take(Hold hold, const QString &reason) override
     {
@@ -25,6 +26,7 @@ public:
         return m_last;
     }
     void drop(std::uint32_t id) override { EXPECT_EQ(held.remove(id), 1); }
+    void renew(std::uint32_t id) override { renewed.append(held.value(id)); }
     [[nodiscard]] bool isTaken(std::uint32_t id) const override { return !refuses && held.contains(id); }
 
 private:
@@ -114,6 +116,11 @@ TEST(PowerAssertionController, WhatIsRefusedLaterIsNotCalledHeld)
     power.onChanged();
     EXPECT_EQ(changes, 1);
     EXPECT_FALSE(controller.isHeld() || controller.isDisplayHeld());
+    EXPECT_EQ(power.renewed, QStringList());
+    controller.hold(u"run-2"_s);
+    controller.setPreventLockScreen(true);
+    EXPECT_EQ(power.renewed, (QStringList{systemHold, displayHold})) << "the next holder has it tried again";
+    controller.release(u"run-2"_s);
     power.refuses = false;
     EXPECT_TRUE(controller.isHeld()) << "it was taken again when the service came back";
     controller.release(u"run-1"_s);
