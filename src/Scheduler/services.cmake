@@ -1,5 +1,6 @@
 set(KEELHAVEN_SCHEDULER_SERVICES
     GitProbe.cpp
+    LaunchctlJobManager.cpp
     LaunchdManager.cpp
     PowerAssertionController.cpp
     Preflight.cpp

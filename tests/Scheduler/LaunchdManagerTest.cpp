@@ -1,9 +1,14 @@
 #include "Scheduler/LaunchdManager.h"
 
+#include "Platform/Files.h"
 #include "Platform/Tasks.h"
+#include "Scheduler/LaunchctlJobManager.h"
+#include "Support/FakeProcessRunner.h"
+#include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 namespace {
@@ -72,6 +77,33 @@ TEST(LaunchdManager, PropertyList)
           "<string>-g</string>", "<string>keelhaven://scheduler/wake</string>", "<key>RunAtLoad</key>",
           "<false/>", "<key>Hour</key>", "<integer>9</integer>"})
         EXPECT_TRUE(data.contains(part)) << part << " in " << data.constData();
+}
+
+TEST(LaunchctlJobManager, TheJobFollowsItsEntries)
+{
+    const TestHome home;
+    FakeProcessRunner processes; // launchctl is not there, which changes nothing
+    LaunchctlJobManager jobs(processes, home.path(u"Library/LaunchAgents"_s));
+    const QString file = home.path(u"Library/LaunchAgents/job.plist"_s);
+    const QString domain = u"gui/%1"_s.arg(::getuid());
+    const QString bootout = u"/bin/launchctl bootout "_s + domain + u"/job"_s;
+    const QString bootstrap = u"/bin/launchctl bootstrap "_s + domain + u' ' + file;
+    const auto schedule = [&](const QList<CalendarEntry> &entries) {
+        await(jobs.schedule(u"job"_s, entries));
+        QStringList lines;
+        for (const auto &spec : std::exchange(processes.runs, {}))
+            lines.append(spec.program + u' ' + spec.arguments.join(u' '));
+        return lines;
+    };
+    const QList<CalendarEntry> nine{{{u"Hour"_s, 9}, {u"Minute"_s, 0}}};
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(schedule(nine), (QStringList{bootout, bootstrap}));
+        EXPECT_EQ(readFile(file).value(), LaunchdManager::plistData(u"job"_s, nine));
+        EXPECT_EQ(schedule({}), QStringList{bootout});
+        EXPECT_FALSE(QFile::exists(file));
+    }
+    home.write(u"Library/LaunchAgents/job.plist/in-the-way"_s, "");
+    EXPECT_EQ(schedule(nine), QStringList()) << "a job that cannot be written is not loaded";
 }
 
 /// Remembers what was scheduled; each call waits until it is let go.
