@@ -1,5 +1,7 @@
 #include "Platform/FreedesktopNotifications.h"
 
+#include "Platform/Text.h"
+
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
@@ -13,12 +15,29 @@ const QString clickAction = u"default"_s;
 constexpr qsizetype mostWaiting = 20;
 /// Some services never say that a notification is gone.
 constexpr std::size_t mostLinks = 200;
+/// Some lay out all they get, however long that takes.
+constexpr qsizetype mostCharacters = 1000;
 
 enum class Urgency : uchar { Low, Normal, Critical };
 
 QDBusMessage method(const QString &name)
 {
     return QDBusMessage::createMethodCall(service, path, service, name);
+}
+
+/// As much of a text from outside as somebody reads there. D-Bus carries no zero, and other control
+/// characters are a terminal's business.
+QString readable(const QString &text)
+{
+    // Bounded first: one character may be made of any number of parts.
+    QString shown = firstCharacters(text.left(4 * mostCharacters), mostCharacters);
+    if (shown.size() < text.size())
+        shown += u'…';
+    for (QChar &each : shown) {
+        if (each.category() == QChar::Other_Control && each != u'\n' && each != u'\t')
+            each = QChar::ReplacementCharacter;
+    }
+    return shown;
 }
 
 QString escaped(QString text)
@@ -49,7 +68,7 @@ void FreedesktopNotifications::show(const QString &title, const QString &body, c
 {
     if (m_session.isAbsent())
         return;
-    const Note note{title, body, url};
+    const Note note{readable(title), readable(body), url};
     if (m_capabilities) {
         send(note);
         return;
@@ -140,8 +159,9 @@ QCoro::Task<ServiceStatus> FreedesktopNotifications::examine() const
     const bool isThere = co_await m_session.offers(service);
     if (isThere)
         co_return ServiceStatus{true, u"the desktop shows them"_s};
-    co_return ServiceStatus{false, u"no notification service on the session bus: \"keelhaven watch\" and "
-                                   "\"keelhaven status\" tell what happens."_s};
+    co_return ServiceStatus{
+        false, u"no notification service on the session bus: nothing pops up when a run ends, fails or "
+               "waits; \"keelhaven watch\" and \"keelhaven status\" tell."_s};
 }
 
 } // namespace Keelhaven

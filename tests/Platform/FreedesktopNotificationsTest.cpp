@@ -91,6 +91,27 @@ TEST_F(FreedesktopNotificationsTest, APlainServiceGetsPlainText)
     EXPECT_EQ(desktop.shown[0][5].toStringList(), QStringList()) << "it would ask with a dialog";
 }
 
+TEST_F(FreedesktopNotificationsTest, NoTextIsTooOddToShow)
+{
+    StandInDesktop desktop(daemon, {u"body"_s, u"body-markup"_s});
+    const QString half(QChar(0xd83d));
+    const std::pair<QString, QString> texts[] = {
+        {u"a\0b\x1b[31m\u009bc\nd\te\r"_s, u"a\ufffdb\ufffd[31m\ufffdc\nd\te\ufffd"_s},
+        {half + u'x', u"?x"_s},
+        {u"\ufffe\uffff"_s, u"\ufffe\uffff"_s},
+        {QString(1000, u'&'), u"&amp;"_s.repeated(1000)},
+        {QString(1'000'000, u'x'), QString(1000, u'x') + u'…'},
+        {u'e' + QString(1'000'000, QChar(0x301)), u'e' + QString(3999, QChar(0x301)) + u'…'},
+    };
+    for (const auto &[text, shown] : texts) {
+        notifications.show(text, text, QString());
+        ASSERT_TRUE(waitUntil([&] { return !desktop.shown.isEmpty() && session.isConnected(); }));
+        EXPECT_EQ(desktop.shown.last()[4].toString(), shown) << shown.left(30).toStdString();
+        EXPECT_EQ(desktop.shown.last()[3].toString(), QString(shown).replace(u"&amp;"_s, u"&"_s));
+        desktop.shown.clear();
+    }
+}
+
 TEST_F(FreedesktopNotificationsTest, AClickOnAnOwnNotificationOpensItsLink)
 {
     StandInDesktop desktop(daemon, {u"actions"_s}, 41);
@@ -141,6 +162,24 @@ TEST_F(FreedesktopNotificationsTest, ANewServiceIsAskedAnewAndKnowsNoOldNotifica
     roundTrip();
     desktop->click(5);
     EXPECT_TRUE(waitUntil([&] { return clicked.size() == 2; }));
+}
+
+TEST_F(FreedesktopNotificationsTest, ABusThatDiesWhileTheServiceIsAskedCostsOneNotification)
+{
+    auto desktop = std::make_unique<StandInDesktop>(daemon, QStringList());
+    desktop->answer = [](const QDBusMessage &) { return StandInService::Silence(); };
+    notifications.show(u"Lost"_s, QString(), QString());
+    ASSERT_TRUE(waitUntil([&] { return desktop->calls.size() == 1; }));
+    daemon.stop();
+    ASSERT_TRUE(waitUntil([&] { return !session.isConnected(); }));
+    desktop.reset();
+    daemon.start();
+    desktop = std::make_unique<StandInDesktop>(daemon, QStringList());
+    clock.advance(1s);
+    ASSERT_TRUE(waitUntil([&] { return session.isConnected(); }));
+    notifications.show(u"Seen"_s, QString(), QString());
+    ASSERT_TRUE(desktop->hasShown(1));
+    EXPECT_EQ(desktop->shown[0][3], u"Seen"_s);
 }
 
 TEST_F(FreedesktopNotificationsTest, WhatNobodyShowsIsDropped)
