@@ -53,6 +53,7 @@ TEST_F(CodexUsageCommandTest, TellsTheLimitsAndWhyThereAreNone)
     const auto refused = call(false, R"({"id":2,"error":{"code":-32600}})");
     EXPECT_EQ(refused.exit, ExitStatus::Refused);
     EXPECT_TRUE(refused.output.contains(u"41% used")) << "the last numbers";
+    EXPECT_TRUE(refused.output.endsWith(u"\nRead 2h ago.\n"));
     EXPECT_EQ(refused.error,
               u"keelhaven: Codex usage unavailable. codex app-server didn't answer (timed out or "
               "exited)\nkeelhaven: Usage is 2h old.\n");
@@ -62,6 +63,15 @@ TEST_F(CodexUsageCommandTest, TellsTheLimitsAndWhyThereAreNone)
               R"({"label": "Weekly", "percent": 9}], "unavailableReason": )"
               R"("codex app-server answered without rate limits — sign in with `codex login`"})"
               "\n");
+}
+
+TEST_F(CodexUsageCommandTest, SaysSoWhereNoLimitIsShown)
+{
+    const auto monthly =
+        call(false,
+             R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":9,"windowDurationMins":43200}}}})");
+    EXPECT_EQ(monthly.output, u"Codex names no limit of a week or less.\n"_s);
+    EXPECT_EQ(monthly.exit, ExitStatus::Done);
 }
 
 } // namespace Keelhaven

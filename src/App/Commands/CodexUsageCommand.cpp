@@ -29,8 +29,9 @@ JSONValue json(const CodexUsageMonitor &monitor)
     return object;
 }
 
-QString text(const CodexUsageSnapshot &snapshot, Date now, const CommandContext &context)
+QString text(const CodexUsageMonitor &monitor, Date now, const CommandContext &context)
 {
+    const auto &snapshot = *monitor.snapshot();
     TextTable table({u"METER"_s, u"USED"_s, u"RESETS"_s});
     for (const auto &[label, window] : snapshot.meters()) {
         const auto date = window.resetDate();
@@ -39,7 +40,12 @@ QString text(const CodexUsageSnapshot &snapshot, Date now, const CommandContext 
                  : QString();
         table.addRow({label, window.caption(), resets});
     }
-    return table.text(context.caller.columns);
+    // Without a word an empty table would look like a fault.
+    QString text = snapshot.meters().isEmpty() ? u"Codex names no limit of a week or less.\n"_s
+                                               : table.text(context.caller.columns);
+    if (monitor.unavailable())
+        text += u"Read %1 ago.\n"_s.arg(UsageTexts::age(snapshot.fetchedAt, now));
+    return text;
 }
 
 } // namespace
@@ -50,13 +56,13 @@ QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor &monitor, Clock &
         co_return CommandReply::refused(u"a reading is already under way."_s);
     const QPointer<CodexUsageMonitor> self(&monitor);
     co_await monitor.refresh();
-    if (!self)
+    if (!self || (!self->snapshot() && !self->unavailable()))
         co_return CommandReply::refused(u"Keelhaven is going down."_s);
     CommandReply reply;
     if (asJSON)
         reply = CommandReply::json(json(*self), context);
     else if (self->snapshot())
-        reply.output = text(*self->snapshot(), clock.now(), context);
+        reply.output = text(*self, clock.now(), context);
     const QStringList notices = self->notices(clock.now());
     if (self->unavailable()) {
         reply.exit = ExitStatus::Refused;
