@@ -67,7 +67,10 @@ TEST(UsageTexts, ANoticeSaysWhenNothingIsGated)
     snapshot.fetchedAt = now - 3601s;
     EXPECT_EQ(UsageTexts::notice(snapshot, now), u"Usage is 1h old. Runs aren't gated until it refreshes."_s);
     snapshot.fetchedAt = distantPast;
-    EXPECT_TRUE(UsageTexts::notice(snapshot, now));
+    EXPECT_EQ(UsageTexts::notice(snapshot, now),
+              u"Usage was read at a time that is not known. Runs aren't gated until it refreshes."_s);
+    EXPECT_EQ(UsageTexts::help(snapshot.meters.first(), snapshot.fetchedAt, now),
+              u"As Claude Code last read it, at a time that is not known."_s);
 }
 
 } // namespace

@@ -57,6 +57,8 @@ QString caption(const Meter &meter, Date now)
 
 QString help(const Meter &meter, Date fetchedAt, Date now)
 {
+    if (fetchedAt == distantPast)
+        return u"As Claude Code last read it, at a time that is not known."_s;
     if (meter.estimatedExtra == 0)
         return u"As Claude Code last read it, %1 ago."_s.arg(age(fetchedAt, now));
     return u"%1% when Claude Code last read it, plus about %2% for the runs since. Press Refresh for the "
@@ -75,6 +77,9 @@ std::optional<QString> notice(const std::optional<UsageSnapshot> &snapshot, Date
 {
     if (!snapshot)
         return u"No usage data (~/.claude.json). Scheduled runs aren't gated."_s;
+    // An age in hours since ever would look like a fault.
+    if (snapshot->fetchedAt == distantPast)
+        return u"Usage was read at a time that is not known. Runs aren't gated until it refreshes."_s;
     if (!snapshot->isStale(now, tooOld))
         return std::nullopt;
     return u"Usage is %1 old. Runs aren't gated until it refreshes."_s.arg(age(snapshot->fetchedAt, now));
