@@ -1,7 +1,10 @@
 #include "Scheduler/RunResume.h"
 
+#include "Contract/JSONValue.h"
 #include "Herdr/HerdrPlacement.h"
+#include "Platform/Files.h"
 
+#include <QDirIterator>
 #include <QFileInfo>
 
 namespace Keelhaven::RunResume {
@@ -12,6 +15,19 @@ namespace {
 
 constexpr int timeoutMinutes = 240;
 constexpr int stallMinutes = 10;
+constexpr qint64 longestNote = 1 << 20;
+
+/// When the process started, in clock ticks as text; nothing when it is gone. Its number alone may belong to
+/// a later one.
+std::optional<QString> startOf(qint64 pid)
+{
+    const auto stat = readFile(u"/proc/%1/stat"_s.arg(pid));
+    // Behind the name, which may hold blanks and brackets, come the state and eighteen more fields.
+    const auto fields =
+        stat ? stat->sliced(stat->lastIndexOf(')') + 1).trimmed().split(' ') : QByteArrayList();
+    const bool isAlive = fields.size() > 19 && fields[0] != "Z" && fields[0] != "X";
+    return isAlive ? std::optional(QString::fromLatin1(fields[19])) : std::nullopt;
+}
 
 } // namespace
 
@@ -58,6 +74,29 @@ SchedulerSlot slot(const RunRecord &record, const std::optional<SchedulerSlot> &
     if (record.projectDir && !resumed.addDirs.contains(*record.projectDir))
         resumed.addDirs.append(*record.projectDir);
     return resumed;
+}
+
+std::optional<qint64> openIn(const QString &conversation, const QString &claudeFolder)
+{
+    QDirIterator notes(claudeFolder + u"/sessions"_s, {u"*.json"_s}, QDir::Files);
+    while (notes.hasNext()) {
+        const auto bytes = readFile(notes.next(), longestNote);
+        const auto note = JSONValue::parse(QByteArrayView(bytes.value_or(QByteArray())));
+        if (!note)
+            continue;
+        const auto text = [&](QStringView key) {
+            const JSONValue *value = (*note)[key];
+            return value ? value->stringValue() : std::nullopt;
+        };
+        const JSONValue *value = (*note)[u"pid"];
+        const auto pid = value ? value->intValue() : std::nullopt;
+        if (!pid || text(u"sessionId") != conversation)
+            continue;
+        const auto start = startOf(*pid);
+        if (start && text(u"procStart").value_or(*start) == *start)
+            return pid;
+    }
+    return std::nullopt;
 }
 
 } // namespace Keelhaven::RunResume

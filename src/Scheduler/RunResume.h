@@ -19,6 +19,10 @@ namespace RunResume {
 [[nodiscard]] SchedulerSlot slot(const RunRecord &record, const std::optional<SchedulerSlot> &original,
                                  Date now);
 
+/// The process that has the conversation open, by the notes that sessions keep of themselves in
+/// `claudeFolder`; nothing when none is alive. Releases that keep no notes are not found.
+[[nodiscard]] std::optional<qint64> openIn(const QString &conversation, const QString &claudeFolder);
+
 } // namespace RunResume
 
 } // namespace Keelhaven

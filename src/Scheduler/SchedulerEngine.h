@@ -139,6 +139,10 @@ public:
     /// Opens a run's conversation for the user: the live session where there is one, else a new one. Gives
     /// the reason when that is impossible, and nothing when it was done or is on its way.
     [[nodiscard]] std::optional<QString> resume(const QUuid &runID);
+    /// A session without a live run that still has the conversation open: a parked one, or one that was left
+    /// to the user. It may have ended since; forgetGoneSessions() looks.
+    [[nodiscard]] std::optional<LaunchedRun> openSession(const QString &conversation) const;
+    QCoro::Task<> forgetGoneSessions(QString conversation);
     /// Brings the terminal host to the user, at this run's session when it is live.
     void openHerdr(const std::optional<QUuid> &runID = std::nullopt);
     /// Hands a live session to the user; it is neither nudged nor wound down from then on.
@@ -265,7 +269,8 @@ private:
     // Parking (SchedulerParking.cpp)
     void park(const ActiveRunPtr &run);
     void resetParkedTimer();
-    QCoro::Task<> endParked(LaunchedRun run);
+    QCoro::Task<> endParked(ParkedSession session);
+    QCoro::Task<> showOrResume(QUuid runID, QString conversation);
     QCoro::Task<bool> isReadyForMore(ParkedSession session);
     [[nodiscard]] RunRecord followUpRecord(const RunRecord &previous, const QString &prompt) const;
 
@@ -282,7 +287,9 @@ private:
     QList<QueuedRun> m_queued;
     QList<ActiveRunPtr> m_closing; ///< out of `active`, on the way to history
     QMap<QUuid, ParkedSession> m_parked;
-    QSet<QUuid> m_continuing; ///< parked runs whose sessions a follow-up is on its way to
+    QSet<QUuid> m_continuing;              ///< parked runs whose sessions a follow-up is on its way to
+    QMap<QUuid, ParkedSession> m_leftOpen; ///< taken over, and their records closed since
+    QList<RunRecord> m_endingParked;       ///< whose parked sessions were asked to exit
     const Date m_scheduleFloor;
     DueTable m_due;
     EventList m_events; ///< of the last snapshot

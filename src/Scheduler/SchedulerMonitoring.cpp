@@ -298,6 +298,9 @@ QCoro::Task<> SchedulerEngine::finalize(ActiveRunPtr run, RunOutcome outcome, bo
     run->closesPane = closePane && !record.outcome->isFailure() && run->slot.closeFinishedTab && isClaude;
     if (run->slot.kind != SlotKind::System && isClaude)
         takeResult(record);
+    // The user goes on in it, and asking for its conversation again must lead there.
+    if (run->takenOver && !closePane && isClaude && !m_parked.contains(record.id))
+        m_leftOpen.insert(record.id, {run->launched, run->slot, record, *record.endedAt});
     if (*record.outcome == RunOutcome::completed() && run->slot.runOnlyIfChanged)
         m_tasks.spawn(rememberHead(record.slotID, record.folder()), "remember head");
 

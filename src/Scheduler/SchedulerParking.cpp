@@ -1,6 +1,7 @@
 #include "Contract/SettingsCatalog.h"
 #include "Journal/JournalIngestor.h"
 #include "Notifications/NotificationManager.h"
+#include "Platform/SystemLog.h"
 #include "Platform/Text.h"
 #include "Scheduler/RunResume.h"
 #include "Scheduler/SchedulerEngine.h"
@@ -22,6 +23,12 @@ constexpr Span secondProbe = 500ms;
 constexpr qint64 longestKeepOpenHours = 24 * 365 * 100; ///< beyond it spans would overflow
 constexpr qsizetype bodyLimit = 120;
 
+/// A resumed session that has just opened has not told its own id yet.
+bool hasConversation(const RunRecord &record, const QString &conversation)
+{
+    return record.sessionID == conversation || record.resumeSessionID == conversation;
+}
+
 } // namespace
 
 std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
@@ -36,22 +43,80 @@ std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
     const RunRecord record = *found;
     if (auto reason = RunResume::blockedReason(record))
         return reason;
-    const auto continues = [&](const RunRecord &other) { return other.resumeSessionID == record.sessionID; };
-    // A resumed session that has just opened has not told its own id yet.
-    const auto live = std::ranges::find_if(m_active, [&](const ActiveRunPtr &run) {
-        return run->record.sessionID == record.sessionID || continues(run->record);
-    });
+    const QString conversation = *record.sessionID;
+    const auto isOfIt = [&](const RunRecord &other) { return hasConversation(other, conversation); };
+    const auto live =
+        std::ranges::find_if(m_active, [&](const ActiveRunPtr &run) { return isOfIt(run->record); });
     if (live != m_active.end()) {
         takeOver((*live)->record.id);
         return std::nullopt;
     }
     // A run that was admitted has left the queue, and its session does not live yet.
-    if (std::ranges::any_of(m_queued, continues, &QueuedRun::record) ||
-        std::ranges::any_of(m_launching, continues))
+    if (std::ranges::any_of(m_queued, isOfIt, &QueuedRun::record) || std::ranges::any_of(m_launching, isOfIt))
         return std::nullopt;
+    if (openSession(conversation)) {
+        m_tasks.spawn(showOrResume(runID, conversation), "show open session");
+        return std::nullopt;
+    }
+    if (std::ranges::any_of(m_endingParked, isOfIt) ||
+        std::ranges::any_of(m_closing, [&](const ActiveRunPtr &run) { return isOfIt(run->record); }))
+        return u"The session of this conversation is just ending; try again in a moment."_s;
+    // One that an earlier start of this program opened, or that the user did.
+    if (const auto process = RunResume::openIn(conversation, m_services.paths.home + u"/.claude"_s))
+        return u"This conversation is open in another terminal (process %1); go on there, or end it first."_s
+            .arg(*process);
     const SchedulerSlot resumed = RunResume::slot(record, slot(record.slotID), m_services.clock.now());
     enqueue(resumed, RunTrigger::Manual, {.resumeSessionID = record.sessionID, .handoff = true});
     return std::nullopt;
+}
+
+std::optional<LaunchedRun> SchedulerEngine::openSession(const QString &conversation) const
+{
+    for (const auto *sessions : {&m_parked, &m_leftOpen}) {
+        for (const auto &session : *sessions) {
+            if (hasConversation(session.record, conversation))
+                return session.launched;
+        }
+    }
+    return std::nullopt;
+}
+
+QCoro::Task<> SchedulerEngine::forgetGoneSessions(QString conversation)
+{
+    const QPointer<SchedulerEngine> self(this);
+    QList<ParkedSession> sessions = m_parked.values() + m_leftOpen.values();
+    sessions.removeIf(
+        [&](const ParkedSession &session) { return !hasConversation(session.record, conversation); });
+    for (const auto &session : std::as_const(sessions)) {
+        const RunProbe probe = co_await m_services.launcher.probe(session.launched);
+        if (!self)
+            co_return;
+        if (probe.exists)
+            continue;
+        m_leftOpen.remove(session.record.id);
+        if (m_parked.remove(session.record.id) > 0) {
+            resetParkedTimer();
+            Q_EMIT changed();
+        }
+    }
+}
+
+/// The person may have ended the session meanwhile, and then wants a new one.
+QCoro::Task<> SchedulerEngine::showOrResume(QUuid runID, QString conversation)
+{
+    const QPointer<SchedulerEngine> self(this);
+    co_await forgetGoneSessions(conversation);
+    if (!self || m_isShutDown)
+        co_return;
+    const auto session = openSession(conversation);
+    if (!session) {
+        const auto refused = resume(runID);
+        if (refused)
+            systemLog(u"Keelhaven: %1"_s.arg(*refused));
+        co_return;
+    }
+    m_tasks.spawn(m_services.launcher.focus(*session), "focus");
+    openExternal();
 }
 
 void SchedulerEngine::openHerdr(const std::optional<QUuid> &runID)
@@ -191,16 +256,21 @@ QCoro::Task<std::optional<QUuid>> SchedulerEngine::continueRun(QUuid slotID, QSt
     co_return QUuid(record.id);
 }
 
-QCoro::Task<> SchedulerEngine::endParked(LaunchedRun run)
+QCoro::Task<> SchedulerEngine::endParked(ParkedSession session)
 {
     const QPointer<SchedulerEngine> self(this);
-    co_await m_services.launcher.requestExit(run);
+    m_endingParked.append(session.record);
+    const auto ended = qScopeGuard([self, id = session.record.id] {
+        if (self)
+            self->m_endingParked.removeIf([&](const RunRecord &record) { return record.id == id; });
+    });
+    co_await m_services.launcher.requestExit(session.launched);
     if (!self)
         co_return;
     const bool slept = co_await m_services.clock.sleep(exitGrace);
     if (!slept || !self)
         co_return;
-    co_await m_services.launcher.terminate(run);
+    co_await m_services.launcher.terminate(session.launched);
 }
 
 void SchedulerEngine::releaseParked(const QUuid &runID)
@@ -208,7 +278,7 @@ void SchedulerEngine::releaseParked(const QUuid &runID)
     const auto entry = m_parked.constFind(runID);
     if (entry == m_parked.constEnd())
         return;
-    m_tasks.spawn(endParked(entry->launched), "end parked session");
+    m_tasks.spawn(endParked(*entry), "end parked session");
     m_parked.remove(runID);
     resetParkedTimer();
     Q_EMIT changed();

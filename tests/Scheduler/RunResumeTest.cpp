@@ -2,6 +2,10 @@
 
 #include "EngineFixture.h"
 
+#include "Platform/Files.h"
+
+#include <unistd.h>
+
 namespace Keelhaven {
 
 using namespace std::chrono_literals;
@@ -215,6 +219,93 @@ TEST_F(ResumeTest, ASessionThatIsLiveIsShownInsteadOfResumed)
     engine->openHerdr(other->record.id);
     EXPECT_EQ(launcher.focused.size(), 2);
     EXPECT_EQ(opened, 4);
+}
+
+TEST_F(ResumeTest, ASessionThatWasLeftToTheUserIsShownUntilItIsGone)
+{
+    const RunRecord old = complete(begin(u"agent"_s));
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    settleAll();
+    const auto resumed = live();
+    deliver(event(u"Stop"_s, resumed->record,
+                  [&](JSONObject &object) { object.set(u"session_id"_s, *old.sessionID); }));
+    ASSERT_TRUE(engine->active().isEmpty());
+    const RunRecord closed = engine->history().first();
+    ASSERT_EQ(closed.id, resumed->record.id);
+    for (const auto &record : {old, closed}) {
+        launcher.focused.clear();
+        EXPECT_EQ(engine->resume(record.id), std::nullopt);
+        settleAll();
+        EXPECT_EQ(launcher.focused, QStringList{resumed->launched.paneID});
+    }
+    EXPECT_EQ(launcher.launchOrder.size(), 2);
+    EXPECT_EQ(opened, 3);
+
+    paneOf(resumed->launched).probe.exists = false;
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    EXPECT_EQ(engine->resume(closed.id), std::nullopt);
+    settleAll();
+    EXPECT_EQ(launcher.launchOrder.size(), 3) << "one new session, however often asked for";
+    EXPECT_EQ(engine->active().size(), 1);
+}
+
+TEST_F(ResumeTest, AParkedSessionIsShownAndOneThatEndsIsWaitedFor)
+{
+    const auto session = parkOne(u"agent"_s);
+    const QUuid id = session.record.id;
+    EXPECT_EQ(engine->resume(id), std::nullopt);
+    settleAll();
+    EXPECT_EQ(launcher.focused, QStringList{session.launched.paneID});
+    engine->releaseParked(id);
+    EXPECT_EQ(engine->resume(id), u"The session of this conversation is just ending; try again in a moment.");
+    clock.advance(10s);
+    EXPECT_EQ(launcher.launchOrder.size(), 1);
+    EXPECT_EQ(engine->resume(id), std::nullopt);
+    settleAll();
+    EXPECT_EQ(launcher.launchOrder.size(), 2);
+}
+
+TEST_F(ResumeTest, ARunThatIsOnItsWayToHistoryIsWaitedFor)
+{
+    const RunRecord old = complete(begin(u"agent"_s));
+    engine->enqueue(slot(u"other"_s), RunTrigger::Manual, {.resumeSessionID = old.sessionID});
+    settleAll();
+    launcher.holdScreens = true;
+    paneOf(live()->launched).probe.exists = false;
+    clock.advance(5s);
+    ASSERT_EQ(engine->closing().size(), 1);
+    EXPECT_EQ(engine->resume(old.id),
+              u"The session of this conversation is just ending; try again in a moment.");
+    launcher.releaseScreens();
+    settleAll();
+}
+
+TEST_F(ResumeTest, AConversationInAnotherTerminalIsLeftThere)
+{
+    const RunRecord old = complete(begin(u"agent"_s));
+    const auto note = [&](const QByteArray &start, const QByteArray &conversation) {
+        home.write(u".claude/sessions/1.json"_s, R"({"pid":)" + QByteArray::number(::getpid()) +
+                                                     R"(,"sessionId":")" + conversation +
+                                                     R"(","procStart":")" + start + "\"}");
+    };
+    const QByteArray stat = readFile(u"/proc/self/stat"_s).value();
+    const QByteArray start = stat.sliced(stat.lastIndexOf(')')).split(' ').at(20);
+    const QString folder = home.path(u".claude"_s);
+    home.write(u".claude/sessions/0.json"_s, "{half");
+    note(start, old.sessionID->toUtf8());
+    EXPECT_EQ(RunResume::openIn(*old.sessionID, folder), ::getpid());
+    EXPECT_EQ(engine->resume(old.id), u"This conversation is open in another terminal (process %1); go on "
+                                      "there, or end it first."_s.arg(::getpid()));
+    EXPECT_TRUE(engine->queued().isEmpty() && engine->launching().isEmpty());
+
+    note(start + '1', old.sessionID->toUtf8());
+    EXPECT_EQ(RunResume::openIn(*old.sessionID, folder), std::nullopt)
+        << "an earlier process with the number";
+    note(start, "another");
+    EXPECT_EQ(RunResume::openIn(*old.sessionID, folder), std::nullopt);
+    EXPECT_EQ(engine->resume(old.id), std::nullopt);
+    settleAll();
+    EXPECT_EQ(engine->active().size(), 1);
 }
 
 TEST_F(ResumeTest, ParkedSessionsEndByAgeAndNumber)
