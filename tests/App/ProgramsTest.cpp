@@ -387,6 +387,22 @@ TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
     EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
 }
 
+TEST_F(ProgramsTest, WithoutAUsableDataFolderItComesUpAndIsStillTheOne)
+{
+    // Root may write into any folder, but makes none below a file.
+    m_environment.insert(u"XDG_DATA_HOME"_s, m_home.write(u"data"_s, "no folder"));
+    m_environment.insert(u"TMPDIR"_s, m_home.path());
+    start();
+    EXPECT_TRUE(keelhaven({u"status"_s}).error.startsWith(u"keelhaven: The database did not open ("_s));
+    EXPECT_EQ(keelhaven({u"agents"_s, u"list"_s}).status, 0);
+    EXPECT_EQ(keelhaven({u"--headless"_s}).error, u"keelhaven: Keelhaven is already running.\n"_s);
+    EXPECT_EQ(keelhaven({u"doctor"_s}).status, 1) << "no run can be kept";
+    EXPECT_EQ(stop(SIGTERM), 0);
+    m_environment.remove(u"XDG_DATA_HOME"_s);
+    start();
+    EXPECT_EQ(keelhaven({u"status"_s}).error, QString());
+}
+
 TEST_F(ProgramsTest, TheWindowIsTheInstanceASecondStartRaisesItAndASignalEndsIt)
 {
     m_environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
