@@ -1,6 +1,7 @@
 #include "App/Doctor.h"
 
 #include "App/Commands/TextTable.h"
+#include "Platform/FileSettingsStore.h"
 #include "Platform/Files.h"
 #include "Platform/Tasks.h"
 #include "Platform/Text.h"
@@ -86,15 +87,18 @@ DoctorCheck settingsFile(const KeelhavenPaths &paths)
 {
     const QString name = u"settings"_s;
     const QString path = paths.settingsFile();
-    if (!QFileInfo::exists(path))
-        return good(name, u"%1 is made with the first change; the defaults hold"_s.arg(path));
-    const auto bytes = readFile(path);
-    if (!bytes)
-        return bad(name, bytes.error().message() + u": every setting has its default."_s);
-    const auto json = JSONValue::parse(*bytes);
-    return json && json->objectValue()
-               ? good(name, path)
-               : bad(name, u"%1 is no JSON object: every setting has its default."_s.arg(path));
+    if (const auto fault = FileSettingsStore::faultOf(path))
+        return bad(name, *fault + u": nothing that stands in it holds."_s);
+    const QFileInfo file(QFileInfo(path).isSymLink() ? QFileInfo(path).canonicalFilePath() : path);
+    if (!canWriteIn(file.path()))
+        return bad(name, u"%1 cannot be written: no setting can be changed."_s.arg(file.path()));
+    if (const QStringList kept = FileSettingsStore::unreadableOf(path); !kept.isEmpty())
+        return bad(
+            name,
+            u"%1 once was no JSON object, and is kept as %2: what it set is lost until you set it again. "
+            "Remove that file then."_s.arg(path, kept.join(u", ")));
+    return good(name,
+                file.exists() ? path : u"%1 is made with the first change; the defaults hold"_s.arg(path));
 }
 
 DoctorCheck plugin(const KeelhavenPaths &paths)
@@ -209,6 +213,9 @@ QCoro::Task<DoctorCheck> secrets(DoctorServices services)
     if (place.isKeyring)
         co_return good(name,
                        place.isChosen ? u"kept in the keyring"_s : u"the keyring will keep the first one"_s);
+    if (place.fileFault)
+        co_return bad(name, u"kept in a file that cannot be used (%1): messengers cannot be reached."_s.arg(
+                                place.fileFault->message()));
     if (place.isChosen)
         co_return good(name, u"kept in %1, which only you can read"_s.arg(place.file));
     co_return good(name, u"%1 will keep the first one, readable by you only: %2"_s.arg(place.file, reason));

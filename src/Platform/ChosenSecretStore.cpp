@@ -66,6 +66,8 @@ QCoro::Task<ChosenSecretStore::Place> ChosenSecretStore::place()
     if (isKeyring.value_or(true))
         found.obstacle = co_await m_keyring.obstacle();
     found.isKeyring = isKeyring.value_or(!found.obstacle);
+    if (!found.isKeyring)
+        found.fileFault = m_file.obstacle();
     co_return found;
 }
 

@@ -30,7 +30,8 @@ public:
         bool isChosen = false;
         bool isKeyring = false;
         QString file;
-        std::optional<SecretError> obstacle; ///< why the keyring cannot be used
+        std::optional<SecretError> obstacle;  ///< why the keyring cannot be used
+        std::optional<SecretError> fileFault; ///< why the file cannot; looked for where it is the place
     };
     [[nodiscard]] QCoro::Task<Place> place();
 

@@ -42,6 +42,12 @@ FileSecretStore::FileSecretStore(QString path)
     : m_path(std::move(path))
 {}
 
+std::optional<SecretError> FileSecretStore::obstacle() const
+{
+    const auto secrets = load(m_path);
+    return secrets ? std::nullopt : std::optional(secrets.error());
+}
+
 QCoro::Task<Result<std::optional<QString>, SecretError>> FileSecretStore::read(QString service)
 {
     const auto secrets = load(m_path);

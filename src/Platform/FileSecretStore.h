@@ -15,6 +15,8 @@ public:
     [[nodiscard]] QCoro::Task<Result<void, SecretError>> write(QString service, QString secret) override;
     [[nodiscard]] QCoro::Task<Result<void, SecretError>> remove(QString service) override;
 
+    /// Why the file cannot be used; nothing also for one that is not there yet.
+    [[nodiscard]] std::optional<SecretError> obstacle() const;
     [[nodiscard]] const QString &path() const { return m_path; }
 
 private:

@@ -3,7 +3,7 @@
 #include "Platform/Files.h"
 #include "Platform/SystemLog.h"
 
-#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QLockFile>
 #include <sys/stat.h>
@@ -13,6 +13,13 @@ namespace Keelhaven {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr int mostUnreadable = 9; ///< then the last one is replaced
+
+QString unreadableName(const QString &path, int number)
+{
+    return path + u".unreadable"_s + (number > 1 ? QString::number(number) : QString());
+}
 
 std::optional<SettingValue> fromJson(const QJsonValue &json)
 {
@@ -115,7 +122,7 @@ void FileSettingsStore::refresh() const
         return;
     m_stamp = stamp;
     const auto document = QJsonDocument::fromJson(*bytes);
-    m_torn = document.isObject() ? QByteArray() : *bytes;
+    m_torn = document.isObject() || bytes->trimmed().isEmpty() ? QByteArray() : *bytes;
     if (document.isObject() || !isThere)
         m_values = document.object();
 }
@@ -133,6 +140,44 @@ QStringList FileSettingsStore::keys() const
     const QMutexLocker lock(&m_mutex);
     refresh();
     return m_values.keys();
+}
+
+/// What a slip of the editor made unreadable is still the user's.
+bool FileSettingsStore::keepTorn()
+{
+    if (m_torn.isEmpty())
+        return true;
+    QString copy = unreadableName(m_path, 1);
+    for (int number = 2; QFileInfo::exists(copy) && number <= mostUnreadable; ++number)
+        copy = unreadableName(m_path, number);
+    if (const auto kept = writeFileAtomically(copy, m_torn); !kept) {
+        systemLog(u"Keelhaven: settings not saved: %1"_s.arg(kept.error().message()));
+        return false;
+    }
+    systemLog(u"Keelhaven: what stood in %1 is no JSON object; it is kept as %2"_s.arg(m_path, copy));
+    m_torn.clear();
+    return true;
+}
+
+std::optional<QString> FileSettingsStore::faultOf(const QString &path)
+{
+    if (!QFileInfo::exists(path))
+        return std::nullopt;
+    const auto bytes = readFile(path);
+    if (!bytes)
+        return bytes.error().message();
+    return QJsonDocument::fromJson(*bytes).isObject() ? std::nullopt
+                                                      : std::optional(u"%1 is no JSON object"_s.arg(path));
+}
+
+QStringList FileSettingsStore::unreadableOf(const QString &path)
+{
+    QStringList found;
+    for (int number = 1; number <= mostUnreadable; ++number) {
+        if (const QString copy = unreadableName(path, number); QFileInfo::exists(copy))
+            found.append(copy);
+    }
+    return found;
 }
 
 bool FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
@@ -153,9 +198,8 @@ bool FileSettingsStore::change(const std::function<void(QJsonObject &)> &edit)
         systemLog(u"Keelhaven: settings not saved: cannot read %1 first"_s.arg(m_path));
         return false;
     }
-    // What a slip of the editor made unreadable is still the user's.
-    if (!m_torn.isEmpty())
-        static_cast<void>(writeFileAtomically(m_path + u".bak"_s, std::exchange(m_torn, {})));
+    if (!keepTorn())
+        return false;
     const auto written = writeFileAtomically(m_path, QJsonDocument(values).toJson());
     if (!written)
         systemLog(u"Keelhaven: settings not saved: %1"_s.arg(written.error().message()));

@@ -33,6 +33,13 @@ public:
         ++m_changes;
     }
 
+    void forgetAll()
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_entries.clear();
+        ++m_changes;
+    }
+
     [[nodiscard]] quint64 changes() const
     {
         const QMutexLocker lock(&m_mutex);
@@ -122,6 +129,11 @@ QCoro::Task<Result<void, SecretError>> KeychainStore::delete_(QString service)
     const auto removed = co_await m_store.remove(service);
     cache->forget(service);
     co_return removed;
+}
+
+void KeychainStore::forgetAll()
+{
+    m_cache->forgetAll();
 }
 
 std::optional<std::optional<QString>> KeychainStore::cached(const QString &service) const

@@ -28,6 +28,9 @@ public:
     [[nodiscard]] QCoro::Task<Result<void, SecretError>> set(QString secret, QString service);
     [[nodiscard]] QCoro::Task<Result<void, SecretError>> delete_(QString service);
 
+    /// Asks the store again for everything: secrets are kept in another place now.
+    void forgetAll();
+
     /// What is known without asking the store: the outer optional is empty when nothing is. From any thread.
     [[nodiscard]] std::optional<std::optional<QString>> cached(const QString &service) const;
 

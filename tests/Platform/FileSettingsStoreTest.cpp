@@ -1,4 +1,5 @@
 #include "Platform/FileSettingsStore.h"
+#include "Platform/Files.h"
 #include "Support/TestHome.h"
 
 #include <fcntl.h>
@@ -72,11 +73,36 @@ TEST_F(SettingsFile, TornFileKeepsTheValuesAndADeletedOneClearsThem)
     m_store.set(u"name"_s, u"kept"_s);
     m_home.write(u"config/settings.json"_s, R"({"name": "to)");
     EXPECT_EQ(m_store.text(u"name"_s), u"kept");
+    EXPECT_TRUE(FileSettingsStore::faultOf(file()));
+    testing::internal::CaptureStderr();
     m_store.set(u"more"_s, true);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("settings.json.unreadable"), std::string::npos);
     EXPECT_EQ(FileSettingsStore(file()).text(u"name"_s), u"kept");
-    EXPECT_EQ(m_home.read(u"config/settings.json.bak"_s), R"({"name": "to)");
+    EXPECT_EQ(m_home.read(u"config/settings.json.unreadable"_s), R"({"name": "to)");
+    EXPECT_EQ(FileSettingsStore::faultOf(file()), std::nullopt);
     QFile::remove(file());
     EXPECT_EQ(m_store.keys(), QStringList());
+}
+
+TEST_F(SettingsFile, EachTornFileIsKeptAndNoneIsReplacedThatCannotBe)
+{
+    const auto tearAndSet = [&](const QByteArray &torn) {
+        m_home.write(u"config/settings.json"_s, torn);
+        testing::internal::CaptureStderr();
+        const bool isStored = FileSettingsStore(file()).set(u"name"_s, u"new"_s);
+        testing::internal::GetCapturedStderr();
+        return isStored;
+    };
+    for (const QByteArray &torn : {"[1]", "{2", " \n", "{3"})
+        EXPECT_TRUE(tearAndSet(torn)) << torn.toStdString();
+    const QStringList kept = FileSettingsStore::unreadableOf(file());
+    ASSERT_EQ(kept.size(), 3) << "a blank file is nobody's";
+    EXPECT_EQ(readFile(kept[0]).value(), "[1]");
+    EXPECT_EQ(readFile(kept[2]).value(), "{3");
+    for (int number = 4; number <= 9; ++number)
+        QDir().mkpath(file() + u".unreadable%1"_s.arg(number));
+    EXPECT_FALSE(tearAndSet("{4"));
+    EXPECT_EQ(m_home.read(u"config/settings.json"_s), "{4");
 }
 
 TEST_F(SettingsFile, FileThatCannotBeReadNowIsNotReplaced)

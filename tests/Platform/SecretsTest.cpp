@@ -100,7 +100,9 @@ TEST_F(Secrets, WithoutAKeyringAFileThatOnlyTheUserReadsIsTheStoreForGood)
     EXPECT_EQ(await(m_store.read(bot)), Read(std::nullopt));
     EXPECT_TRUE(m_keyring.secrets.isEmpty());
 
+    EXPECT_EQ(await(m_store.place()).fileFault, std::nullopt);
     m_home.write(u"data/secrets.json"_s, "[torn");
+    EXPECT_TRUE(await(m_store.place()).fileFault);
     EXPECT_FALSE(await(m_store.read(bot)));
     EXPECT_FALSE(await(m_store.write(bot, u"new"_s)));
     EXPECT_EQ(m_home.read(u"data/secrets.json"_s), "[torn") << "what cannot be read may still be somebody's";
@@ -142,6 +144,10 @@ TEST(KeychainStore, RemembersWhatItReadAlsoAnAbsenceUntilItIsSet)
     EXPECT_EQ(await(keychain.get(bot)), std::nullopt);
     store.failing.reset();
     EXPECT_EQ(await(keychain.get(bot)), u"token"_s) << "a store that failed is asked again";
+    store.secrets[bot] = u"elsewhere"_s;
+    EXPECT_EQ(await(keychain.get(bot)), u"token"_s);
+    keychain.forgetAll();
+    EXPECT_EQ(await(keychain.get(bot)), u"elsewhere"_s);
     EXPECT_TRUE(await(keychain.delete_(bot)));
     EXPECT_EQ(await(keychain.get(bot)), std::nullopt);
 }
