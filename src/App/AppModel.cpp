@@ -95,6 +95,7 @@ void AppModel::chooseRunStore()
     auto &own = *m_services;
     auto plainFiles = std::make_unique<RunStore>(own.environment.paths);
     if (m_databaseError) {
+        own.temporaryDatabase.path = own.database->path();
         // Agents and history stay the user's real ones even on a temporary database.
         own.runStore = std::move(plainFiles);
         return;
@@ -256,6 +257,8 @@ void AppModel::settingChanged(const QString &key)
     auto &own = *m_services;
     if (key == Setting::keepMacAwake.name || key == Setting::preventMacLockScreen.name)
         own.power.readSettings();
+    if (key == Setting::secretStore.name)
+        own.keychain.forgetAll();
     // A gate that is opened lets held runs start now.
     if (m_started &&
         (key == Setting::schedulerSessionCapPercent.name || key == Setting::schedulerPaceGuardEnabled.name ||

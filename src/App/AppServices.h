@@ -29,6 +29,7 @@
 #include "Setup/SetupChecklist.h"
 #include "Setup/UpdateChecker.h"
 #include "Ships/WorkItemStore.h"
+#include "Store/DatabaseOpening.h"
 #include "Store/SharedFileHub.h"
 
 namespace Keelhaven {
@@ -65,6 +66,7 @@ struct AppModel::Services
     HerdrManager herdr;
     PythonLocator python;
     SetupChecklist setup;
+    TemporaryDatabase temporaryDatabase; ///< where the program's own did not open
     std::unique_ptr<KeelhavenDatabase> database;
     std::unique_ptr<RunPersistence> runStore;
     WorkItemStore workItems;

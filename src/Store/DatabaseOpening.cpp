@@ -30,8 +30,6 @@ Result<void, SQLiteError> claim(const QString &path)
     return {};
 }
 
-/// A file of that name stems from a dead process with the same id, and so may its log, which the engine would
-/// replay into the fresh file.
 void removeDatabase(const QString &path)
 {
     for (const QString &suffix : {u""_s, u"-wal"_s, u"-shm"_s, u"-journal"_s})
@@ -39,6 +37,12 @@ void removeDatabase(const QString &path)
 }
 
 } // namespace
+
+TemporaryDatabase::~TemporaryDatabase()
+{
+    if (!path.isEmpty())
+        removeDatabase(path);
+}
 
 QString NoDatabaseError::message() const
 {
@@ -53,6 +57,8 @@ Result<DatabaseOpening, NoDatabaseError> openDatabase(const KeelhavenPaths &path
     const QString reason = own.error().message();
     const QString path =
         QDir::tempPath() + u"/keelhaven-fallback-%1.sqlite"_s.arg(QCoreApplication::applicationPid());
+    // A file of that name stems from a dead process with the same id, and so may its log, which the engine
+    // would replay into the fresh file.
     removeDatabase(path);
     if (auto claimed = claim(path); !claimed)
         return failure(NoDatabaseError{claimed.error()});

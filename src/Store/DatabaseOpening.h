@@ -8,8 +8,8 @@ namespace Keelhaven {
 struct DatabaseOpening
 {
     std::unique_ptr<KeelhavenDatabase> database;
-    /// Why the program's own database did not open. `database` is then an empty temporary one whose content
-    /// does not outlive the process, and agents and history belong into the plain-file RunStore.
+    /// Why the program's own database did not open. `database` is then an empty temporary one that goes with
+    /// the process, and agents and history belong into the plain-file RunStore.
     std::optional<QString> error;
 };
 
@@ -20,6 +20,17 @@ struct NoDatabaseError
 
     /// "Keelhaven cannot open a database anywhere: {reason}", with which the process stops.
     [[nodiscard]] QString message() const;
+};
+
+/// Removes the files of a temporary database when it goes. It outlives the database.
+struct TemporaryDatabase
+{
+    QString path; ///< empty: none
+
+    TemporaryDatabase() = default;
+    TemporaryDatabase(const TemporaryDatabase &) = delete;
+    TemporaryDatabase &operator=(const TemporaryDatabase &) = delete;
+    ~TemporaryDatabase();
 };
 
 /// Opens the program's database, else a fresh temporary one, which is told in the system log.

@@ -133,14 +133,18 @@ TEST_F(AppModelTest, WithoutItsDatabaseAgentsAndHistoryAreThoseOfThePlainFiles)
     home.write(u".local/share/keelhaven/keelhaven.sqlite"_s, QByteArray(5000, 'x'));
 
     testing::internal::CaptureStderr();
-    const auto model = open();
+    auto model = open();
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
     ASSERT_TRUE(model);
+    const auto temporary = [&] { return QDir(home.path(), u"keelhaven-fallback-*"_s).entryList(); };
+    EXPECT_FALSE(temporary().isEmpty());
     EXPECT_TRUE(model->databaseError().value_or(QString()).startsWith(u"sqlite 26: "_s));
     EXPECT_EQ(agents(*model), QStringList{u"old"_s});
     EXPECT_EQ(model->scheduler().history(), QList{run});
     model->scheduler().upsert(agent(u"new"_s));
     EXPECT_EQ(plainFiles.loadSlots().size(), 2) << "what is saved now is there after the next start";
+    model.reset();
+    EXPECT_TRUE(temporary().isEmpty()) << "the temporary database goes with the process";
 }
 
 TEST_F(AppModelTest, AReadingOnItsWayEndsWithTheApplication)
