@@ -56,6 +56,7 @@ void SchedulerEngine::start()
     m_due.invalidate();
     m_history = m_services.store.loadHistory();
     m_services.store.prune(m_history);
+    forgetOldLogs();
     resetTimers();
     syncJobs();
     Q_EMIT changed();

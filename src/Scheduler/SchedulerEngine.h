@@ -276,6 +276,8 @@ private:
 
     // History (SchedulerHistory.cpp)
     void editRecord(const QUuid &runID, const std::function<bool(RunRecord &)> &edit);
+    void forgetFiles(const RunRecord &record);
+    void forgetOldLogs();
 
     EngineServices m_services;
     const RunAdmissionPolicy *m_admissionOverride;

@@ -1,3 +1,4 @@
+#include "Scheduler/Model/CodexEvents.h"
 #include "Scheduler/Model/RunContract.h"
 #include "Scheduler/SchedulerEngine.h"
 
@@ -18,12 +19,29 @@ void SchedulerEngine::editRecord(const QUuid &runID, const std::function<bool(Ru
     Q_EMIT changed();
 }
 
+void SchedulerEngine::forgetFiles(const RunRecord &record)
+{
+    m_services.store.deleteRecord(record.id);
+    if (record.resolvedProvider() == AgentProvider::Codex && !m_parked.contains(record.id))
+        CodexEvents::removeLog(record.id, m_services.paths.codexRunsDir());
+}
+
+void SchedulerEngine::forgetOldLogs()
+{
+    QSet<QUuid> used(m_parked.keyBegin(), m_parked.keyEnd());
+    for (const auto &run : std::as_const(m_active))
+        used.insert(run->record.id);
+    for (const auto &record : std::as_const(m_launching))
+        used.insert(record.id);
+    CodexEvents::removeOldLogs(m_services.paths.codexRunsDir(), used, m_services.clock.now());
+}
+
 void SchedulerEngine::remove(const QUuid &runID)
 {
     const auto record = std::ranges::find(m_history, runID, &RunRecord::id);
     if (record == m_history.end())
         return;
-    m_services.store.deleteRecord(runID);
+    forgetFiles(*record);
     m_history.erase(record);
     if (onRunRemoved)
         onRunRemoved(runID);
@@ -34,7 +52,7 @@ void SchedulerEngine::clearHistory()
 {
     const auto former = std::exchange(m_history, {});
     for (const auto &record : former) {
-        m_services.store.deleteRecord(record.id);
+        forgetFiles(record);
         if (onRunRemoved)
             onRunRemoved(record.id);
     }

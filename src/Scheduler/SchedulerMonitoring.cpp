@@ -324,6 +324,8 @@ QCoro::Task<> SchedulerEngine::finalize(ActiveRunPtr run, RunOutcome outcome, bo
     commit(record, notify, run->completionMessage, true);
     releaseAwake(record.id);
     pump();
+    if (!isClaude)
+        forgetOldLogs();
     if (run->slot.kind != SlotKind::System)
         recordUsage(record);
 }

@@ -384,6 +384,34 @@ TEST_F(MonitoringTest, ACodexRunEndsWhenItRestsAndKeepsItsPane)
     EXPECT_EQ(paneOf(run).closes, 0);
 }
 
+TEST_F(MonitoringTest, ACodexRunsLogLivesAsLongAsItsRun)
+{
+    const auto oldLog = [this](const QUuid &id) {
+        const QString path = home.write(u".cache/keelhaven/codex-runs/%1.jsonl"_s.arg(uuidText(id)), "{}\n");
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::ReadWrite));
+        EXPECT_TRUE(file.setFileTime(QDateTime::fromSecsSinceEpoch(0), QFileDevice::FileModificationTime));
+        return path;
+    };
+    const auto asCodex = [](SchedulerSlot &agent) { agent.provider = AgentProvider::Codex; };
+    const auto live = begin(asCodex);
+    const auto ending = begin(asCodex);
+    const QString ofLive = oldLog(live->record.id);
+    const QString ofNobody = oldLog(QUuid::createUuid());
+    paneOf(ending).probe.exists = false;
+    clock.advance(5s);
+    ASSERT_EQ(engine->active().size(), 1);
+    EXPECT_FALSE(QFile::exists(ofNobody));
+    EXPECT_TRUE(QFile::exists(ofLive));
+    const QString ofEnded = oldLog(ending->record.id);
+    engine->remove(ending->record.id);
+    EXPECT_FALSE(QFile::exists(ofEnded));
+    const QString left = oldLog(QUuid::createUuid());
+    restart();
+    engine->start();
+    EXPECT_FALSE(QFile::exists(left) || QFile::exists(ofLive));
+}
+
 TEST_F(MonitoringTest, ASessionWhereNobodyIsSignedInWaitsForAPerson)
 {
     const auto run = begin();
