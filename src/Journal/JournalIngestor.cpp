@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QPointer>
 #include <algorithm>
+#include <limits>
 
 namespace Keelhaven {
 
@@ -20,6 +21,11 @@ constexpr int lastReads = 8;
 /// Nobody answers as many questions of one run. An agent that asks in a loop must not fill the item, which is
 /// stored whole with each question, nor the user's screen.
 constexpr qsizetype mostOpenQuestions = 100;
+
+/// Stored events are read back in pages, and no further when they have come to this many bytes: an agent may
+/// have written anything, and the main loop waits.
+constexpr qsizetype pageSize = 16;
+constexpr qint64 mostEventBytes = 16 << 20;
 
 qsizetype openQuestionsOf(const RunRecord &run, const std::optional<WorkItem> &item)
 {
@@ -228,22 +234,49 @@ std::optional<QString> JournalIngestor::progress(const QUuid &runID) const
     return found == m_progress.constEnd() ? std::nullopt : std::optional(*found);
 }
 
-QList<JournalEvent> JournalIngestor::events(const QUuid &runID) const
+QList<JournalEvent> JournalIngestor::events(const QUuid &runID, qsizetype limit) const
+{
+    QList<JournalEvent> events;
+    double ts = std::numeric_limits<double>::infinity();
+    qint64 id = std::numeric_limits<qint64>::max();
+    qint64 bytes = 0;
+    while (events.size() < limit && bytes < mostEventBytes) {
+        const QList<SQLiteRow> rows = rowsBefore(runID, ts, id, std::min(limit - events.size(), pageSize));
+        if (rows.isEmpty())
+            break;
+        for (const SQLiteRow &row : rows) {
+            ts = row.double_(u"ts").value_or(0);
+            id = row.int64(u"id").value_or(0);
+            const QByteArray payload = row.utf8(u"payload").value_or(QByteArray());
+            bytes += payload.size();
+            // A line without a time of its own was stored with the time it was read at.
+            if (auto event = JournalEvent::fromLine(payload, row.date(u"ts").value_or(m_clock.now())))
+                events.append(*std::move(event));
+        }
+    }
+    std::ranges::reverse(events);
+    return events;
+}
+
+/// The next rows of the run back in time, the latest first.
+QList<SQLiteRow> JournalIngestor::rowsBefore(const QUuid &runID, double ts, qint64 id, qsizetype limit) const
+{
+    using V = SQLiteValue;
+    const auto rows = m_database.sync([&](SQLiteConnection &connection) {
+        return connection.query(u"SELECT id, ts, type, payload FROM journal WHERE run_id = ? AND (ts, id) < "
+                                "(?, ?) ORDER BY ts DESC, id DESC LIMIT ?"_s,
+                                {V::uuid(runID), V::double_(ts), V::int_(id), V::int_(limit)});
+    });
+    return rows.value_or(QList<SQLiteRow>());
+}
+
+qint64 JournalIngestor::eventCount(const QUuid &runID) const
 {
     const auto rows = m_database.sync([&](SQLiteConnection &connection) {
-        return connection.query(u"SELECT ts, type, payload FROM journal WHERE run_id = ? ORDER BY ts"_s,
+        return connection.query(u"SELECT COUNT(*) AS count FROM journal WHERE run_id = ?"_s,
                                 {SQLiteValue::uuid(runID)});
     });
-    QList<JournalEvent> events;
-    if (!rows)
-        return events;
-    for (const SQLiteRow &row : *rows) {
-        // A line without a time of its own was stored with the time it was read at.
-        const Date stored = row.date(u"ts").value_or(m_clock.now());
-        if (auto event = JournalEvent::fromLine(row.utf8(u"payload").value_or(QByteArray()), stored))
-            events.append(*std::move(event));
-    }
-    return events;
+    return rows && !rows->isEmpty() ? rows->first().int64(u"count").value_or(0) : 0;
 }
 
 void JournalIngestor::recordUsage(const RunRecord &run, std::function<void(const RunUsage &)> then)

@@ -52,8 +52,10 @@ public:
     /// Nothing for a run that has neither item nor ship.
     [[nodiscard]] std::optional<QString> autoItem(const RunRecord &run);
 
-    /// The stored events of a run, oldest first.
-    [[nodiscard]] QList<JournalEvent> events(const QUuid &runID) const;
+    /// The stored events of a run, oldest first: the last `limit` of them, and fewer when they are very long.
+    [[nodiscard]] QList<JournalEvent> events(const QUuid &runID, qsizetype limit = 1000) const;
+    /// How many are stored.
+    [[nodiscard]] qint64 eventCount(const QUuid &runID) const;
 
     /// Reads the token use of a Claude run from its transcript, on a pool thread, stores a sample and calls
     /// `then` on the main loop. `then` is not called when there is nothing to read.
@@ -65,6 +67,8 @@ Q_SIGNALS:
 
 private:
     bool readOnce(const RunRecord &run);
+    [[nodiscard]] QList<SQLiteRow> rowsBefore(const QUuid &runID, double ts, qint64 id,
+                                              qsizetype limit) const;
     void record(const QList<JournalEvent> &events, const RunRecord &run);
     void handle(const JournalEvent &event, const RunRecord &run);
     void handleQuestion(const JournalEvent &event, const RunRecord &run);

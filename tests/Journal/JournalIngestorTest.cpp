@@ -302,6 +302,37 @@ TEST_F(JournalIngestorTest, AskingInALoopEndsAtAHundredOpenQuestions)
     EXPECT_EQ(told.last(), u"At last?"_s);
 }
 
+TEST_F(JournalIngestorTest, OfAHundredThousandEventsTheLastAreGiven)
+{
+    const QString fill =
+        u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %2) INSERT INTO journal "
+        "(run_id, ts, type, payload) SELECT '%1', 1000 + (i - 1) / 2, CASE i % 2 WHEN 0 THEN 'note' ELSE "
+        "'progress' END, "
+        "json_object('type', 'note', 'text', i || %3) FROM n"_s;
+    const auto insert = [&](const QUuid &id, int number, const QString &more) {
+        const auto filled = database->sync([&](SQLiteConnection &connection) {
+            return connection.execute(fill.arg(uuidText(id)).arg(number).arg(more));
+        });
+        ASSERT_TRUE(filled) << filled.error().message().toStdString();
+    };
+    const auto other = makeOther();
+    insert(run.id, 100'000, u"''"_s);
+    insert(other.id, 40, u"hex(zeroblob(500000))"_s);
+    EXPECT_EQ(lines(run.id).size(), 1000);
+    EXPECT_EQ(lines(run.id).first(), u"99001"_s);
+    EXPECT_EQ(lines(run.id).last(), u"100000"_s);
+    EXPECT_EQ(journal.eventCount(run.id), 100'000);
+    const auto three = journal.events(run.id, 3);
+    ASSERT_EQ(three.size(), 3) << "two of a moment lie on different sides of the limit";
+    EXPECT_EQ(three.first().summaryLine(), u"99998"_s);
+
+    const auto huge = journal.events(other.id);
+    EXPECT_LE(huge.size(), 32) << "forty megabytes";
+    EXPECT_TRUE(huge.last().summaryLine().startsWith(u"40"));
+    EXPECT_EQ(journal.eventCount(other.id), 40);
+    EXPECT_TRUE(journal.events(QUuid::createUuid()).isEmpty());
+}
+
 TEST_F(JournalIngestorTest, LostDatabaseStillReachesTheScreens)
 {
     database->sync([](SQLiteConnection &connection) { return connection.execute(u"DROP TABLE journal"_s); });
