@@ -43,10 +43,9 @@ QString shown(QStringView text, qsizetype limit, bool keepsLines)
             out += keepsLines ? (code == u'\t' ? u'\t' : u'\n') : u' ';
         else if (code == u'\r' || turnsDirection(c))
             continue;
-        else if (code < 0x20)
-            out += QChar(0x2400 + code);
-        else if (code == 0x7f)
-            out += QChar(0x2421);
+        else if (c.category() == QChar::Other_Control)
+            // The usual fonts have no pictures of control characters, and would show a box of their own.
+            out += QChar(QChar::ReplacementCharacter);
         else
             out += c;
     }

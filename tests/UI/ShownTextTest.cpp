@@ -20,8 +20,9 @@ TEST(ShownTextTest, ALineIsOneLineOfVisibleCharacters)
     } cases[] = {
         {u"plain"_s, u"plain"_s},
         {u"  a\nb\tc\r\n"_s, u"a b c"_s},
-        {u"\u001b[31mred\u0007"_s, u"\u241b[31mred\u2407"_s},
+        {u"\u001b[31mred\u0007"_s, u"\ufffd[31mred\ufffd"_s},
         {u"\u202egnp.exe\u202c"_s, u"gnp.exe"_s},
+        {u"a\u009bb"_s, u"a\ufffdb"_s},
         {u"<b>&amp;"_s, u"<b>&amp;"_s},
     };
     for (const auto &one : cases)
@@ -74,7 +75,7 @@ TEST(RawOutputTest, AFileIsReadAsBoundedLines)
     const auto lines = RawOutput::read(file);
     ASSERT_TRUE(lines);
     ASSERT_EQ(lines->size(), 3);
-    EXPECT_EQ(lines->at(1), u"\u241b[2Jtwo"_s);
+    EXPECT_EQ(lines->at(1), u"\ufffd[2Jtwo"_s);
     EXPECT_EQ(lines->at(2).size(), RawOutput::lineLimit + 1);
     EXPECT_FALSE(RawOutput::read(home.path(u"gone"_s)));
 }
