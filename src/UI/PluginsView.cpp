@@ -19,10 +19,6 @@ using Tracking = OwnSessionTracking::Status;
 
 namespace {
 
-const QString bundledKey = u"built-in:"_s;
-const QString installedKey = u"installed:"_s;
-const QString orphanKey = u"orphan:"_s;
-
 /// Where sessions read the plugin from.
 std::optional<QString> folderOf(const PluginRecord &plugin)
 {
@@ -34,48 +30,6 @@ const MarketplaceRecord *marketplaceOf(const PluginRecord &plugin, const PluginI
 {
     const auto found = inventory.marketplaces.constFind(plugin.marketplace);
     return found == inventory.marketplaces.constEnd() ? nullptr : &*found;
-}
-
-PluginRow rowOf(const PluginRecord &plugin, const LocalPluginInfo *info)
-{
-    PluginRow row;
-    row.key = installedKey + plugin.id;
-    row.group = u"Installed"_s;
-    row.name = ShownText::line(plugin.name);
-    row.subtitle =
-        PluginTexts::joined({ShownText::line(plugin.marketplace), PluginTexts::version(plugin, info),
-                             info ? PluginTexts::counts(*info) : QString()});
-    if (!plugin.presentInstall()) {
-        row.state = u"Folder gone"_s;
-        row.tone = u"warn"_s;
-    } else {
-        row.state = plugin.enabledUser ? u"On"_s : u"Off"_s;
-        row.tone = plugin.enabledUser ? u"good"_s : QString();
-    }
-    return row;
-}
-
-PluginRow orphanRow(const QString &id)
-{
-    return {.key = orphanKey + id,
-            .group = u"Switched on, not installed"_s,
-            .name = ShownText::line(id.section(u'@', 0, -2).isEmpty() ? id : id.section(u'@', 0, -2)),
-            .subtitle = id.contains(u'@') ? ShownText::line(id.section(u'@', -1)) : QString(),
-            .state = u"Not installed"_s,
-            .tone = u"warn"_s};
-}
-
-PluginRow bundledRow(const LocalPluginInfo *info)
-{
-    return {.key = bundledKey + BundledPlugin::bundledID.toString(),
-            .group = u"Built in"_s,
-            .name = BundledPlugin::name.toString(),
-            .subtitle =
-                PluginTexts::joined({u"Comes with Keelhaven"_s,
-                                     info ? ShownText::line(info->version.value_or(QString())) : QString(),
-                                     info ? PluginTexts::counts(*info) : QString()}),
-            .state = u"In every run"_s,
-            .tone = u"accent"_s};
 }
 
 QVariantMap detailOf(const PluginRow &row, const LocalPluginInfo *info)
@@ -90,35 +44,6 @@ QVariantMap detailOf(const PluginRow &row, const LocalPluginInfo *info)
 }
 
 } // namespace
-
-QVariant PluginListModel::data(const QModelIndex &index, int role) const
-{
-    const PluginRow *row = at(index.row());
-    if (!row)
-        return {};
-    switch (role) {
-    case Key:
-        return row->key;
-    case Group:
-        return row->group;
-    case Name:
-        return row->name;
-    case Subtitle:
-        return row->subtitle;
-    case State:
-        return row->state;
-    case Tone:
-        return row->tone;
-    default:
-        return {};
-    }
-}
-
-QHash<int, QByteArray> PluginListModel::roleNames() const
-{
-    return {{Key, "key"},           {Group, "group"},       {Name, "name"},
-            {Subtitle, "subtitle"}, {State, "pluginState"}, {Tone, "tone"}};
-}
 
 PluginsView::PluginsView(AppModel &model, QObject *parent)
     : QObject(parent)
@@ -220,34 +145,22 @@ const LocalPluginInfo *PluginsView::contentsOf(const std::optional<QString> &fol
     return found == m_contents.constEnd() ? nullptr : &*found;
 }
 
-bool PluginsView::matches(const PluginRow &row, const LocalPluginInfo *info) const
-{
-    const auto has = [this](const QString &text) { return text.contains(m_searchText, Qt::CaseInsensitive); };
-    const auto names = [&](const auto &entries) {
-        return std::ranges::any_of(entries, [&](const auto &entry) { return has(entry.name); });
-    };
-    if (m_searchText.isEmpty() || has(row.name) || has(row.subtitle))
-        return true;
-    return info && (has(info->description.value_or(QString())) || names(info->commands) ||
-                    names(info->agents) || names(info->skills) || std::ranges::any_of(info->mcpServers, has));
-}
-
 QList<PluginRow> PluginsView::rows() const
 {
     QList<PluginRow> list;
     const auto add = [&](const PluginRow &row, const LocalPluginInfo *info) {
-        if (matches(row, info))
+        if (PluginRows::matches(row, info, m_searchText))
             list.append(row);
     };
     if (m_bundledRoot)
-        add(bundledRow(contentsOf(m_bundledRoot)), contentsOf(m_bundledRoot));
+        add(PluginRows::bundled(contentsOf(m_bundledRoot)), contentsOf(m_bundledRoot));
     const PluginInventory &inventory = m_model.pluginInventory().current();
     for (const PluginRecord &plugin : inventory.plugins) {
         const LocalPluginInfo *info = contentsOf(folderOf(plugin));
-        add(rowOf(plugin, info), info);
+        add(PluginRows::installed(plugin, info), info);
     }
     for (const QString &id : inventory.orphans)
-        add(orphanRow(id), nullptr);
+        add(PluginRows::orphan(id), nullptr);
     return list;
 }
 
@@ -269,7 +182,7 @@ QVariantMap PluginsView::describe(const PluginRecord &plugin) const
 {
     const LocalPluginInfo *info = contentsOf(folderOf(plugin));
     const auto *marketplace = marketplaceOf(plugin, m_model.pluginInventory().current());
-    QVariantMap map = detailOf(rowOf(plugin, info), info);
+    QVariantMap map = detailOf(PluginRows::installed(plugin, info), info);
     map.insert(u"warning"_s, PluginTexts::warning(plugin, marketplace));
     map.insert(u"facts"_s, PluginTexts::facts(plugin, marketplace, info, m_model.paths().home));
     map.insert(u"groups"_s, info ? PluginTexts::groups(*info, plugin.name) : QVariantList());
@@ -279,7 +192,7 @@ QVariantMap PluginsView::describe(const PluginRecord &plugin) const
 QVariantMap PluginsView::describeBundled() const
 {
     const LocalPluginInfo *info = contentsOf(m_bundledRoot);
-    QVariantMap map = detailOf(bundledRow(info), info);
+    QVariantMap map = detailOf(PluginRows::bundled(info), info);
     QVariantList facts;
     if (info && info->version)
         facts.append(PluginTexts::fact(u"Version"_s, ShownText::line(*info->version)));
@@ -294,16 +207,18 @@ QVariantMap PluginsView::describeBundled() const
 QVariantMap PluginsView::describeSelected() const
 {
     const PluginInventory &inventory = m_model.pluginInventory().current();
-    if (m_selected.startsWith(bundledKey) && m_bundledRoot)
+    if (m_selected.startsWith(PluginRows::bundledKey) && m_bundledRoot)
         return describeBundled();
-    if (m_selected.startsWith(installedKey)) {
-        const auto *plugin = inventory.plugin(m_selected.sliced(installedKey.size()));
+    if (m_selected.startsWith(PluginRows::installedKey)) {
+        const auto *plugin = inventory.plugin(m_selected.sliced(PluginRows::installedKey.size()));
         return plugin ? describe(*plugin) : QVariantMap();
     }
-    const QString id = m_selected.startsWith(orphanKey) ? m_selected.sliced(orphanKey.size()) : QString();
+    const QString id = m_selected.startsWith(PluginRows::orphanKey)
+                           ? m_selected.sliced(PluginRows::orphanKey.size())
+                           : QString();
     if (id.isEmpty() || !inventory.orphans.contains(id))
         return {};
-    QVariantMap map = detailOf(orphanRow(id), nullptr);
+    QVariantMap map = detailOf(PluginRows::orphan(id), nullptr);
     map.insert(u"warning"_s,
                u"Your Claude Code settings switch it on, but it is not installed, so it does nothing."_s);
     map.insert(u"facts"_s, QVariantList{PluginTexts::fact(u"Id"_s, ShownText::line(id), true)});

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "Plugins/LocalPluginInfo.h"
-#include "Plugins/PluginInventory.h"
-#include "UI/KeyedListModel.h"
+#include "UI/PluginRows.h"
 
 #include <QCoroTask>
 #include <QQmlEngine>
@@ -11,36 +9,6 @@
 namespace Keelhaven {
 
 class AppModel;
-
-/// One line of the plugins' list, its texts as they are shown.
-struct PluginRow
-{
-    QString key;   ///< the id with the kind of the line before it: an id may stand in several
-    QString group; ///< the heading it stands under
-    QString name;
-    QString subtitle;
-    QString state; ///< "On", "Off" or what is wrong
-    QString tone;  ///< of the state
-    bool operator==(const PluginRow &) const = default;
-};
-
-class PluginListModel : public KeyedListModel<PluginRow, QString>
-{
-    Q_OBJECT
-    QML_ANONYMOUS
-
-public:
-    enum Role { Key = Qt::UserRole, Group, Name, Subtitle, State, Tone };
-
-    using KeyedListModel::KeyedListModel;
-    using KeyedListModel::show;
-
-    [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
-
-protected:
-    [[nodiscard]] QString key(const PluginRow &row) const override { return row.key; }
-};
 
 /// Claude Code's plugins, and whether the sessions that the user starts by hand are followed: "Plugins" in
 /// QML. Looks into the plugins' folders while it can be seen. The model outlives it.
@@ -112,7 +80,6 @@ private:
     QCoro::Task<> track(bool on);
     [[nodiscard]] QStringList folders() const;
     [[nodiscard]] QList<PluginRow> rows() const;
-    [[nodiscard]] bool matches(const PluginRow &row, const LocalPluginInfo *info) const;
     [[nodiscard]] const LocalPluginInfo *contentsOf(const std::optional<QString> &folder) const;
     [[nodiscard]] QVariantMap describeSelected() const;
     [[nodiscard]] QVariantMap describe(const PluginRecord &plugin) const;
