@@ -108,15 +108,16 @@ QVariantList UsageView::codexMeters() const
     const Date now = m_model.clock().now();
     const auto meters = snapshot->meters();
     for (const auto &[label, window] : meters) {
-        const auto date = window.resetDate();
-        list.append(QVariantMap{
-            {u"label"_s, label},
-            {u"percent"_s, window.percent()},
-            {u"extra"_s, 0},
-            {u"text"_s, u"%1%"_s.arg(window.percent())},
-            {u"caption"_s, date ? u"resets %1"_s.arg(UsageTexts::relativeTime(*date, now)) : QString()},
-            {u"help"_s, window.caption()},
-            {u"ahead"_s, false}});
+        QStringList caption{window.caption()};
+        if (const auto date = window.resetDate())
+            caption.append(u"resets "_s + UsageTexts::relativeTime(*date, now));
+        list.append(QVariantMap{{u"label"_s, label},
+                                {u"percent"_s, window.percent()},
+                                {u"extra"_s, 0},
+                                {u"text"_s, u"%1%"_s.arg(window.percent())},
+                                {u"caption"_s, caption.join(u" · "_s)},
+                                {u"help"_s, QString()},
+                                {u"ahead"_s, false}});
     }
     return list;
 }

@@ -85,8 +85,8 @@ Item {
     }
     HoverHandler { id: pointer }
     KTooltip {
-        visible: pointer.hovered && root.meter.help !== ""
-        text: (root.bare ? root.meter.label + " " + root.meter.text + (root.meter.caption !== "" ? " · " + root.meter.caption : "") + "\n" : "")
-            + root.meter.help
+        readonly property string all: [root.meter.label + " " + root.meter.text, root.meter.caption].filter(words => words !== "").join(" · ")
+        visible: pointer.hovered && text !== ""
+        text: [root.bare ? all : "", root.meter.help].filter(words => words !== "").join("\n")
     }
 }
