@@ -52,7 +52,15 @@ std::optional<QString> noteOf(const DispatchRecord &task, bool hasRuns, bool isS
     return hasRuns ? std::nullopt : missingTurn(task, isScheduled);
 }
 
-TurnView turnOf(const DispatchRecord &task, const RunRecord &run, qsizetype index,
+/// The day is told where it is another than that of the line before.
+QString timingAfter(Date before, const RunRecord &run, const Calendar &calendar)
+{
+    const bool isSameDay = calendar.wallTime(before).day == calendar.wallTime(run.startedAt).day;
+    return isSameDay ? RunDetail::timeOfDay(run, calendar) : RunDetail::timing(run, calendar);
+}
+
+/// `before` is when the turn before started, or the task was asked for.
+TurnView turnOf(const DispatchRecord &task, const RunRecord &run, qsizetype index, Date before,
                 const QList<ActiveRunPtr> &active, const Calendar &calendar)
 {
     TurnView turn;
@@ -60,7 +68,7 @@ TurnView turnOf(const DispatchRecord &task, const RunRecord &run, qsizetype inde
     if (index > 0)
         turn.heading = u"FOLLOW-UP %1"_s.arg(index);
     turn.request = DispatchLedger::turnMessage(run, task, index == 0);
-    turn.timing = RunDetail::timing(run, calendar);
+    turn.timing = timingAfter(before, run, calendar);
     const auto live = std::ranges::find_if(active, [&](const auto &one) { return one->record.id == run.id; });
     turn.isLive = live != active.end();
     if (turn.isLive) {
@@ -85,8 +93,10 @@ DispatchTaskCard DispatchTaskCard::build(const DispatchRecord &task, const QList
     card.title = task.displayName();
     card.facts = Keelhaven::facts(task, calendar);
     card.note = noteOf(task, !runs.isEmpty(), isScheduled);
-    for (qsizetype i = 0; i < runs.size(); ++i)
-        card.turns.append(turnOf(task, runs[i], i, active, calendar));
+    for (qsizetype i = 0; i < runs.size(); ++i) {
+        const Date before = i == 0 ? task.receivedAt : runs[i - 1].startedAt;
+        card.turns.append(turnOf(task, runs[i], i, before, active, calendar));
+    }
     card.deliverables = assets(task, runs);
     return card;
 }

@@ -58,7 +58,11 @@ QString dayHeading(Date moment, Date now, const Calendar &calendar)
         return u"Today"_s;
     if (days == 1)
         return u"Yesterday"_s;
-    return days < 7 ? TimeTexts::weekdayDay(moment, calendar) : TimeTexts::monthDay(moment, calendar);
+    if (days < 7)
+        return TimeTexts::weekdayDay(moment, calendar);
+    const QString date = TimeTexts::monthDay(moment, calendar);
+    const auto year = calendar.wallTime(moment).date().year();
+    return year == calendar.wallTime(now).date().year() ? date : u"%1, %2"_s.arg(date).arg(int(year));
 }
 
 } // namespace
