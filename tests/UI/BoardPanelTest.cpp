@@ -16,8 +16,8 @@ using namespace Qt::StringLiterals;
 class Board : public Screen
 {
 public:
-    explicit Board(const DemoProfile::Options &options)
-        : Screen(options)
+    explicit Board(const DemoProfile::Options &options, QSize size = {1280, 800})
+        : Screen(options, size)
         , views(WindowViews::of(*view().engine()))
     {
         profile.model().selection().setPanel(AppPanel::Keelhaven);
@@ -54,6 +54,30 @@ TEST(BoardPanelTest, TheFirstStartShowsTheChecklistUntilItIsSkipped)
     EXPECT_FALSE(board.shows(u"Set up Keelhaven"_s));
     EXPECT_TRUE(board.shows(u"Morning report"_s));
     EXPECT_TRUE(board.profile.settings().flag(u"setupDone"_s));
+}
+
+TEST(BoardPanelTest, WhatTheKeyboardIsOnIsInSight)
+{
+    Board board({.hasSweeps = true}, {900, 400});
+    const QQuickItem *page = board.item(u"boardPage"_s);
+    ASSERT_GT(page->property("contentHeight").toReal(), page->height());
+    QSet<QQuickItem *> onPage;
+    for (int step = 0; step < 40; ++step) {
+        board.press(Qt::Key_Tab);
+        QQuickItem *item = board.view().activeFocusItem();
+        if (!item || item == page || !page->isAncestorOf(item))
+            continue;
+        const QRectF place = item->mapRectToItem(page, {0, 0, item->width(), item->height()});
+        EXPECT_GE(place.top(), 0);
+        EXPECT_LE(place.bottom(), page->height());
+        onPage.insert(item);
+    }
+    EXPECT_GE(onPage.size(), 5) << "both buttons, the follow-up and the earlier reports";
+    board.item(u"boardPage"_s)->forceActiveFocus(Qt::TabFocusReason);
+    board.press(Qt::Key_End);
+    EXPECT_TRUE(page->property("atYEnd").toBool());
+    board.press(Qt::Key_Home);
+    EXPECT_TRUE(page->property("atYBeginning").toBool());
 }
 
 TEST(BoardPanelTest, ANewerReleaseIsAnnouncedUntilItIsSkipped)

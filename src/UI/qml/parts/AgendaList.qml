@@ -7,6 +7,27 @@ FocusScope {
     id: root
 
     readonly property var view: App.scheduler
+    /// The firing of the current day that the keyboard is on; -1 is the day itself.
+    property int entry: -1
+
+    /// Up and down go from firing to firing, and stand on a day where there is none.
+    function step(by) {
+        const count = () => list.currentItem ? list.currentItem.entries.length : 0;
+        const next = entry + by;
+        if (next >= 0 && next < count()) {
+            entry = next;
+        } else {
+            const day = list.currentIndex + by;
+            if (day < 0 || day >= list.count)
+                return;
+            list.currentIndex = day;
+            entry = by < 0 || count() === 0 ? count() - 1 : 0;
+        }
+        list.showsFocus = true;
+        const row = list.currentItem.entryAt(entry) || list.currentItem;
+        row.forceActiveFocus(Qt.TabFocusReason);
+        list.reveal(row);
+    }
 
     KList {
         id: list
@@ -19,6 +40,18 @@ FocusScope {
         reuseItems: false
         label: "Next 10 days"
         model: root.view.agendaIsEmpty ? null : root.view.agenda
+        onCurrentIndexChanged: root.entry = -1
+        Keys.onUpPressed: root.step(-1)
+        Keys.onDownPressed: root.step(1)
+
+        /// A day may be taller than the list.
+        function reveal(item) {
+            const top = item.mapToItem(contentItem, 0, 0).y;
+            if (top - 48 < contentY)
+                contentY = Math.max(originY, top - 48);
+            else if (top + item.height + 24 > contentY + height)
+                contentY = top + item.height + 24 - height;
+        }
 
         header: Item {
             width: list.width
@@ -49,6 +82,10 @@ FocusScope {
             Accessible.role: Accessible.ListItem
             Accessible.name: title + (entries.length === 0 ? ", nothing" : "")
 
+            function entryAt(index) {
+                return index < 0 ? null : firings.itemAt(index);
+            }
+
             Rectangle {
                 id: card
                 x: Theme.lg
@@ -57,7 +94,7 @@ FocusScope {
                 radius: Theme.radius + 2
                 color: day.entries.length > 0 ? Theme.raised : "transparent"
                 border.width: 1
-                border.color: list.activeFocus && list.showsFocus && day.ListView.isCurrentItem ? Theme.focus : Theme.line
+                border.color: list.activeFocus && list.showsFocus && day.ListView.isCurrentItem && root.entry < 0 ? Theme.focus : Theme.line
 
                 KText {
                     x: 14
@@ -82,6 +119,7 @@ FocusScope {
                     width: parent.width
 
                     Repeater {
+                        id: firings
                         model: day.entries
 
                         T.AbstractButton {
@@ -92,7 +130,7 @@ FocusScope {
                             width: card.width - 12
                             height: 30
                             hoverEnabled: true
-                            focusPolicy: Qt.TabFocus
+                            focusPolicy: Qt.NoFocus
                             Accessible.name: modelData.time + ", " + modelData.name
                             Keys.onReturnPressed: clicked()
                             onClicked: root.view.selectSlot(modelData.slotID)

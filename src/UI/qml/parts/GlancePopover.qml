@@ -14,13 +14,11 @@ T.Popup {
     focus: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
 
-    contentItem: Flickable {
+    contentItem: KPage {
         implicitWidth: 320
         implicitHeight: panel.implicitHeight
         contentHeight: panel.implicitHeight
-        clip: true
-        boundsBehavior: Flickable.StopAtBounds
-        T.ScrollBar.vertical: KScrollBar {}
+        label: "Glance"
 
         GlancePanel {
             id: panel

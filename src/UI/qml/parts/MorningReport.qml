@@ -6,6 +6,10 @@ KCard {
     id: root
 
     readonly property bool hasReport: Sweep.blocks.length > 0
+    readonly property bool hasOthers: Sweep.followUps.length > 0 || Sweep.earlier.length > 0
+    /// How wide it may become; from a width on the other reports stand beside the latest.
+    property real room: width
+    readonly property bool isWide: room >= 1100 && hasOthers
 
     objectName: "morningReport"
     padding: Theme.xl
@@ -158,44 +162,71 @@ KCard {
         }
     }
     KLine { width: parent.width }
-    Prose {
-        width: Math.min(parent.width, 680)
-        visible: root.hasReport
-        blocks: Sweep.blocks
-    }
-    KParagraph {
-        width: Math.min(parent.width, 680)
-        visible: text !== ""
-        text: Sweep.notice
-        color: Theme.textSoft
-        maximumLineCount: 12
-        elide: Text.ElideRight
-    }
-    Column {
+    Item {
         width: parent.width
-        spacing: 4
-        visible: Sweep.followUps.length > 0
+        implicitHeight: root.isWide ? Math.max(latest.implicitHeight, others.implicitHeight)
+            : latest.implicitHeight + (others.visible ? Theme.lg + others.implicitHeight : 0)
 
-        KLabel { text: "GONE ON WITH" }
-        Repeater {
-            model: Sweep.followUps
-            Line {
-                required property var modelData
-                run: modelData
+        Column {
+            id: latest
+            width: Math.min(680, parent.width)
+            spacing: Theme.lg
+
+            Prose {
+                width: parent.width
+                visible: root.hasReport
+                blocks: Sweep.blocks
+            }
+            KParagraph {
+                width: parent.width
+                visible: text !== ""
+                text: Sweep.notice
+                color: Theme.textSoft
+                maximumLineCount: 12
+                elide: Text.ElideRight
             }
         }
-    }
-    Column {
-        width: parent.width
-        spacing: 4
-        visible: Sweep.earlier.length > 0
+        KLine {
+            x: others.x - Theme.xl
+            visible: root.isWide
+            vertical: true
+            height: parent.height
+        }
+        Column {
+            id: others
+            x: root.isWide ? parent.width - width : 0
+            y: root.isWide ? 0 : latest.implicitHeight + Theme.lg
+            width: root.isWide ? parent.width - latest.width - 2 * Theme.xl : parent.width
+            spacing: Theme.lg
+            visible: root.hasOthers
 
-        KLabel { text: "EARLIER REPORTS" }
-        Repeater {
-            model: Sweep.earlier
-            Line {
-                required property var modelData
-                run: modelData
+            Column {
+                width: parent.width
+                spacing: 4
+                visible: Sweep.followUps.length > 0
+
+                KLabel { text: "GONE ON WITH" }
+                Repeater {
+                    model: Sweep.followUps
+                    Line {
+                        required property var modelData
+                        run: modelData
+                    }
+                }
+            }
+            Column {
+                width: parent.width
+                spacing: 4
+                visible: Sweep.earlier.length > 0
+
+                KLabel { text: "EARLIER REPORTS" }
+                Repeater {
+                    model: Sweep.earlier
+                    Line {
+                        required property var modelData
+                        run: modelData
+                    }
+                }
             }
         }
     }

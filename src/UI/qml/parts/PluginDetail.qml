@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Keelhaven
 
 /// One plugin: what it is, where it comes from and what it brings.
@@ -7,6 +6,8 @@ FocusScope {
     id: root
 
     property bool narrow: false
+    /// On wide windows the text stands in the middle, and the header with it.
+    readonly property int margin: Math.max(narrow ? Theme.xl : Theme.xxl, Math.floor((width - 720) / 2))
     readonly property var detail: Plugins.detail
     readonly property string shownKey: detail.key || ""
 
@@ -26,7 +27,7 @@ FocusScope {
     }
     KText {
         id: title
-        x: root.narrow ? 56 : Theme.xxl
+        x: root.narrow ? Math.max(56, root.margin) : root.margin
         y: 18
         width: Math.min(implicitWidth, parent.width - x - chip.width - Theme.md - Theme.xl)
         text: root.detail.title || "Unnamed"
@@ -46,28 +47,20 @@ FocusScope {
         y: 63
         width: parent.width
     }
-    Flickable {
+    KPage {
         id: page
         y: 64
         width: parent.width
         height: parent.height - y
         focus: true
-        clip: true
-        contentWidth: width
+        label: "Plugin"
         contentHeight: body.implicitHeight + body.y + Theme.xl
-        boundsBehavior: Flickable.StopAtBounds
-        activeFocusOnTab: contentHeight > height
-        T.ScrollBar.vertical: KScrollBar {}
-        Keys.onUpPressed: contentY = Math.max(0, contentY - 60)
-        Keys.onDownPressed: contentY = Math.min(Math.max(0, contentHeight - height), contentY + 60)
-        Accessible.role: Accessible.Pane
-        Accessible.name: "Plugin"
 
         Column {
             id: body
-            x: root.narrow ? Theme.xl : Theme.xxl
+            x: root.margin
             y: Theme.xl
-            width: Math.min(720, page.width - 2 * x)
+            width: page.width - 2 * x
             spacing: Theme.xl
 
             KCallout {

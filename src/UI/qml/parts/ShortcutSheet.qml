@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Templates as T
 import Keelhaven
 
 /// Every shortcut of the window.
@@ -15,6 +16,10 @@ KSheet {
         clip: true
         focus: true
         boundsBehavior: Flickable.StopAtBounds
+        currentIndex: -1
+        T.ScrollBar.vertical: KScrollBar {}
+        Keys.onUpPressed: contentY = Math.max(0, contentY - 32)
+        Keys.onDownPressed: contentY = Math.max(0, Math.min(contentHeight - height, contentY + 32))
         Accessible.role: Accessible.List
         Accessible.name: root.title
         model: [

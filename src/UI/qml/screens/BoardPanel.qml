@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Keelhaven
 
 /// The first panel: what is left to set up, and what the last sweep said.
@@ -20,32 +19,34 @@ FocusScope {
         y: 63
         width: parent.width
     }
-    Flickable {
-        id: flick
+    KPage {
+        id: page
+        objectName: "boardPage"
         y: 64
         width: parent.width
         height: parent.height - y
-        clip: true
-        contentWidth: width
+        focus: true
+        label: "Board"
         contentHeight: column.implicitHeight + 2 * Theme.xl
-        boundsBehavior: Flickable.StopAtBounds
-        T.ScrollBar.vertical: KScrollBar {}
 
         Column {
             id: column
-            x: Math.max(Theme.xl, (flick.width - width) / 2)
+            x: Math.max(Theme.xl, (page.width - width) / 2)
             y: Theme.xl
-            width: Math.min(760, flick.width - 2 * Theme.xl)
+            width: Math.min(report.visible && report.isWide ? 1160 : 760, page.width - 2 * Theme.xl)
             spacing: Theme.xl
 
             Loader {
-                width: parent.width
+                anchors.horizontalCenter: parent.horizontalCenter
+                width: Math.min(760, parent.width)
                 active: Setup.wanted
                 visible: active
-                sourceComponent: SetupCard { width: column.width }
+                sourceComponent: SetupCard {}
             }
             MorningReport {
+                id: report
                 width: parent.width
+                room: page.width - 2 * Theme.xl
                 // While the first set-up stands open, a report that cannot be there yet is only noise.
                 visible: !Setup.wanted || Sweep.runID !== "" || Sweep.state !== ""
             }

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Keelhaven
 
 /// The settings, page by page.
@@ -126,35 +125,15 @@ FocusScope {
         }
     }
 
-    Flickable {
+    KPage {
         id: flick
         objectName: "settingsContent"
         x: pages.width + 1
         width: parent.width - x
         height: parent.height
-        clip: true
-        contentWidth: width
+        label: "Page"
+        activeFocusOnTab: false
         contentHeight: content.implicitHeight + 2 * Theme.xl
-        boundsBehavior: Flickable.StopAtBounds
-        T.ScrollBar.vertical: KScrollBar {}
-
-        /// Keeps what the keyboard is on in sight.
-        function reveal(item) {
-            const top = item.mapToItem(contentItem, 0, 0).y;
-            if (top - 60 < contentY)
-                contentY = Math.max(0, top - 60);
-            else if (top + item.height + 60 > contentY + height)
-                contentY = Math.max(0, Math.min(contentHeight - height, top + item.height + 60 - height));
-        }
-        readonly property Item focused: root.Window.activeFocusItem
-        onFocusedChanged: {
-            for (let each = focused; each; each = each.parent) {
-                if (each === content) {
-                    reveal(focused);
-                    return;
-                }
-            }
-        }
 
         FocusScope {
             id: content

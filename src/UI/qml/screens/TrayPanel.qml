@@ -8,7 +8,8 @@ Window {
     property double hiddenAt: 0
 
     width: 320
-    height: body.implicitHeight
+    // Many live runs make it taller than a small screen.
+    height: Math.min(body.implicitHeight, Screen.height - 64)
     flags: Qt.Tool | Qt.FramelessWindowHint | Qt.WindowStaysOnTopHint
     color: "transparent"
     title: "Keelhaven"
@@ -45,10 +46,17 @@ Window {
         border.width: 1
         border.color: Theme.lineStrong
     }
-    GlancePanel {
-        id: body
+    KPage {
         anchors.fill: parent
+        label: "Glance"
+        contentHeight: body.implicitHeight
         focus: true
-        onDone: panel.hide()
+
+        GlancePanel {
+            id: body
+            width: panel.width
+            focus: true
+            onDone: panel.hide()
+        }
     }
 }
