@@ -30,6 +30,11 @@ RunHeader headerOf(const RunRecord &record, const QString &state)
     return header;
 }
 
+QString withLength(const QString &start, const RunRecord &record)
+{
+    return record.endedAt ? start % separator % TimeTexts::length(*record.endedAt - record.startedAt) : start;
+}
+
 } // namespace
 
 Selection select(const std::optional<QUuid> &runID, const QList<ActiveRunPtr> &active,
@@ -73,6 +78,25 @@ RunHeader liveHeader(const ActiveRun &run)
     RunHeader header = headerOf(run.record, stateText(run));
     header.stop = Action{u"Stop"_s, u"Stop this run — closes its Herdr pane and records it as cancelled"_s};
     return header;
+}
+
+std::optional<WaitingRun> waitingRun(const QUuid &runID, const QList<RunRecord> &launching,
+                                     const QList<QueuedRun> &queued)
+{
+    const auto rows = queueRows({}, launching, queued);
+    const auto row = std::ranges::find(rows, runID, &QueueRow::runID);
+    if (row == rows.end())
+        return std::nullopt;
+    const auto isIt = [&](const auto &run) { return run.record.id == runID; };
+    const auto waiting = std::ranges::find_if(queued, isIt);
+    if (waiting == queued.end()) {
+        const auto &record = *std::ranges::find(launching, runID, &RunRecord::id);
+        return WaitingRun{headerOf(record, row->state), u"Its session is being opened."_s};
+    }
+    WaitingRun run{headerOf(waiting->record, row->state),
+                   row->stateHelp.value_or(u"It starts as soon as there is room for it."_s)};
+    run.header.dequeue = Action{u"Take out of the queue"_s, {}};
+    return run;
 }
 
 LiveRunCard liveCard(const ActiveRun &run)
@@ -136,8 +160,12 @@ Report report(const RunRecord &record)
 
 QString timing(const RunRecord &record, const Calendar &calendar)
 {
-    const QString start = TimeTexts::full(record.startedAt, calendar);
-    return record.endedAt ? start % separator % TimeTexts::length(*record.endedAt - record.startedAt) : start;
+    return withLength(TimeTexts::full(record.startedAt, calendar), record);
+}
+
+QString timeOfDay(const RunRecord &record, const Calendar &calendar)
+{
+    return withLength(TimeTexts::clock(record.startedAt, calendar), record);
 }
 
 FinishedRunCard finishedCard(const RunRecord &record, const Calendar &calendar)

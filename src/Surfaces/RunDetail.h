@@ -44,6 +44,7 @@ struct RunHeader
     std::optional<Action> resume;
     std::optional<Action> stop;    ///< of a live run
     std::optional<Action> delete_; ///< of a finished one
+    std::optional<Action> dequeue; ///< of a queued one
     Action back;
     bool operator==(const RunHeader &) const = default;
 };
@@ -52,6 +53,18 @@ struct RunHeader
 /// which looks at the disk).
 [[nodiscard]] RunHeader finishedHeader(const RunRecord &record, const std::optional<QString> &resumeBlocked);
 [[nodiscard]] RunHeader liveHeader(const ActiveRun &run);
+
+/// A run that was selected before its session is there: by "Run now", say.
+struct WaitingRun
+{
+    RunHeader header;
+    QString reason; ///< a sentence
+    bool operator==(const WaitingRun &) const = default;
+};
+
+/// Nothing for a run that is neither being launched nor queued.
+[[nodiscard]] std::optional<WaitingRun> waitingRun(const QUuid &runID, const QList<RunRecord> &launching,
+                                                   const QList<QueuedRun> &queued);
 
 struct LabelledRow
 {
@@ -86,6 +99,8 @@ struct Report
 
 /// "Mon 23 Nov, 7:05 PM · 1m 1s"; the start alone while it has no end.
 [[nodiscard]] QString timing(const RunRecord &record, const Calendar &calendar);
+/// The same without the day: "7:05 PM · 1m 1s"
+[[nodiscard]] QString timeOfDay(const RunRecord &record, const Calendar &calendar);
 
 inline constexpr QStringView reportHeading = u"WHAT IT REPORTED";
 inline constexpr QStringView deliverablesHeading = u"DELIVERABLES";

@@ -43,7 +43,7 @@ QVariantMap variantOf(const RunDetail::RunHeader &header)
     return {{u"title"_s, ShownText::line(header.title)}, {u"subtitle"_s, ShownText::line(header.subtitle)},
             {u"isFailure"_s, header.isFailure},          {u"resume"_s, variantOf(header.resume)},
             {u"stop"_s, variantOf(header.stop)},         {u"delete"_s, variantOf(header.delete_)},
-            {u"back"_s, variantOf(header.back)}};
+            {u"back"_s, variantOf(header.back)},         {u"dequeue"_s, variantOf(header.dequeue)}};
 }
 
 QVariantMap fact(const QString &label, const QString &value, bool isCode = false)
@@ -97,7 +97,7 @@ QString RunDetailView::card() const
 {
     switch (m_selection.card) {
     case RunDetail::Selection::Card::Nothing:
-        return u"nothing"_s;
+        return m_waiting ? u"waiting"_s : u"nothing"_s;
     case RunDetail::Selection::Card::Task:
         return u"task"_s;
     case RunDetail::Selection::Card::Live:
@@ -119,7 +119,12 @@ void RunDetailView::update()
     }
     const auto taskOf = [this](const QUuid &slotID) { return m_model.dispatch().taskRecord(slotID); };
     m_selection = RunDetail::select(m_runID, engine.active(), engine.history(), taskOf);
-    if (m_selection.task)
+    m_waiting.reset();
+    if (m_selection.card == RunDetail::Selection::Card::Nothing && m_runID)
+        m_waiting = RunDetail::waitingRun(*m_runID, engine.launching(), engine.queued());
+    if (m_waiting)
+        show(partsOf(*m_waiting));
+    else if (m_selection.task)
         show(partsOf(*m_selection.task));
     else if (m_selection.active)
         show(partsOf(*m_selection.active));
@@ -171,6 +176,13 @@ void RunDetailView::show(const Parts &parts)
     take(m_parts.header, parts.header, &RunDetailView::headerChanged);
     take(m_parts.facts, parts.facts, &RunDetailView::factsChanged);
     take(m_parts.deliverables, parts.deliverables, &RunDetailView::deliverablesChanged);
+}
+
+RunDetailView::Parts RunDetailView::partsOf(const RunDetail::WaitingRun &run)
+{
+    Parts parts;
+    parts.header = variantOf(run.header);
+    return parts;
 }
 
 RunDetailView::Parts RunDetailView::partsOf(const ActiveRun &run) const
@@ -309,6 +321,15 @@ void RunDetailView::stop()
 {
     if (m_runID)
         m_model.scheduler().stop(*m_runID);
+}
+
+void RunDetailView::dequeue()
+{
+    if (!m_runID)
+        return;
+    const QUuid id = *m_runID;
+    back();
+    m_model.scheduler().dequeue(id);
 }
 
 void RunDetailView::remove()

@@ -17,7 +17,7 @@ class RunDetailView : public QObject
     Q_OBJECT
     QML_ANONYMOUS
     Q_PROPERTY(QString runID READ runID NOTIFY changed)
-    /// "nothing", "task", "live" or "finished"
+    /// "nothing", "task", "live", "finished", or "waiting" for a run that is queued or being launched
     Q_PROPERTY(QString card READ card NOTIFY changed)
     Q_PROPERTY(QVariantMap header READ header NOTIFY headerChanged)
     Q_PROPERTY(QVariantMap live READ live NOTIFY liveChanged)
@@ -31,6 +31,8 @@ class RunDetailView : public QObject
     Q_PROPERTY(RawOutput *liveScreen READ liveScreen CONSTANT)
     Q_PROPERTY(bool showsRawOutput READ showsRawOutput WRITE setShowsRawOutput NOTIFY rawOutputChanged)
     Q_PROPERTY(QString nothingText READ nothingText CONSTANT)
+    /// Why the run is not live yet.
+    Q_PROPERTY(QString waitingText READ waitingText NOTIFY changed)
 
 public:
     explicit RunDetailView(AppModel &model, QObject *parent = nullptr);
@@ -50,6 +52,7 @@ public:
     [[nodiscard]] bool showsRawOutput() const { return m_showsRawOutput; }
     void setShowsRawOutput(bool shows);
     [[nodiscard]] QString nothingText() const { return RunDetail::nothingSelected.toString(); }
+    [[nodiscard]] QString waitingText() const { return m_waiting ? m_waiting->reason : QString(); }
 
     /// How long the live run has been at it.
     Q_INVOKABLE QString elapsed() const;
@@ -57,6 +60,8 @@ public:
     Q_INVOKABLE void setWatched(bool watched);
     Q_INVOKABLE void resume();
     Q_INVOKABLE void stop();
+    /// Takes a waiting run out of the queue.
+    Q_INVOKABLE void dequeue();
     Q_INVOKABLE void remove();
     Q_INVOKABLE void takeOver();
     Q_INVOKABLE void openInHerdr();
@@ -89,6 +94,7 @@ private:
     void update();
     /// Tells QML only of parts that differ: what is laid out already stays, with its scroll position.
     void show(const Parts &parts);
+    [[nodiscard]] static Parts partsOf(const RunDetail::WaitingRun &run);
     [[nodiscard]] Parts partsOf(const ActiveRun &run) const;
     [[nodiscard]] Parts partsOf(const RunRecord &record) const;
     [[nodiscard]] Parts partsOf(const DispatchRecord &task) const;
@@ -100,6 +106,7 @@ private:
     AppModel &m_model;
     std::optional<QUuid> m_runID;
     RunDetail::Selection m_selection;
+    std::optional<RunDetail::WaitingRun> m_waiting; ///< the selected run, while it is on its way
     Parts m_parts;
     QHash<QUuid, QString> m_progress; ///< of live runs
     RawOutput m_rawOutput;

@@ -109,6 +109,29 @@ TEST(RunDetail, TimingHasALengthOnceItEnded)
     EXPECT_EQ(RunDetail::timing(run, utc), u"Mon 23 Nov, 7:05 PM");
 }
 
+TEST(RunDetail, ARunOnItsWaySaysWhatItWaitsFor)
+{
+    auto launching = finished({});
+    launching.outcome.reset();
+    QueuedRun free;
+    free.record.slotName = u"Nightly"_s;
+    QueuedRun held = free;
+    free.record.id = QUuid::createUuid();
+    held.record.id = QUuid::createUuid();
+    held.notBefore = sevenOFive;
+    held.holdReason = u"session 92% ≥ 50% cap"_s;
+    const auto waiting = [&](const QUuid &id) {
+        return RunDetail::waitingRun(id, {launching}, {free, held});
+    };
+    EXPECT_EQ(waiting(launching.id)->header.subtitle, u"Claude · starting");
+    EXPECT_FALSE(waiting(launching.id)->header.dequeue) << "its session may be there any moment";
+    EXPECT_EQ(waiting(free.record.id)->header.subtitle, u"Claude · queued");
+    EXPECT_TRUE(waiting(free.record.id)->header.dequeue);
+    EXPECT_EQ(waiting(held.record.id)->header.subtitle, u"Claude · waiting on usage");
+    EXPECT_EQ(waiting(held.record.id)->reason, u"session 92% ≥ 50% cap");
+    EXPECT_FALSE(waiting(QUuid::createUuid()));
+}
+
 TEST(RunDetail, HeadersOfferWhatTheRunAllows)
 {
     auto failed = finished(RunOutcome::timeout());
@@ -219,6 +242,23 @@ TEST(DispatchTaskCard, TurnsAskAndAnswer)
     EXPECT_TRUE(card.turns[1].isLive);
     EXPECT_FALSE(card.turns[1].answer);
     EXPECT_EQ(card.turns[1].blockedCallout, u"Waiting for an answer — open it in Herdr to unblock it."_s);
+}
+
+TEST(DispatchTaskCard, ATurnTellsItsDayWhereItIsANewOne)
+{
+    DispatchRecord task;
+    task.receivedAt = sevenOFive;
+    QList<RunRecord> runs;
+    for (const auto hours : {0, 4, 5, 30}) {
+        runs.append(finished(RunOutcome::completed()));
+        runs.last().startedAt = sevenOFive + std::chrono::hours(hours);
+        runs.last().endedAt = runs.last().startedAt + std::chrono::seconds(9);
+    }
+    QStringList timings;
+    for (const auto &turn : DispatchTaskCard::build(task, runs, {}, false, utc).turns)
+        timings.append(turn.timing);
+    EXPECT_EQ(timings, QStringList({u"7:05 PM · 9s"_s, u"11:05 PM · 9s"_s, u"Tue 24 Nov, 12:05 AM · 9s"_s,
+                                    u"Wed 25 Nov, 1:05 AM · 9s"_s}));
 }
 
 TEST(DispatchTaskCard, DeliverablesComeFromTheResult)

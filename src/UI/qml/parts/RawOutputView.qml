@@ -48,9 +48,11 @@ Rectangle {
             width: ListView.view.width
             textFormat: Text.PlainText
             text: line
-            wrapMode: Text.WrapAnywhere
-            maximumLineCount: 40
-            elide: Text.ElideRight
+            // A rule over the terminal's whole width stays one line where there is less room.
+            wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+            maximumLineCount: /^\s*([─━═—_=*-])\1{19,}\s*$/.test(line) ? 1 : 40
+            elide: maximumLineCount === 1 ? Text.ElideNone : Text.ElideRight
+            clip: maximumLineCount === 1
             color: Theme.text
             font.family: Theme.mono
             font.pixelSize: Theme.small

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Keelhaven
 
 /// One run: what it does, or what it did.
@@ -15,8 +14,11 @@ FocusScope {
     readonly property bool isFinished: detail.card === "finished"
     readonly property bool isTask: detail.card === "task"
     readonly property bool low: height < 440
-    /// On wide windows the text stands in the middle, and the header with it.
-    readonly property int margin: Math.max(width < 520 ? Theme.lg : Theme.xxl, Math.floor((width - 720) / 2))
+    readonly property int edge: width < 520 ? Theme.lg : Theme.xxl
+    /// On wide windows the text stands in the middle, and the header with it. A terminal takes what there is, up
+    /// to its own width: a session's has 200 columns.
+    readonly property int margin: isLive ? terminalMargin : Math.max(edge, Math.floor((width - 720) / 2))
+    readonly property int terminalMargin: Math.max(edge, Math.floor((width - 1480) / 2))
     readonly property int start: Math.max(56, margin + 24)
 
     readonly property string shownRun: detail.runID
@@ -24,12 +26,23 @@ FocusScope {
     onShownRunChanged: page.contentY = 0
     Keys.onEscapePressed: detail.back()
 
-    KEmpty {
+    Column {
         anchors.centerIn: parent
         width: parent.width - 2 * Theme.xl
-        visible: root.detail.card === "nothing"
-        iconName: "history"
-        text: root.detail.nothingText
+        visible: root.detail.card === "nothing" || root.detail.card === "waiting"
+        spacing: Theme.lg
+
+        KEmpty {
+            width: parent.width
+            iconName: root.detail.card === "waiting" ? "hourglass" : "history"
+            text: root.detail.card === "waiting" ? root.detail.waitingText : root.detail.nothingText
+        }
+        KButton {
+            anchors.horizontalCenter: parent.horizontalCenter
+            visible: root.detail.card === "nothing"
+            text: "Back to the agent editor"
+            onClicked: root.detail.back()
+        }
     }
 
     FocusScope {
@@ -41,11 +54,12 @@ FocusScope {
 
         KButton {
             id: back
+            objectName: "backButton"
             x: root.start - 44
             y: root.low ? 12 : 20
             kind: "quiet"
             iconName: "arrow-left"
-            help: root.detail.header.back ? root.detail.header.back.title : ""
+            help: root.detail.header.back ? root.detail.header.back.help : ""
             onClicked: root.detail.back()
         }
         KText {
@@ -97,6 +111,14 @@ FocusScope {
                 onClicked: root.detail.resume()
             }
             KButton {
+                objectName: "dequeueButton"
+                readonly property var deed: root.detail.header.dequeue
+                visible: deed !== undefined
+                text: deed ? deed.title : ""
+                iconName: "cross"
+                onClicked: root.detail.dequeue()
+            }
+            KButton {
                 objectName: "stopButton"
                 readonly property var deed: root.detail.header.stop
                 visible: deed !== undefined
@@ -133,22 +155,15 @@ FocusScope {
         onRunningChanged: if (!running) text = ""
     }
 
-    Flickable {
+    KPage {
         id: page
+        objectName: "runPage"
         y: header.height
         width: parent.width
         height: parent.height - y
         visible: header.visible && !root.detail.showsRawOutput
-        clip: true
-        contentWidth: width
+        label: "Run"
         contentHeight: body.implicitHeight + 2 * Theme.xl
-        boundsBehavior: Flickable.StopAtBounds
-        activeFocusOnTab: contentHeight > height
-        T.ScrollBar.vertical: KScrollBar {}
-        Keys.onUpPressed: contentY = Math.max(0, contentY - 60)
-        Keys.onDownPressed: contentY = Math.min(Math.max(0, contentHeight - height), contentY + 60)
-        Accessible.role: Accessible.Pane
-        Accessible.name: "Run"
 
         Column {
             id: body
@@ -178,17 +193,18 @@ FocusScope {
                 spacing: Theme.sm
                 KLabel { text: "LATEST PROGRESS" }
                 KParagraph {
-                    width: parent.width
+                    width: Math.min(720, parent.width)
                     text: root.detail.progress
                     font.pixelSize: Theme.prose
                 }
             }
             Facts {
-                width: parent.width
+                width: Math.min(720, parent.width)
                 visible: root.isLive
                 rows: root.isLive ? root.detail.live.rows || [] : []
             }
             Column {
+                id: terminal
                 width: parent.width
                 visible: root.hasSession && screen.count > 0
                 spacing: Theme.sm
@@ -196,7 +212,8 @@ FocusScope {
                 RawOutputView {
                     id: screen
                     width: parent.width
-                    height: Math.max(160, Math.min(560, page.height - 300))
+                    // Down to the lower edge, but never less than one can read in.
+                    height: Math.max(root.isTask ? 320 : 200, root.isTask ? 0 : page.height - terminal.y - y - 2 * Theme.xl)
                     output: root.detail.liveScreen
                     followsEnd: true
                 }
@@ -287,16 +304,16 @@ FocusScope {
 
         KButton {
             id: hideRaw
-            x: root.margin
+            x: root.terminalMargin
             y: Theme.md
             text: "Hide raw terminal output"
             iconName: "terminal"
             onClicked: root.detail.showsRawOutput = false
         }
         RawOutputView {
-            x: root.margin
+            x: root.terminalMargin
             y: hideRaw.y + hideRaw.height + Theme.md
-            width: parent.width - 2 * root.margin
+            width: parent.width - 2 * root.terminalMargin
             height: parent.height - y - Theme.lg
             output: root.detail.rawOutput
         }
