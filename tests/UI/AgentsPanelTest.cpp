@@ -71,8 +71,84 @@ TEST(AgentsPanelTest, TheKeyboardReachesEveryListAndOpensARun)
     EXPECT_TRUE(screen.shows(u"WHAT IT REPORTED"_s));
     EXPECT_TRUE(screen.shows(u"DELIVERABLES"_s));
     EXPECT_TRUE(screen.shows(u"traffic.png"_s));
-    screen.press(Qt::Key_Escape);
+    EXPECT_EQ(screen.item(u"backButton"_s)->property("help").toString(), u"Back to the agent editor"_s);
     screen.item(u"runDetail"_s)->forceActiveFocus();
+    screen.press(Qt::Key_Escape);
+    EXPECT_FALSE(screen.profile.model().selection().selectedRunID());
+}
+
+TEST(AgentsPanelTest, UpAndDownGoFromFiringToFiringAndStayInSight)
+{
+    Screen screen({.hasLiveRuns = false}, {1280, 480});
+    screen.press(Qt::Key_2, Qt::AltModifier);
+    QQuickItem *list = screen.item(u"agendaList"_s);
+    list->forceActiveFocus(Qt::TabFocusReason);
+    auto &agenda = *screen.app.scheduler()->agenda();
+    const auto focused = [&] {
+        return QAccessible::queryAccessibleInterface(screen.view().activeFocusItem())
+            ->text(QAccessible::Name);
+    };
+    for (int day = 0; day < 3; ++day) {
+        for (const AgendaEntry &entry : agenda.rows()[day].entries) {
+            screen.press(Qt::Key_Down);
+            EXPECT_EQ(focused(), u"%1, %2"_s.arg(entry.time, entry.name));
+            const QQuickItem *item = screen.view().activeFocusItem();
+            const QRectF place = item->mapRectToItem(list, {0, 0, item->width(), item->height()});
+            EXPECT_TRUE(QRectF(0, 0, list->width(), list->height()).contains(place)) << day;
+        }
+    }
+    const auto before = focused();
+    screen.press(Qt::Key_Down);
+    screen.press(Qt::Key_Up);
+    EXPECT_EQ(focused(), before);
+    screen.press(Qt::Key_Return);
+    EXPECT_EQ(screen.app.scheduler()->selectedSlotID(), uuidText(agenda.rows()[2].entries.last().slotID));
+}
+
+TEST(AgentsPanelTest, ARunThatHasToWaitSaysSoAndCanBeTakenBack)
+{
+    Screen screen;
+    auto &engine = screen.profile.model().scheduler();
+    const auto queued = engine.queued().size();
+    screen.app.scheduler()->runNow(uuidText(engine.slotList().value(7).id));
+    screen.update();
+    ASSERT_EQ(engine.queued().size(), queued + 1);
+    EXPECT_TRUE(screen.shows(u"Claude · queued"_s));
+    EXPECT_TRUE(screen.shows(u"It starts as soon as there is room for it."_s));
+    screen.click(screen.item(u"dequeueButton"_s));
+    EXPECT_EQ(engine.queued().size(), queued);
+    EXPECT_FALSE(screen.profile.model().selection().selectedRunID());
+}
+
+TEST(AgentsPanelTest, ATerminalTakesTheRoomThatAWideWindowHas)
+{
+    Screen screen({}, {1920, 1200});
+    screen.profile.model().selection().setSelectedRunID(screen.profile.blockedRun());
+    screen.update();
+    const QQuickItem *pane = screen.item(u"runDetail"_s);
+    const QQuickItem *terminal = screen.item(u"rawOutput"_s);
+    ASSERT_TRUE(terminal->isVisible());
+    EXPECT_GT(terminal->width(), 0.9 * pane->width());
+    const qreal end = terminal->mapToItem(pane, QPointF(0, terminal->height())).y();
+    EXPECT_LT(end, pane->height());
+    EXPECT_GT(end, pane->height() - 60);
+}
+
+TEST(AgentsPanelTest, ANarrowWindowHasItsMenuAndItsUsageTooAndLooksAtNoRunForEver)
+{
+    Screen screen({.hasLiveRuns = false}, {700, 480});
+    EXPECT_TRUE(screen.item(u"appMenu"_s)->isVisible());
+    screen.click(screen.item(u"usageEntry"_s));
+    EXPECT_TRUE(screen.texts(screen.view().contentItem()).contains(u"Claude usage"_s));
+    screen.press(Qt::Key_Escape);
+
+    auto &selection = screen.profile.model().selection();
+    selection.setSelectedRunID(screen.profile.reportedRun());
+    screen.profile.model().scheduler().clearHistory();
+    settle();
+    screen.update();
+    EXPECT_TRUE(screen.shows(u"Pick a run below, or set one up on the right."_s));
+    EXPECT_TRUE(screen.shows(u"Back to the agent editor"_s));
 }
 
 TEST(AgentsPanelTest, AHiddenRunIsFoundUnderHidden)

@@ -9,6 +9,8 @@ Text {
     elide: Text.ElideRight
     maximumLineCount: 1
     verticalAlignment: Text.AlignVCenter
+    // Lines below each other begin below each other, whichever way their text is written.
+    horizontalAlignment: Text.AlignLeft
     Accessible.role: Accessible.StaticText
     Accessible.name: text
     Accessible.ignored: text === ""

@@ -112,13 +112,14 @@ FocusScope {
     KButton {
         id: menuButton
         objectName: "appMenu"
-        anchors.right: parent.right
-        anchors.rightMargin: 12
-        y: 17
-        visible: !root.compact
+        // Where there is no room beside it, the ship itself opens the menu.
+        x: root.compact ? (parent.width - width) / 2 : parent.width - width - 12
+        y: root.compact ? 12 : 17
+        width: root.compact ? 36 : implicitWidth
+        height: root.compact ? 36 : implicitHeight
         compact: true
         kind: "quiet"
-        iconName: "more"
+        iconName: root.compact ? "" : "more"
         help: "Keelhaven"
         onClicked: appMenu.popup(menuButton, 0, height + 2)
 
@@ -171,9 +172,33 @@ FocusScope {
         spacing: 2
 
         UsageStrip {
+            id: strip
             width: parent.width
             compact: root.compact
             visible: root.height > 560
+            onMoreWanted: usage.show()
+        }
+        Entry {
+            id: usageEntry
+            objectName: "usageEntry"
+            visible: !strip.visible
+            text: "Usage"
+            iconName: "hourglass"
+            onClicked: usage.show()
+        }
+        Loader {
+            id: usage
+            active: false
+            sourceComponent: UsagePopover {
+                parent: root
+                x: root.width - 4
+                y: strip.parent.y + (strip.visible ? strip.y + strip.height : usageEntry.y + usageEntry.height) - height
+            }
+
+            function show() {
+                active = true;
+                item.open();
+            }
         }
         Entry {
             id: glance

@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Templates as T
 import Keelhaven
 
 /// What the accounts behind the agents have left, as a calm strip. Narrow places get the bars alone.
@@ -7,6 +8,9 @@ FocusScope {
 
     property bool compact: false
     property int padding: compact ? 14 : 18
+
+    /// A click on the bars alone.
+    signal moreWanted()
 
     implicitHeight: content.implicitHeight + 16
     objectName: "usageStrip"
@@ -97,6 +101,29 @@ FocusScope {
                 visible: onSign.hovered
             }
         }
+    }
+    T.AbstractButton {
+        id: more
+        objectName: "usageMore"
+        x: 8
+        y: 2
+        width: root.width - 16
+        height: root.height - 4
+        visible: root.compact
+        // The bars below have words of their own for the pointer.
+        hoverEnabled: false
+        focusPolicy: Qt.StrongFocus
+        Accessible.role: Accessible.Button
+        Accessible.name: "Usage"
+        Keys.onReturnPressed: clicked()
+        onClicked: root.moreWanted()
+
+        background: Rectangle {
+            radius: Theme.radius
+            color: pointer.hovered ? Theme.hover : "transparent"
+            KFocus { shown: more.visualFocus; gap: 0 }
+        }
+        HoverHandler { id: pointer }
     }
     KMenu {
         id: providers
