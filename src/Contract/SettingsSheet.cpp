@@ -118,7 +118,8 @@ const std::vector<SettingsSheetRow> &table()
          .control = Stepper,
          .label = u"5 hour session cap",
          .caption = u"below {n}%",
-         .help = u"Per-agent caps override the session default. Manual runs are never gated."},
+         .help = u"Per-agent caps override the session default. Manual runs are never gated.",
+         .offCaption = u"no cap"},
         {.page = Misc,
          .section = u"Usage gating — scheduled runs",
          .key = schedulerPaceGuardEnabled.name,
@@ -178,6 +179,8 @@ std::optional<SettingRange> SettingsSheetRow::range() const
 
 QString SettingsSheetRow::captionFor(qint64 value) const
 {
+    if (value < 1 && !offCaption.isEmpty())
+        return offCaption.toString();
     return caption.toString().replace(u"{n}"_s, QString::number(value));
 }
 

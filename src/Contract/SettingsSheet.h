@@ -27,6 +27,7 @@ struct SettingsSheetRow
     QStringView placeholder = {}; ///< of an empty field
     QStringView help = {};        ///< below the row
     QStringView onlyWith = {};    ///< the switch that must be on for this row to matter
+    QStringView offCaption = {};  ///< the caption of a value below 1; empty where that means nothing special
 
     /// What the control offers, from the catalogue; nothing for anything but a stepper.
     [[nodiscard]] std::optional<SettingRange> range() const;

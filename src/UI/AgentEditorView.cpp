@@ -347,6 +347,7 @@ void AgentEditorView::showFacts()
             QVariantMap{{u"label"_s, AgentEditor::label(group)},
                         {u"text"_s, ShownText::line(AgentEditor::summary(group, m_draft, shipList))}});
     const auto workspaceError = m_model.scheduler().lastWorkspaceError();
+    const qint64 defaultCap = Setting::read(m_model.settings(), Setting::schedulerSessionCapPercent);
     QVariantMap facts{
         {u"name"_s, ShownText::line(slot.name)},
         {u"subtitle"_s, subtitle(slot)},
@@ -359,8 +360,7 @@ void AgentEditorView::showFacts()
         {u"nextDates"_s, m_draft.nextDates(now(), calendar)},
         {u"noDates"_s, AgentEditor::noDatesReason(m_draft, now(), calendar).value_or(QString())},
         {u"summaries"_s, summaries},
-        {u"defaultCap"_s,
-         u"%1 %"_s.arg(Setting::read(m_model.settings(), Setting::schedulerSessionCapPercent))},
+        {u"defaultCap"_s, defaultCap < 1 ? u"no cap"_s : u"%1 %"_s.arg(defaultCap)},
     };
     QStringList missing;
     for (const QString &folder : m_missingFolders)

@@ -47,6 +47,12 @@ TEST(SettingsSheet, CaptionsTellTheValue)
         {u"dispatchKeepOpenHours"_s, u"Keep finished task sessions open for 1 h"_s},
         {u"dispatchMaxOpenSessions"_s, u"· at most 1"_s}};
     EXPECT_EQ(captions, expected);
+    for (const auto &row : SettingsSheet::rows(SettingsPage::Misc)) {
+        if (row.key == Setting::schedulerSessionCapPercent.name)
+            EXPECT_EQ(row.captionFor(0), u"no cap") << "which is the opposite of below 0%";
+        else if (row.key == Setting::schedulerPaceSlack.name)
+            EXPECT_EQ(row.captionFor(0), u"slack +0 points");
+    }
 }
 
 } // namespace Keelhaven
