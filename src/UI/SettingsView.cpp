@@ -79,9 +79,14 @@ SettingsView::SettingsView(AppModel &model, QObject *parent)
     , m_model(model)
 {
     connect(&model.selection(), &AppSelection::settingsPageChanged, this, &SettingsView::pageChanged);
-    connect(&model, &AppModel::settingWritten, this, [this] {
+    connect(&model, &AppModel::settingWritten, this, [this](const QString &key) {
         ++m_revision;
         Q_EMIT valuesChanged();
+        if (key != Setting::secretStore.name)
+            return;
+        // They are in another place now; the next look shows what is there.
+        m_secrets.clear();
+        Q_EMIT secretsChanged();
     });
 }
 

@@ -215,6 +215,12 @@ TEST(SettingsSheetTest, ASecretIsKeptAndNeverShown)
     EXPECT_TRUE(sheet.says(u"Kept in the secret store"_s));
     EXPECT_FALSE(sheet.texts(sheet.view().contentItem()).join(u'\n').contains(u"AAH"_s));
     EXPECT_FALSE(sheet.profile.settings().keys().contains(service));
+    sheet.views.settings.set(u"secretStore"_s, u"file"_s);
+    sheet.update();
+    EXPECT_FALSE(sheet.says(u"Kept in the secret store"_s)) << "nobody has looked in the other place";
+    sheet.views.settings.lookAtSecrets();
+    sheet.update();
+    EXPECT_TRUE(sheet.says(u"Kept in the secret store"_s));
 
     sheet.profile.secrets().failing = SecretError{u"the keyring is locked"_s};
     sheet.views.settings.setSecret(service, u"other"_s);
