@@ -292,8 +292,10 @@ private:
         }
         ControlWire::appendFrame(m_outgoing, FrameType::Input, {bytes, size});
         m_sendsInput = size > 0;
-        if (size > 0 && m_hidden && m_hidden->isHidden() && bytes[size - 1] == '\n') {
-            ControlWire::appendFrame(m_outgoing, FrameType::Input, {});
+        // Of a person at a terminal one line is all, and less when it ends in Ctrl-D.
+        if (m_hidden && m_hidden->isHidden() && (size == 0 || bytes[size - 1] == '\n')) {
+            if (m_sendsInput)
+                ControlWire::appendFrame(m_outgoing, FrameType::Input, {});
             m_sendsInput = false;
             m_hidden.reset();
         }
