@@ -89,7 +89,7 @@ DoctorCheck settingsFile(const KeelhavenPaths &paths)
     const QString path = paths.settingsFile();
     if (const auto fault = FileSettingsStore::faultOf(path))
         return bad(name, *fault + u": nothing that stands in it holds."_s);
-    const QFileInfo file(QFileInfo(path).isSymLink() ? QFileInfo(path).canonicalFilePath() : path);
+    const QFileInfo file(resolvedPath(path));
     if (!canWriteIn(file.path()))
         return bad(name, u"%1 cannot be written: no setting can be changed."_s.arg(file.path()));
     if (const QStringList kept = FileSettingsStore::unreadableOf(path); !kept.isEmpty())

@@ -9,6 +9,7 @@
 #include "Mirror/MirrorMonitor.h"
 #include "Platform/InotifyDirectoryWatch.h"
 #include "Platform/JobManager.h"
+#include "Platform/KeychainStore.h"
 #include "Platform/NotificationSink.h"
 #include "Platform/PowerBackend.h"
 #include "Platform/SleepMonitor.h"
@@ -262,6 +263,15 @@ TEST_F(AppModelTest, ARefreshAsksTheAccountAndLeavesItsTokenNowhere)
         if (file.open(QIODevice::ReadOnly) && !file.fileName().endsWith(u"/.credentials.json"_s))
             EXPECT_FALSE(file.readAll().contains("very-secret")) << file.fileName().toStdString();
     }
+}
+
+TEST_F(AppModelTest, AnotherPlaceForSecretsIsAskedAtOnce)
+{
+    const auto model = open();
+    EXPECT_EQ(await(model->keychain().get(u"bot"_s)), std::nullopt);
+    secrets.secrets[u"bot"_s] = u"token"_s;
+    model->settingChanged(u"secretStore"_s);
+    EXPECT_EQ(await(model->keychain().get(u"bot"_s)), u"token"_s);
 }
 
 TEST_F(AppModelTest, AWakeAndAClickLookWhatIsDue)
