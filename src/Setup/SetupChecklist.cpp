@@ -1,10 +1,12 @@
 #include "Setup/SetupChecklist.h"
 
+#include "Contract/PluginCacheGuard.h"
 #include "Contract/SettingsCatalog.h"
 #include "Contract/SweepBlockedReason.h"
 #include "Platform/Desktop.h"
 #include "Platform/Shell.h"
 
+#include <QFileInfo>
 #include <QPointer>
 #include <utility>
 
@@ -34,6 +36,14 @@ QString SetupChecklist::note() const
 {
     const bool isToolMissing = m_claude == ClaudeState::missing || !m_pythonReady;
     return m_checked && isToolMissing && !shellAnswers() ? SetupRows::silentShell(userShell()) : QString();
+}
+
+std::optional<QString> SetupChecklist::folderToMake() const
+{
+    const auto folder = Setting::runDirectory(m_services.settings, m_services.home);
+    const bool canBeMade =
+        folder && !QFileInfo::exists(*folder) && !PluginCacheGuard(m_services.home).isForbidden(*folder);
+    return canBeMade ? folder : std::nullopt;
 }
 
 QCoro::Task<> SetupChecklist::refresh(bool refreshPATH)

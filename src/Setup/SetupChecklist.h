@@ -48,6 +48,9 @@ public:
     /// What else explains an open row, as a paragraph; empty for nothing.
     [[nodiscard]] QString note() const;
 
+    /// The configured run directory, when all it lacks is being made.
+    [[nodiscard]] std::optional<QString> folderToMake() const;
+
     /// Looks at everything again; returns at once while another check runs. Closes the checklist when all
     /// have passed. With `refreshPATH` the login shell is asked anew.
     [[nodiscard]] QCoro::Task<> refresh(bool refreshPATH);

@@ -1,5 +1,6 @@
 #include "Contract/JSONValue.h"
 #include "Contract/KeelhavenPaths.h"
+#include "Store/SQLite/KeelhavenDatabase.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
@@ -90,6 +91,20 @@ protected:
         if (!m_instance.waitForFinished(10'000))
             return -1;
         return m_instance.exitStatus() == QProcess::NormalExit ? m_instance.exitCode() : -2;
+    }
+
+    /// Notes "1" to "{count}", as if the run had written them.
+    void report(const QString &runID, int count) const
+    {
+        const auto database = KeelhavenDatabase::open(m_home.paths()).value();
+        const auto insert = [&](SQLiteConnection &connection) {
+            return connection.run(
+                u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) INSERT INTO "
+                "journal (run_id, ts, type, payload) SELECT ?, i, 'note', json_object('type', 'note', "
+                "'text', CAST(i AS TEXT)) FROM n"_s,
+                {SQLiteValue::int_(count), SQLiteValue::text(runID)});
+        };
+        ASSERT_TRUE(database->sync(insert));
     }
 
     TestHome m_home;
@@ -363,6 +378,14 @@ TEST_F(ProgramsTest, LogsAgendaAndAttachShowWhatRanRunsAndWillRun)
     const auto logs = keelhaven({u"logs"_s, id, u"--json"_s}).json();
     EXPECT_EQ(logs[u"scrollback"]->stringValue(), u"one\x1b[31m\ntwo");
     EXPECT_TRUE(logs[u"journal"]->arrayValue()->empty());
+    EXPECT_EQ(logs[u"journalLeftOut"]->intValue(), 0);
+    report(id, 1200);
+    const auto few = keelhaven({u"logs"_s, id, u"--limit"_s, u"2"_s}).output;
+    EXPECT_TRUE(few.contains(u"\nJournal\n1198 earlier reports are left out; --limit takes more.\n"));
+    EXPECT_TRUE(few.endsWith(u"note      1200\n") && !few.contains(u" 1198\n")) << few.toStdString();
+    const auto all = keelhaven({u"logs"_s, id, u"--json"_s}).json();
+    EXPECT_EQ(all[u"journal"]->arrayValue()->size(), 1000U);
+    EXPECT_EQ(all[u"journalLeftOut"]->intValue(), 200);
 
     EXPECT_EQ(
         keelhaven({u"attach"_s, id}).error,
@@ -465,6 +488,13 @@ TEST_F(ProgramsTest, SetupIsToldWithAndWithoutAnInstance)
     };
     EXPECT_EQ(state(0), u"missing");
     EXPECT_TRUE(keelhaven({u"setup"_s}).output.contains(u"keelhaven settings set keelhavenRunDirectory"_s));
+    keelhaven({u"settings"_s, u"set"_s, u"keelhavenRunDirectory"_s, m_home.path(u"my code"_s)});
+    EXPECT_TRUE(keelhaven({u"setup"_s}).output.contains(u"mkdir -p '%1'\n"_s.arg(m_home.path(u"my code"_s))));
+    m_home.write(u".profile"_s, "exit 0\n");
+    const QString silent = keelhaven({u"setup"_s}).output;
+    EXPECT_TRUE(silent.contains(u"did not tell its PATH"_s)) << silent.toStdString();
+    EXPECT_FALSE(silent.contains(u"curl"_s)) << "it may be there";
+    m_home.write(u".profile"_s, "PATH=" + m_home.path(u"tools:/usr/bin:/bin"_s).toUtf8() + "\n");
     start();
     const QString claude = m_home.write(u"tools/claude"_s, "#!/bin/sh\necho '{\"loggedIn\": true}'\n");
     QFile::setPermissions(claude, QFile::ReadOwner | QFile::ExeOwner);

@@ -5,7 +5,6 @@
 #include "App/Commands/TextTable.h"
 #include "Contract/SettingsCatalog.h"
 #include "Contract/SweepBlockedReason.h"
-#include "Platform/ClaudeLocator.h"
 #include "Platform/Clock.h"
 #include "Platform/Shell.h"
 #include "Setup/SetupChecklist.h"
@@ -18,15 +17,18 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /// What is typed to get the row its tick; empty when nothing is known.
-QString nextStep(const SetupRow &row)
+QString nextStep(const SetupRow &row, const SetupChecklist &checklist)
 {
     switch (row.action) {
     case SetupAction::installClaude:
     case SetupAction::installDeveloperTools:
-        return row.command.value_or(QString());
+        // Where nobody could look, it may well be there.
+        return checklist.shellAnswers() ? row.command.value_or(QString()) : QString();
     case SetupAction::openTerminal:
         return u"claude"_s;
     case SetupAction::chooseFolder:
+        if (const auto folder = checklist.folderToMake())
+            return u"mkdir -p "_s + shellQuoted(*folder);
         return u"keelhaven settings set keelhavenRunDirectory ~/Code"_s;
     case SetupAction::none:
         break;
@@ -34,7 +36,7 @@ QString nextStep(const SetupRow &row)
     return {};
 }
 
-QString text(const SetupChecklist &checklist, bool shellAnswers)
+QString text(const SetupChecklist &checklist)
 {
     const auto rows = checklist.rows();
     qsizetype width = 0;
@@ -45,27 +47,27 @@ QString text(const SetupChecklist &checklist, bool shellAnswers)
     for (const auto &row : rows) {
         text += u"%1 %2  %3\n"_s.arg(row.passed ? u"✓"_s : u"○"_s, row.title.leftJustified(width),
                                      oneLine(row.detail));
-        if (const QString step = nextStep(row); !row.passed && !step.isEmpty())
+        if (const QString step = nextStep(row, checklist); !row.passed && !step.isEmpty())
             next += u"  %1\n"_s.arg(step);
     }
     if (checklist.allPassed())
         return text + u"\nEverything is there. Add an agent with \"keelhaven agents add --help\".\n"_s;
-    if (!shellAnswers)
-        text += u"\nYour login shell %1 did not tell its PATH within 5 seconds, so tools that only it knows "
-                u"were not "
-                "found. Look at what its start-up files do.\n"_s.arg(userShell());
+    if (const QString note = checklist.note(); !note.isEmpty()) {
+        text += u'\n' + oneLine(note) + u'\n';
+        next.prepend(u"  %1 -lc 'echo \"$PATH\"' </dev/null\n"_s.arg(userShell()));
+    }
     if (!next.isEmpty())
         text += u"\nTo do next:\n"_s + next;
     text += u"\nThen call this again."_s;
     return text + (checklist.done() ? u"\n"_s : u" \"keelhaven setup --skip\" ends setup as it is.\n"_s);
 }
 
-JSONValue json(const SetupChecklist &checklist, bool shellAnswers)
+JSONValue json(const SetupChecklist &checklist)
 {
     return JSONObject{{u"rows"_s, JSONCodec<QList<SetupRow>>::encode(checklist.rows())},
                       {u"allPassed"_s, checklist.allPassed()},
                       {u"done"_s, checklist.done()},
-                      {u"loginShellAnswers"_s, shellAnswers}};
+                      {u"loginShellAnswers"_s, checklist.shellAnswers()}};
 }
 
 DoctorCheck updates(const SettingsStore &settings)
@@ -112,15 +114,9 @@ QCoro::Task<CommandReply> setup(Arguments arguments, MachineContext context)
     co_await checklist.refresh(true);
     if (arguments.isSet(u"skip"))
         checklist.skip();
-    // Who is told that a tool is missing should know when nobody could look for it.
-    bool shellAnswers = context.locator.cachedPATH().has_value();
-    if (shellAnswers && (checklist.claude() == ClaudeState::missing || !checklist.pythonReady())) {
-        const auto path = co_await context.locator.loginShellPATH(true);
-        shellAnswers = path.has_value();
-    }
     if (arguments.wantsJSON())
-        co_return CommandReply::json(json(checklist, shellAnswers), context.caller);
-    co_return CommandReply{.output = text(checklist, shellAnswers)};
+        co_return CommandReply::json(json(checklist), context.caller);
+    co_return CommandReply{.output = text(checklist)};
 }
 
 QCoro::Task<QList<DoctorCheck>> examine(ProcessRunner *processes, SettingsStore *settings,
