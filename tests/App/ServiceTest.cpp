@@ -111,6 +111,22 @@ TEST_F(ServiceTest, WithoutAManagerNothingIsWritten)
     EXPECT_TRUE(reply.error.contains(u"loginctl enable-linger"));
     EXPECT_FALSE(QFileInfo::exists(unit));
     EXPECT_TRUE(call(ServiceCommand::status).output.contains(u"No systemd user manager answers here."));
+    EXPECT_FALSE(
+        await(ServiceCommand::examine(&processes, home.paths())).detail.contains(u"service install"));
+}
+
+TEST_F(ServiceTest, WhatSystemdRefusesIsNotLeftBehind)
+{
+    broken = u"enable"_s;
+    const auto reply = call(ServiceCommand::install);
+    EXPECT_EQ(reply.exit, ExitStatus::Refused);
+    EXPECT_TRUE(reply.error.contains(u"systemctl --user enable"));
+    EXPECT_FALSE(QFileInfo::exists(unit));
+    broken.clear();
+    EXPECT_EQ(call(ServiceCommand::install).exit, ExitStatus::Done);
+    broken = u"enable"_s;
+    EXPECT_EQ(call(ServiceCommand::install).exit, ExitStatus::Refused);
+    EXPECT_TRUE(QFileInfo::exists(unit)) << "what ran before goes on";
 }
 
 TEST_F(ServiceTest, AnotherHomesManagerIsLeftAlone)

@@ -193,6 +193,7 @@ QCoro::Task<CommandReply> install(Arguments arguments, MachineContext context)
     if (!answers)
         co_return CommandReply::refused(noManager.toString());
     const State before = co_await look(&context.processes, context.paths);
+    const bool wasInstalled = isInstalled(context.paths);
 
     InstallManifest manifest(manifestFile(context.paths));
     const QByteArray text = unitText(context.programs + u"/keelhaven"_s, callersFolders()).toUtf8();
@@ -217,9 +218,15 @@ QCoro::Task<CommandReply> install(Arguments arguments, MachineContext context)
     }
     const QStringList enable{u"enable"_s, unit};
     const ProcessResult enabled = co_await manager.call(enable);
-    if (!enabled.succeeded())
-        co_return CommandReply::refused(
-            u"systemd does not take the service: systemctl --user enable %1"_s.arg(unit));
+    if (!enabled.succeeded()) {
+        if (!wasInstalled) {
+            clear(manifest, context.paths, sentences);
+            co_await manager.call(reload);
+        }
+        const QString reason = QString::fromLocal8Bit(enabled.errorOutput).trimmed();
+        co_return CommandReply::refused(u"\"systemctl --user enable %1\" was refused%2"_s.arg(
+            unit, reason.isEmpty() ? u"."_s : u": "_s + oneLine(reason)));
+    }
     const QString started = co_await begin(context, manager, before.isActive, !outcome.written.isEmpty());
     sentences.append(started);
     const State after = co_await look(&context.processes, context.paths);
@@ -262,9 +269,15 @@ QCoro::Task<CommandReply> status(Arguments arguments, MachineContext context)
 
 QCoro::Task<ServiceStatus> examine(ProcessRunner *processes, KeelhavenPaths paths)
 {
-    if (!isInstalled(paths))
+    if (!isInstalled(paths)) {
+        const SystemdUserManager manager(*processes, InstallDesktop::configHome(paths));
+        const bool answers = co_await manager.answers();
         co_return ServiceStatus{
-            true, u"not installed; \"keelhaven service install\" starts Keelhaven with your session"_s};
+            true, answers
+                      ? u"not installed; \"keelhaven service install\" starts Keelhaven with your session"_s
+                      : u"not installed, and no systemd user manager answers here that could run it; "
+                        "\"keelhaven --headless\" runs without a window"_s};
+    }
     const State state = co_await look(processes, paths);
     const QString found = sentence(state, true);
     if (state.lingers == false)
