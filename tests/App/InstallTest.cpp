@@ -270,6 +270,13 @@ TEST(InstallCompletionsTest, BashOffersWhatFits)
     EXPECT_EQ(offered({u"runs"_s, u"list"_s, u"--l"_s}), QStringList{u"--limit"_s});
     EXPECT_EQ(offered({u"settings"_s, u"get"_s, u"quiet"_s}), QStringList{u"quietHoursEnabled"_s});
     EXPECT_EQ(offered({u"runs"_s, u"list"_s, u"--limit"_s, u""_s}), QStringList()) << "files, by default";
+    EXPECT_EQ(offered({u"settings"_s, u"set"_s, u"keelhavenRunDirectory"_s, u""_s}), QStringList())
+        << "the value is no key";
+    EXPECT_EQ(offered({u"settings"_s, u"get"_s, u"--json"_s, u"quiet"_s}),
+              QStringList{u"quietHoursEnabled"_s});
+    EXPECT_EQ(offered({u"agents"_s, u"add"_s, u"--provider"_s, u"co"_s}), QStringList{u"codex"_s});
+    EXPECT_EQ(offered({u"agents"_s, u"edit"_s, u"A"_s, u"--workspace-mode"_s, u""_s}).size(), 3);
+    EXPECT_TRUE(offered({u"agents"_s, u"add"_s, u"--template"_s, u"sec"_s}).contains(u"security-review"_s));
 }
 
 TEST(InstallManPageTest, HasEveryCommandAndIsWellFormed)

@@ -3,6 +3,9 @@
 #include "App/CommandHelp.h"
 #include "Contract/SettingsCatalog.h"
 #include "Platform/Shell.h"
+#include "Scheduler/Model/SlotTemplate.h"
+
+#include <algorithm>
 
 namespace Keelhaven::InstallCompletions {
 
@@ -79,6 +82,36 @@ bool takesValue(const OptionSpec &option)
     return option.form == OptionForm::Value || option.form == OptionForm::List;
 }
 
+/// What the option's value can be, where that is known beforehand.
+QStringList choices(const OptionSpec &option)
+{
+    QStringList words;
+    const auto add = [&](const auto &texts) {
+        for (const auto text : texts)
+            words.append(QStringView(text).toString());
+    };
+    if (option.name == u"provider")
+        add(EnumTexts<AgentProvider>::texts);
+    else if (option.name == u"workspace-mode")
+        add(EnumTexts<WorkspaceMode>::texts);
+    else if (option.name == u"template")
+        std::ranges::transform(SlotTemplate::all(), std::back_inserter(words), &SlotTemplate::id);
+    return words;
+}
+
+/// The options whose values are known beforehand, each once.
+QMap<QString, QStringList> optionsWithChoices(std::span<const CommandSpec> table)
+{
+    QMap<QString, QStringList> found;
+    for (const auto &command : table) {
+        for (const auto &option : command.options) {
+            if (const QStringList words = choices(option); !words.isEmpty())
+                found.insert(option.name.toString(), words);
+        }
+    }
+    return found;
+}
+
 /// What the first operand can be, where that is known beforehand.
 QStringList operands(const CommandSpec &command)
 {
@@ -102,15 +135,16 @@ QString texts(const QList<Word> &words)
 
 QByteArray bash(std::span<const CommandSpec> table)
 {
-    QString script = u"# bash completion for keelhaven. %1\n_keelhaven()\n{\n"
-                     "    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}\n"
-                     "    local first=${COMP_WORDS[1]-} second=${COMP_WORDS[2]-} words= options= values=\n"
-                     "    COMPREPLY=()\n"
-                     "    if ((COMP_CWORD == 1)); then\n"
-                     "        COMPREPLY=($(compgen -W '%2 --headless --help --version' -- \"$cur\"))\n"
-                     "        return\n"
-                     "    fi\n"
-                     "    case $first in\n"_s.arg(origin, texts(firstWords(table)));
+    QString script =
+        u"# bash completion for keelhaven. %1\n_keelhaven()\n{\n"
+        "    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}\n"
+        "    local first=${COMP_WORDS[1]-} second=${COMP_WORDS[2]-} word words= options= values=\n"
+        "    COMPREPLY=()\n"
+        "    if ((COMP_CWORD == 1)); then\n"
+        "        COMPREPLY=($(compgen -W '%2 --headless --help --version' -- \"$cur\"))\n"
+        "        return\n"
+        "    fi\n"
+        "    case $first in\n"_s.arg(origin, texts(firstWords(table)));
     for (const auto &[group, seconds] : groups(table)) {
         if (!seconds.isEmpty())
             script += u"    %1) ((COMP_CWORD == 2)) && words='%2' ;;\n"_s.arg(group, texts(seconds));
@@ -135,9 +169,21 @@ QByteArray bash(std::span<const CommandSpec> table)
                 .arg(command.path, options.join(u' '), values.join(u' '), keys);
     }
     script += u"    esac\n"
+              "    if [[ $values == *\" $prev \"* ]]; then\n"
+              "        case $prev in\n"_s;
+    for (const auto &[name, words] : optionsWithChoices(table).asKeyValueRange())
+        script += u"        --%1) words='%2' ;;\n"_s.arg(name, words.join(u' '));
+    // Only the first operand is known; behind it comes what the user makes up.
+    script += u"        *) words= ;;\n"
+              "        esac\n"
+              "    else\n"
+              "        for word in \"${COMP_WORDS[@]:3:COMP_CWORD-3}\"; do\n"
+              "            [[ $word == -* ]] || words=\n"
+              "        done\n"
+              "    fi\n"
               "    if [[ $cur == -* ]]; then\n"
               "        COMPREPLY=($(compgen -W \"$options\" -- \"$cur\"))\n"
-              "    elif [[ $words && $values != *\" $prev \"* ]]; then\n"
+              "    elif [[ $words ]]; then\n"
               "        COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n"
               "    else\n"
               "        compopt -o default 2>/dev/null\n"
@@ -175,8 +221,10 @@ QString zshArguments(const CommandSpec &command, const QString &indent)
     for (const auto &[name, option] : spellings(command)) {
         QString specification = option->form == OptionForm::List ? u"*"_s : QString();
         specification += u"--%1[%2]"_s.arg(name, bracketed(option->help.toString()));
+        const QStringList words = choices(*option);
         if (takesValue(*option))
-            specification += u":%1:_files"_s.arg(QString(option->value.toString()).replace(u':', u"\\:"_s));
+            specification += u":%1:%2"_s.arg(QString(option->value.toString()).replace(u':', u"\\:"_s),
+                                             words.isEmpty() ? u"_files"_s : u"(%1)"_s.arg(words.join(u' ')));
         text += indent + u"  %1 \\\n"_s.arg(shellQuoted(specification));
     }
     const QStringList keys = operands(command);
@@ -250,10 +298,13 @@ QByteArray fish(std::span<const CommandSpec> table)
     }
     for (const auto &command : table) {
         const QString condition = shellQuoted(u"__keelhaven_in "_s + command.path.toString());
-        for (const auto &[name, option] : spellings(command))
+        for (const auto &[name, option] : spellings(command)) {
+            const QStringList words = choices(*option);
+            const QString value = words.isEmpty() ? u" -r"_s : u" -x -a "_s + shellQuoted(words.join(u' '));
             script += u"complete -c keelhaven -n %1 -l %2%3 -d %4\n"_s.arg(
-                condition, name, takesValue(*option) ? u" -r"_s : QString(),
+                condition, name, takesValue(*option) ? value : QString(),
                 shellQuoted(option->help.toString()));
+        }
         if (const QStringList keys = operands(command); !keys.isEmpty())
             script += u"complete -c keelhaven -n %1 -f -a %2\n"_s.arg(
                 shellQuoted(u"__keelhaven_at "_s + command.path.toString()), shellQuoted(keys.join(u' ')));
