@@ -66,7 +66,8 @@ QStringList hints(const KeelhavenPaths &paths)
     QStringList hints;
     const QString programs = paths.home + u"/.local/bin"_s;
     if (!qEnvironmentVariable("PATH").split(u':').contains(programs))
-        hints.append(u"%1 is not on your PATH; the program is found there once it is."_s.arg(programs));
+        hints.append(u"%1 is not on your PATH. Most systems put it there at your next login; for this shell: "
+                     "export PATH=%2:\"$PATH\""_s.arg(programs, shellQuoted(programs)));
     if (QFileInfo(userShell()).fileName() == u"zsh")
         hints.append(u"zsh completes keelhaven once its profile says, before compinit: fpath+=(%1)"_s.arg(
             shellQuoted(InstallDesktop::dataHome(paths) + u"/zsh/site-functions"_s)));

@@ -28,7 +28,7 @@ CommandReply started(const SweepStart &start, const CommandContext &context, boo
     case SweepStart::Kind::RanRecently: {
         const auto last = Setting::read(context.settings, Setting::keelhavenLastSweepAt);
         return CommandReply::refused(
-            u"The last sweep started at %1, less than two hours ago; --force starts another."_s.arg(
+            u"Keelhaven last saw to a sweep at %1, less than two hours ago; --force starts another."_s.arg(
                 last ? localTime(*last, context.calendar) : QString()));
     }
     case SweepStart::Kind::Blocked:
