@@ -70,7 +70,7 @@ public:
                 return HelpText{CommandHelp::ofCommand(m_command)};
             else if (!onlyOperands && isOption(word))
                 takeOption(word.mid(2));
-            else if (!onlyOperands && word.startsWith(u'-') && word.size() > 1 && !word[1].isDigit())
+            else if (!onlyOperands && word.startsWith(u'-') && word.size() > 1 && word[1].isLetter())
                 m_error = u"unknown option \"%1\""_s.arg(word);
             else
                 takeOperand(word);
@@ -110,8 +110,10 @@ private:
         const bool isFirst = m_arguments.m_operand.isEmpty();
         if (!isFirst && !m_command.secondOperand.isEmpty() && !m_arguments.m_secondOperand)
             m_arguments.m_secondOperand = word;
-        else if (m_command.operand.isEmpty() || !isFirst || word.isEmpty())
+        else if (m_command.operand.isEmpty() || !isFirst)
             m_error = u"unexpected \"%1\""_s.arg(word);
+        else if (word.isEmpty())
+            m_error = u"%1 is empty"_s.arg(m_command.operand);
         else
             m_arguments.m_operand = word;
     }

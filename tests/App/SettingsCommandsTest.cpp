@@ -24,7 +24,7 @@ protected:
         if (const auto *error = std::get_if<UsageError>(&parsed))
             return {.exit = ExitStatus::WrongUsage, .error = error->sentence};
         const auto &command = std::get<ParsedCommand>(parsed);
-        const ControlCaller caller{words, u"/work/here"_s, 0, false};
+        const ControlCaller caller{words, u"/work/here"_s, m_columns, false};
         return command.command->runLocal(
             command.arguments, {.caller = caller,
                                 .settings = m_settings,
@@ -42,6 +42,7 @@ protected:
     MemorySettings m_settings;
     KeelhavenPaths m_paths = KeelhavenPaths::forHome(u"/home/me"_s);
     QStringList m_changed;
+    int m_columns = 0;
 };
 
 } // namespace
@@ -58,6 +59,13 @@ TEST_F(SettingsCommandsTest, ValuesAreSetReadAndUnsetAndWhoeverKeepsThemIsTold)
     EXPECT_EQ(said(u"unset schedulerConcurrencyCap"_s), u"schedulerConcurrencyCap is 5.");
     EXPECT_EQ(said(u"unset herdrPathOverride"_s), u"herdrPathOverride is not set.");
     EXPECT_EQ(m_changed.size(), 7);
+    const QString list = u"- be brief\n- \x1b[1mask"_s;
+    EXPECT_EQ(call({u"set"_s, u"keelhavenDispatchInstructions"_s, list}).error, QString());
+    EXPECT_EQ(call({u"get"_s, u"keelhavenDispatchInstructions"_s}).output, list + u'\n');
+    m_columns = 80;
+    EXPECT_EQ(call({u"get"_s, u"keelhavenDispatchInstructions"_s}).output, u"- be brief\n- [1mask\n")
+        << "nothing in it drives a terminal";
+    m_columns = 0;
     m_settings.set(u"quietHoursEnabled"_s, u"yes"_s);
     EXPECT_TRUE(said(u"list"_s).simplified().contains(
         u"quietHoursEnabled false default; the stored value means nothing"));
@@ -83,6 +91,8 @@ TEST_F(SettingsCommandsTest, WhatNoReaderTakesIsRefusedAndChangesNothing)
     EXPECT_TRUE(m_settings.keys().isEmpty() && m_changed.isEmpty());
     EXPECT_EQ(call({u"set"_s, u"quietHoursEnabled"_s}).error, u"VALUE is missing");
     EXPECT_EQ(call({u"set"_s, u"a"_s, u"b"_s, u"c"_s}).error, u"unexpected \"c\"");
+    EXPECT_EQ(call({u"get"_s, u""_s}).error, u"KEY is empty") << "a variable of the shell that is not set";
+    EXPECT_EQ(call({u"set"_s, u"a"_s, u"-b"_s}).error, u"unknown option \"-b\"");
 }
 
 TEST_F(SettingsCommandsTest, HelpAndJSONTellEveryKey)

@@ -1,6 +1,7 @@
 #include "App/Commands/SettingsCommands.h"
 
 #include "App/Commands/AgentOptions.h"
+#include "App/Commands/PlainLines.h"
 #include "App/Commands/TextTable.h"
 #include "Contract/SettingsCatalog.h"
 #include "Platform/Files.h"
@@ -159,7 +160,10 @@ CommandReply get(const Arguments &arguments, const LocalContext &context)
         return spec.error();
     if (arguments.wantsJSON())
         return CommandReply::json(settingJSON(**spec, context.settings), context.caller);
-    return CommandReply::done(effectiveText(**spec, context.settings));
+    const QString text = effectiveText(**spec, context.settings);
+    if (context.caller.isTerminal() && !text.isEmpty())
+        return {.output = plainLines(text)};
+    return CommandReply::done(text);
 }
 
 CommandReply set(const Arguments &arguments, const LocalContext &context)
