@@ -15,10 +15,11 @@ namespace {
 /// One line of text, without the line end that a shell or an editor adds; else what is wrong with the input.
 Result<QString, QString> secretFrom(const QByteArray &input)
 {
-    if (input.size() > KeychainStore::longestSecret)
+    const QByteArray bytes = input.trimmed();
+    if (bytes.size() > KeychainStore::longestSecret)
         return failure(u"A secret has at most %1 bytes."_s.arg(KeychainStore::longestSecret));
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = QString(decoder.decode(input)).trimmed();
+    const QString text = QString(decoder.decode(bytes)).trimmed();
     if (decoder.hasError())
         return failure(u"Standard input is no text."_s);
     if (text.isEmpty())

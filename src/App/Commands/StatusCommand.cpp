@@ -113,7 +113,7 @@ CommandReply status(const Arguments &arguments, const CommandContext &context)
     CommandReply reply;
     if (context.databaseError)
         reply.error = u"keelhaven: The database did not open (%1); a temporary one is in use.\n"_s.arg(
-            *context.databaseError);
+            oneLine(*context.databaseError));
     reply.output = liveText(context) + queuedText(context) + parkedText(context);
     if (reply.output.isEmpty())
         reply.output = u"Nothing runs or waits.\n"_s;
