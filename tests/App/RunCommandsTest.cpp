@@ -115,10 +115,23 @@ TEST_F(RunCommandsTest, AConversationThatIsStillOpenIsNotOpenedTwice)
     end(run);
     ASSERT_EQ(engine->parked().size(), 1);
     const QString id = shortened(run->record.id);
-    EXPECT_EQ(said({u"resume"_s, id}),
-              u"keelhaven: The session of the run %1 of \"Watch\" is still open; \"keelhaven attach %1\" "
-              u"joins it."_s.arg(id));
+    EXPECT_EQ(
+        said({u"resume"_s, id}),
+        u"The session of the run %1 of \"Watch\" is still open; \"keelhaven attach\" joins it."_s.arg(id));
+    settleAll();
+    EXPECT_EQ(launcher.focused, QStringList{run->launched.paneID});
     engine->releaseParked(run->record.id);
+    EXPECT_EQ(said({u"resume"_s, id}),
+              u"keelhaven: The session of this conversation is just ending; try again in a moment.");
+    clock.advance(10s);
+    EXPECT_TRUE(said({u"resume"_s, id}).startsWith(u"A session for you is on its way"_s));
+    settleAll();
+    const auto resumed = live();
+    ASSERT_TRUE(resumed->takenOver);
+    deliver(event(u"Stop"_s, resumed->record));
+    ASSERT_TRUE(engine->active().isEmpty());
+    EXPECT_TRUE(said({u"resume"_s, id}).contains(u"is still open"));
+    launcher.panes[resumed->launched.paneID].probe.exists = false;
     EXPECT_TRUE(said({u"resume"_s, id}).startsWith(u"A session for you is on its way"_s));
 }
 

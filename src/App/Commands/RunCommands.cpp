@@ -194,26 +194,27 @@ CommandReply stop(const Arguments &arguments, const CommandContext &context)
     return CommandReply::done(what.arg(described(run->record)));
 }
 
-CommandReply resume(const Arguments &arguments, const CommandContext &context)
+QCoro::Task<CommandReply> resume(Arguments arguments, CommandContext context)
 {
     const auto run = findRun(context, arguments.operand());
     if (!run)
-        return CommandReply::refused(run.error());
+        co_return CommandReply::refused(run.error());
     if (const auto reason = notResumable(*run))
-        return CommandReply::refused(*reason);
-    // A second session would go on with the same conversation behind the first one's back.
-    if (context.engine.parked().contains(run->record.id))
-        return CommandReply::refused(
-            u"The session of the %1 is still open; \"keelhaven attach %2\" joins it."_s.arg(
-                described(run->record), shortID(run->record.id)));
+        co_return CommandReply::refused(*reason);
+    // Its user may have ended a session that was left open.
+    if (run->record.sessionID)
+        co_await context.engine.forgetGoneSessions(*run->record.sessionID);
     if (const auto reason = context.engine.resume(run->record.id))
-        return CommandReply::refused(*reason);
+        co_return CommandReply::refused(*reason);
     const FoundRun carrier = carrierOf(*run, context);
     if (arguments.wantsJSON())
-        return CommandReply::json(encodeRecord(carrier.record), context);
-    const QString what = carrier.place == RunPlace::Live ? u"The session of the %1 is live and now yours"_s
-                                                         : u"A session for you is on its way as the %1"_s;
-    return CommandReply::done(what.arg(described(carrier.record)) + joins);
+        co_return CommandReply::json(encodeRecord(carrier.record), context);
+    QString what = u"A session for you is on its way as the %1"_s;
+    if (carrier.place == RunPlace::Live)
+        what = u"The session of the %1 is live and now yours"_s;
+    else if (carrier.place == RunPlace::Finished && context.engine.openSession(*carrier.record.sessionID))
+        what = u"The session of the %1 is still open"_s;
+    co_return CommandReply::done(what.arg(described(carrier.record)) + joins);
 }
 
 CommandReply takeOver(const Arguments &arguments, const CommandContext &context)

@@ -8,7 +8,7 @@ namespace Keelhaven::RunCommands {
 [[nodiscard]] CommandReply list(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply show(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply stop(const Arguments &arguments, const CommandContext &context);
-[[nodiscard]] CommandReply resume(const Arguments &arguments, const CommandContext &context);
+[[nodiscard]] QCoro::Task<CommandReply> resume(Arguments arguments, CommandContext context);
 [[nodiscard]] CommandReply takeOver(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply hide(const Arguments &arguments, const CommandContext &context);
 [[nodiscard]] CommandReply unhide(const Arguments &arguments, const CommandContext &context);
