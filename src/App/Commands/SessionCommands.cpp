@@ -14,16 +14,19 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int liveLines = 2000; ///< of a screen that still changes
+constexpr int reportsShown = 1000;
 
-/// The live or parked session of a run.
-std::optional<LaunchedRun> sessionOf(const SchedulerEngine &engine, const QUuid &runID)
+/// The run's live session, or the one that was left open with its conversation.
+std::optional<LaunchedRun> sessionOf(const SchedulerEngine &engine, const RunRecord &record)
 {
     for (const auto &run : engine.active()) {
-        if (run->record.id == runID)
+        if (run->record.id == record.id)
             return run->launched;
     }
-    const auto parked = engine.parked().constFind(runID);
-    return parked == engine.parked().constEnd() ? std::nullopt : std::optional(parked->launched);
+    const auto parked = engine.parked().constFind(record.id);
+    if (parked != engine.parked().constEnd())
+        return parked->launched;
+    return record.sessionID ? engine.openSession(*record.sessionID) : std::nullopt;
 }
 
 JSONValue journalJSON(const QList<JournalEvent> &events)
@@ -36,9 +39,10 @@ JSONValue journalJSON(const QList<JournalEvent> &events)
     return list;
 }
 
-QString journalText(const QList<JournalEvent> &events, const Calendar &calendar)
+QString journalText(const QList<JournalEvent> &events, qint64 leftOut, const Calendar &calendar)
 {
-    QString text;
+    QString text =
+        leftOut > 0 ? u"%1 earlier reports are left out; --limit takes more.\n"_s.arg(leftOut) : QString();
     for (const auto &event : events)
         text += u"%1  %2  %3\n"_s.arg(localTime(event.date(), calendar),
                                       enumText(event.kind).leftJustified(8), oneLine(event.summaryLine()));
@@ -46,6 +50,12 @@ QString journalText(const QList<JournalEvent> &events, const Calendar &calendar)
 }
 
 } // namespace
+
+std::optional<QString> checkLimit(QStringView text)
+{
+    bool isNumber = false;
+    return text.toInt(&isNumber) > 0 && isNumber ? std::nullopt : std::optional(u"is no number of reports"_s);
+}
 
 QCoro::Task<CommandReply> logs(Arguments arguments, CommandContext context)
 {
@@ -55,18 +65,20 @@ QCoro::Task<CommandReply> logs(Arguments arguments, CommandContext context)
     const QUuid id = run->record.id;
     AppModel &model = *context.model;
     auto screen = model.scheduler().scrollback(id);
-    const auto session = sessionOf(model.scheduler(), id);
+    const auto session = sessionOf(model.scheduler(), run->record);
     if (session && run->place == RunPlace::Live)
         screen = co_await model.launcher().transcript(*session, liveLines);
-    const auto events = model.journal().events(id);
+    const auto events = model.journal().events(id, arguments.integer(u"limit").value_or(reportsShown));
+    const qint64 leftOut = model.journal().eventCount(id) - events.size();
     if (arguments.wantsJSON()) {
         const JSONObject json{{u"runID"_s, uuidText(id)},
                               {u"scrollback"_s, screen ? JSONValue(*screen) : JSONValue()},
-                              {u"journal"_s, journalJSON(events)}};
+                              {u"journal"_s, journalJSON(events)},
+                              {u"journalLeftOut"_s, leftOut}};
         co_return CommandReply::json(json, context);
     }
     const QString shown = screen ? plainLines(*screen) : u"No screen of this run was kept.\n"_s;
-    const QString journal = journalText(events, context.calendar);
+    const QString journal = journalText(events, leftOut, context.calendar);
     CommandReply reply;
     reply.output = journal.isEmpty() ? shown : shown + u"\nJournal\n"_s + journal;
     co_return reply;
@@ -80,7 +92,10 @@ QCoro::Task<CommandReply> attach(Arguments arguments, CommandContext context)
         const auto run = findRun(context, arguments.operand());
         if (!run)
             co_return CommandReply::refused(run.error());
-        session = sessionOf(model.scheduler(), run->record.id);
+        // Its user may have ended a session that was left open.
+        if (run->record.sessionID)
+            co_await model.scheduler().forgetGoneSessions(*run->record.sessionID);
+        session = sessionOf(model.scheduler(), run->record);
         if (!session)
             co_return CommandReply::refused(
                 u"The run %1 has no open session; \"keelhaven logs %1\" shows what it wrote."_s.arg(
