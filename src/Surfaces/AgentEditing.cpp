@@ -28,7 +28,9 @@ QString gates(const AgentDraft &draft)
 {
     QStringList parts;
     if (draft.maxUsagePercent)
-        parts.append(u"waits at %1 % of the session"_s.arg(*draft.maxUsagePercent));
+        parts.append(*draft.maxUsagePercent < 1
+                         ? u"never waits for the session"_s
+                         : u"waits at %1 % of the session"_s.arg(*draft.maxUsagePercent));
     if (draft.runOnlyIfChanged)
         parts.append(u"only if changed"_s);
     if (!draft.preflight.trimmed().isEmpty())

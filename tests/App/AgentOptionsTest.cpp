@@ -63,6 +63,7 @@ TEST(AgentOptions, EachOptionChangesItsFieldAndNoOther)
     expect({u"--model"_s, u" "_s}, [](auto &slot) { slot.model.reset(); });
     expect({u"--max-usage-percent"_s, u"none"_s}, [](auto &slot) { slot.maxUsagePercent.reset(); });
     expect({u"--max-usage-percent"_s, u"85"_s}, [](auto &slot) { slot.maxUsagePercent = 85; });
+    expect({u"--max-usage-percent"_s, u"0"_s}, [](auto &slot) { slot.maxUsagePercent = 0; });
     expect({u"--priority"_s, u"-2"_s, u"--timeout-minutes"_s, u"5"_s, u"--stall-minutes"_s, u"3"_s},
            [](auto &slot) {
                slot.priority = -2;

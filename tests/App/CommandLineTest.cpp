@@ -61,7 +61,7 @@ TEST(CommandLine, WordsAreUnderstoodOrExplained)
         {u"agents edit A --timeout-minutes 0"_s,
          u"usage: --timeout-minutes: \"0\" is no number of minutes"_s},
         {u"agents edit A --max-usage-percent 101"_s,
-         u"usage: --max-usage-percent: \"101\" is neither a percentage from 1 to 100 nor \"none\""_s},
+         u"usage: --max-usage-percent: \"101\" is neither a percentage from 0 to 100 nor \"none\""_s},
         {u"agents edit A --provider gpt"_s, u"usage: --provider: \"gpt\" is none of claude, codex"_s},
         {u"help"_s, u"help"_s},
         {u"help agents add"_s, u"help"_s},

@@ -87,6 +87,11 @@ TEST(AgentEditing, AClosedGroupSaysWhatIsSetInIt)
     EXPECT_EQ(text(Group::Workspace), u"Straight in its folders");
     EXPECT_EQ(text(Group::Session), u"Closes its tab when done");
     EXPECT_EQ(text(Group::Ship), u"No ship");
+    draft.maxUsagePercent = 0;
+    EXPECT_EQ(text(Group::Gates), u"Never waits for the session");
+    draft.maxUsagePercent = 60;
+    EXPECT_EQ(text(Group::Gates), u"Waits at 60 % of the session");
+    draft.maxUsagePercent.reset();
     draft.runOnlyIfChanged = true;
     draft.preflight = u"make"_s;
     draft.priority = -2;

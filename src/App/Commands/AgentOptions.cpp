@@ -27,9 +27,9 @@ std::optional<QString> checkMinutes(QStringView text)
 
 std::optional<QString> checkPercent(QStringView text)
 {
-    return text == u"none" || integerFrom(text, 1, 100)
+    return text == u"none" || integerFrom(text, 0, 100)
                ? std::nullopt
-               : std::optional(u"is neither a percentage from 1 to 100 nor \"none\""_s);
+               : std::optional(u"is neither a percentage from 0 to 100 nor \"none\""_s);
 }
 
 template <TextEnum E>
@@ -161,7 +161,7 @@ std::vector<OptionSpec> table()
         {.name = u"max-usage-percent",
          .form = Value,
          .value = u"N",
-         .help = u"Usage above which scheduled runs wait, or \"none\"",
+         .help = u"Session usage at which scheduled runs wait: 0 never, \"none\" as usual",
          .check = checkPercent},
         {.name = u"preflight",
          .form = Value,
