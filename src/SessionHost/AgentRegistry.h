@@ -27,10 +27,10 @@ public:
     /// One agent by the name it was started under (or by the id of its pane).
     [[nodiscard]] QCoro::Task<HostResult<Herdr::AgentInfo>> get(QString target);
 
-    /// Starts an agent in the pane's shell and answers at the latest after a moment, whether or not
-    /// it is up. Errors: "agent_kind_unknown",
-    /// "invalid_request", "no_such_pane", "agent_name_taken", "agent_pane_busy" while the shell is not at its
-    /// prompt; for one that is just coming up it waits a moment.
+    /// Starts an agent in the pane's shell and answers at the latest after a moment, whether or not it is up.
+    /// Errors: "agent_kind_unknown", "invalid_request", "no_such_pane", "agent_name_taken", "agent_exited"
+    /// when it is gone again by then, "agent_pane_busy" while the shell is not at its prompt; for one that is
+    /// just coming up it waits a moment.
     [[nodiscard]] QCoro::Task<HostResult<Herdr::AgentStarted>> start(Herdr::AgentStartParams params);
 
     /// Types the text into the agent and presses Enter. Errors: "no_such_agent", "agent_not_ready" before its

@@ -117,6 +117,12 @@ QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentSt
     started.agent.agentStatus = Herdr::Status::Unknown;
     started.agent.launchPending = true;
     co_await waitForAgent(params.paneId);
+    const auto arrived = m_entries.constFind(row->pane);
+    const bool isOver = arrived == m_entries.constEnd() ||
+                        (arrived->record.phase == AgentPhase::Ended && arrived->record.name == params.name);
+    if (isOver)
+        co_return failure(
+            HerdrFailure{u"agent_exited"_s, u"%1 ended as soon as it was started"_s.arg(params.kind)});
     if (const auto info = infoFor(*row))
         started.agent = *info;
     co_return started;

@@ -15,12 +15,13 @@ class Agents(Scenario):
         self.start(SLOW_START=6)
         self.ended(self.run_agent("sleepy"))
 
-    @soak
     def test_an_agent_that_exits_at_once_fails_the_launch(self):
         self.start(EXIT_AT_ONCE=3)
         run = self.run_agent("gone")
         record = self.ended(run, "launchFailed", prompts=0)
-        self.assertIn("no agent in the pane", record["outcome"]["launchFailed"]["reason"])
+        # Told at once by a host that saw it go, else when the wait for it is over.
+        reason = record["outcome"]["launchFailed"]["reason"]
+        self.assertRegex(reason, "ended as soon as it was started|no agent in the pane")
         self.assertIn("launch failed", self.home.keelhaven("runs", "show", run.id))
 
     def test_an_agent_that_dies_in_its_turn_ends_the_run(self):
