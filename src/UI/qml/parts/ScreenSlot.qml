@@ -24,6 +24,8 @@ FocusScope {
         focus: true
         active: root.isThere && (root.wasSeen || root.eager)
         source: root.file
+        // A loader is a focus scope of its own, in which somebody has to want the focus.
+        onLoaded: item.focus = true
     }
     KEmpty {
         anchors.centerIn: parent

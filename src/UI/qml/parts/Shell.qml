@@ -94,6 +94,7 @@ FocusScope {
 
         ScreenSlot {
             anchors.fill: parent
+            focus: true
             name: "SettingsSheet"
             iconName: "gear"
             sentence: "Settings are changed with “keelhaven settings” in a terminal, until this sheet is there."

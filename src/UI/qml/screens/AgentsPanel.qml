@@ -23,6 +23,8 @@ FocusScope {
     onShowsDetailChanged: if (!showsDetail) left.forceActiveFocus(Qt.OtherFocusReason)
     function showTab(index) {
         tabs.currentIndex = index;
+        if (left.visible)
+            lists.forceActiveFocus(Qt.ShortcutFocusReason);
     }
 
     FocusScope {
