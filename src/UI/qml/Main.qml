@@ -4,8 +4,9 @@ import Keelhaven
 Window {
     id: window
 
-    width: 1280
-    height: 800
+    // Not every screen has room for it.
+    width: Math.min(1280, Screen.desktopAvailableWidth)
+    height: Math.min(800, Screen.desktopAvailableHeight)
     minimumWidth: 560
     minimumHeight: 360
     visible: true

@@ -79,8 +79,10 @@ FocusScope {
             KText {
                 x: 8
                 y: 32
-                width: parent.width - x - 90
+                width: parent.width - x - 60
                 text: row.schedule
+                // The time stands last.
+                elide: Text.ElideMiddle
                 font.pixelSize: Theme.small
                 color: Theme.textFaint
                 Accessible.ignored: true
