@@ -299,7 +299,8 @@ void RunDetailView::setShowsRawOutput(bool shows)
     if (std::exchange(m_showsRawOutput, shows) == shows)
         return;
     if (shows && m_runID)
-        m_rawOutput.open(Scrollback::file(m_model.paths().runsDir(), *m_runID));
+        // Beside the run's folder, which lies elsewhere while the database cannot be used.
+        m_rawOutput.open(Scrollback::file(QFileInfo(m_model.scheduler().runDir(*m_runID)).path(), *m_runID));
     else
         m_rawOutput.close();
     Q_EMIT rawOutputChanged();
