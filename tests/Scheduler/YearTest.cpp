@@ -477,6 +477,8 @@ TEST_F(EngineTest, TwoHundredAgentsDueTogetherAllRunOnceUnderTheCap)
     }
     EXPECT_EQ(most, cap);
     EXPECT_EQ(engine->history().size(), count);
+    for (const auto &record : engine->history())
+        ASSERT_EQ(record.outcome, RunOutcome::cancelled()) << record.outcome->text.toStdString();
     EXPECT_EQ(launcher.launchOrder.size(), count);
     EXPECT_EQ(QSet<QString>(launcher.launchOrder.begin(), launcher.launchOrder.end()).size(), count);
     EXPECT_EQ(powerBackend.held, 0);
