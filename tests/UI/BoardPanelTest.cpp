@@ -37,6 +37,10 @@ TEST(BoardPanelTest, TheFirstStartShowsTheChecklistUntilItIsSkipped)
     EXPECT_TRUE(board.shows(u"Set up Keelhaven"_s));
     EXPECT_TRUE(board.shows(u"Three things this Mac needs before Keelhaven can run your agents."_s));
     EXPECT_EQ(board.item(u"morningReport"_s)->isVisible(), false);
+    EXPECT_FALSE(board.item(u"setupNote"_s)->isVisible());
+    board.profile.processes().answer = [](const ProcessSpec &) { return ProcessResult(); };
+    board.click(board.item(u"setupCheck"_s));
+    EXPECT_TRUE(board.item(u"setupNote"_s)->isVisible()) << "the shell is to blame";
     const auto rows = board.views.setup.rows();
     ASSERT_EQ(rows.size(), 3);
     EXPECT_TRUE(rows[0].toMap()[u"blocks"_s].toList().value(0).toMap()[u"text"_s].toString().contains(

@@ -6,6 +6,7 @@
 #include "App/AppSelection.h"
 #include "Assets/Asset.h"
 #include "Contract/SettingsCatalog.h"
+#include "Platform/LoginShell.h"
 #include "Store/DatabaseOpening.h"
 #include "Store/RunStore.h"
 #include "Store/SQLiteRunStore.h"
@@ -133,8 +134,13 @@ DemoProfile::DemoProfile(const Options &options)
     m_home.enter();
     qputenv("TMPDIR", m_home.path().toUtf8());
     m_settings.set(Setting::boardIntroduced.name.toString(), true);
-    if (!options.isFirstStart)
+    if (options.isFirstStart) {
+        // A shell that knows of no tools.
+        const QByteArray answer = LoginShell::framed(m_home.path(u".local/bin"_s).toUtf8());
+        m_processes.answer = [answer](const ProcessSpec &) { return FakeProcessRunner::exited(0, answer); };
+    } else {
         m_settings.set(Setting::setupDone.name.toString(), true);
+    }
     const std::optional<QUrl> releases =
         options.newestVersion.isEmpty() ? std::nullopt : std::optional(QUrl(u"https://example.org/newest"_s));
     m_http.answer = [version = options.newestVersion.toUtf8()](const HttpRequest &request) {
