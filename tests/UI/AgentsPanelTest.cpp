@@ -134,6 +134,19 @@ TEST(AgentsPanelTest, ATerminalTakesTheRoomThatAWideWindowHas)
     EXPECT_GT(end, pane->height() - 60);
 }
 
+TEST(AgentsPanelTest, AStateIsReadWholeInASmallWindow)
+{
+    for (const QSize size : {QSize(900, 600), QSize(700, 400), QSize(1280, 800)}) {
+        Screen screen({}, size);
+        screen.profile.model().selection().setSelectedRunID(screen.profile.blockedRun());
+        screen.update();
+        const QQuickItem *state = screen.item(u"runState"_s);
+        EXPECT_TRUE(state->property("text").toString().startsWith(u"Claude · waiting for input"_s));
+        EXPECT_FALSE(state->property("truncated").toBool()) << size.width();
+        EXPECT_TRUE(screen.item(u"rawOutput"_s)->property("atYEnd").toBool()) << "the question stands last";
+    }
+}
+
 TEST(AgentsPanelTest, ANarrowWindowHasItsMenuAndItsUsageTooAndLooksAtNoRunForEver)
 {
     Screen screen({.hasLiveRuns = false}, {700, 480});

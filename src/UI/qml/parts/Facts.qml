@@ -34,6 +34,7 @@ Column {
                 width: parent.width - x
                 text: fact.modelData.value
                 wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+                horizontalAlignment: Text.AlignLeft
                 maximumLineCount: 8
                 elide: Text.ElideRight
                 font.family: fact.modelData.isCode ? Theme.mono : Theme.family

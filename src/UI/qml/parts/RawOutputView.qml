@@ -38,10 +38,33 @@ Rectangle {
                 contentY = Math.max(originY, Math.min(originY + contentHeight - height, contentY + page));
             else
                 return;
+            isAway = !atYEnd;
             event.accepted = true;
         }
-        // A terminal is read from its end.
-        onCountChanged: if (root.followsEnd) Qt.callLater(positionViewAtEnd)
+        // A terminal is read from its end, until the reader goes elsewhere in it.
+        property bool isAway: false
+        property real kept: 0
+        function follow() {
+            if (!root.followsEnd)
+                return;
+            if (isAway)
+                contentY = Math.max(originY, Math.min(originY + contentHeight - height, kept));
+            else
+                positionViewAtEnd();
+        }
+        onCountChanged: {
+            isAway = isAway && count > 0;
+            Qt.callLater(follow);
+        }
+        onHeightChanged: Qt.callLater(follow)
+        onWidthChanged: Qt.callLater(follow)
+        onMovementEnded: isAway = !atYEnd
+
+        Connections {
+            target: root.output
+            function onModelAboutToBeReset() { list.kept = list.contentY; }
+            function onModelReset() { Qt.callLater(list.follow); }
+        }
         delegate: Text {
             required property string line
 

@@ -14,6 +14,8 @@ FocusScope {
     readonly property bool isFinished: detail.card === "finished"
     readonly property bool isTask: detail.card === "task"
     readonly property bool low: height < 440
+    /// No room for the state beside the buttons: it stands below them, and one of them gives up its word.
+    readonly property bool tight: width < 560 && !low
     readonly property int edge: width < 520 ? Theme.lg : Theme.xxl
     /// On wide windows the text stands in the middle, and the header with it. A terminal takes what there is, up
     /// to its own width: a session's has 200 columns.
@@ -48,7 +50,7 @@ FocusScope {
     FocusScope {
         id: header
         width: parent.width
-        height: !visible ? 0 : root.low ? 64 : 84
+        height: !visible ? 0 : root.low ? 64 : root.tight ? 96 : 84
         visible: root.detail.card !== "nothing"
         focus: true
 
@@ -73,8 +75,9 @@ FocusScope {
         }
         KText {
             x: root.start
-            y: root.low ? 35 : 46
-            width: parent.width - x - actions.width - Theme.xl
+            objectName: "runState"
+            y: root.low ? 35 : root.tight ? 58 : 46
+            width: parent.width - x - (root.tight ? Theme.lg : actions.width + Theme.xl)
             text: (root.detail.header.subtitle || "") + (timer.text !== "" ? " · " + timer.text : "")
             color: root.detail.header.isFailure ? Theme.bad : root.hasSession ? Theme.accent : Theme.textSoft
         }
@@ -88,9 +91,9 @@ FocusScope {
 
             KButton {
                 visible: root.hasSession && (root.detail.live.takenOver || "") === ""
-                text: "Take over"
+                text: root.tight ? "" : "Take over"
                 iconName: "hand"
-                help: "Keep the session yours after it finishes"
+                help: root.tight ? "Take over: keep the session yours after it finishes" : "Keep the session yours after it finishes"
                 onClicked: root.detail.takeOver()
             }
             KButton {
