@@ -13,7 +13,8 @@ run_packages=(tmux tzdata procps libsecret-1-0 libqt6svg6 qt6-image-formats-plug
 # What the window's screens import, and the typeface they are set in.
 window_packages=(qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-controls qml6-module-qtquick-templates
     qml6-module-qtquick-layouts qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
-    qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel fonts-inter)
+    qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel fonts-inter
+    fonts-noto-color-emoji)
 # What tests hold our files against: the desktop entry, the manual page, the units and their calendar lines.
 test_packages=(desktop-file-utils man-db systemd)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
