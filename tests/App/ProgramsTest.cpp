@@ -175,7 +175,9 @@ TEST_F(ProgramsTest, DoctorTellsWhatIsThereAndFailsOnlyWhenNothingCanRun)
     EXPECT_TRUE(check(u"database"_s).first);
 
     m_home.write(u".config/keelhaven/settings.json"_s, "{broken");
-    EXPECT_FALSE(check(u"settings"_s).first);
+    EXPECT_TRUE(check(u"settings"_s).second.endsWith(u"no JSON object: nothing that stands in it holds."_s));
+    EXPECT_TRUE(check(u"settings"_s).second.contains(u"settings.json.unreadable: what it set is lost"_s))
+        << "the PATH of the login shell has been remembered since";
     m_home.write(u".local/share/keelhaven/keelhaven.sqlite"_s, QByteArray(4096, 'x'));
     EXPECT_FALSE(check(u"database"_s).first);
 }

@@ -80,6 +80,9 @@ TEST_F(SettingsFile, TornFileKeepsTheValuesAndADeletedOneClearsThem)
     EXPECT_EQ(FileSettingsStore(file()).text(u"name"_s), u"kept");
     EXPECT_EQ(m_home.read(u"config/settings.json.unreadable"_s), R"({"name": "to)");
     EXPECT_EQ(FileSettingsStore::faultOf(file()), std::nullopt);
+    m_home.write(u"config/settings.json"_s, "\xEF\xBB\xBF{\"more\": false}");
+    EXPECT_FALSE(m_store.flagOr(u"more"_s, true) || FileSettingsStore::faultOf(file()))
+        << "what some editors put in front does no harm";
     QFile::remove(file());
     EXPECT_EQ(m_store.keys(), QStringList());
 }
