@@ -65,6 +65,22 @@ TEST_F(CodexUsageCommandTest, TellsTheLimitsAndWhyThereAreNone)
               "\n");
 }
 
+TEST_F(CodexUsageCommandTest, AReadingThatIsUnderWayServesAsWell)
+{
+    std::stop_source window;
+    tasks.spawn(monitor.refresh(window.get_token()), "window");
+    const QByteArray says = R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":7}}}})";
+    EXPECT_TRUE(call(false, says).output.contains(u"7% used"));
+    EXPECT_EQ(children.children.size(), 1);
+
+    tasks.spawn(monitor.refresh(window.get_token()), "window");
+    auto waiting = CodexUsageCommand::usage(false, monitor, clock, context());
+    window.request_stop();
+    ASSERT_EQ(children.children.size(), 3) << "the window was closed, so it reads itself";
+    children.children.last()->say(says);
+    EXPECT_EQ(await(std::move(waiting)).exit, ExitStatus::Done);
+}
+
 TEST_F(CodexUsageCommandTest, SaysSoWhereNoLimitIsShown)
 {
     const auto monthly =

@@ -354,6 +354,21 @@ TEST_F(CodexUsageTest, FollowsWhileTheMetersAreOnScreen)
     EXPECT_EQ(percent(), 2);
 }
 
+TEST_F(CodexUsageTest, BeginningAnewWaitsForACancelledReadingToEnd)
+{
+    settings.remove(u"loginShellPATH"_s);
+    processes.answer = [](const ProcessSpec &) { return std::nullopt; };
+    monitor->startFollowing();
+    monitor->stopFollowing();
+    monitor->startFollowing();
+    settings.set(u"loginShellPATH"_s, home.path(u"bin"_s));
+    processes.finishPending(ProcessResult{});
+    processes.finishPending(ProcessResult{});
+    ASSERT_EQ(children.children.size(), 1) << "not only when the next reading is due";
+    server().say(answer(limits(5)));
+    EXPECT_EQ(percent(), 5);
+}
+
 TEST_F(CodexUsageTest, TheMonitorMayGoDuringAReading)
 {
     monitor->startFollowing();
@@ -365,7 +380,9 @@ TEST_F(CodexUsageTest, TheMonitorMayGoDuringAReading)
     settings.remove(u"loginShellPATH"_s);
     processes.answer = [](const ProcessSpec &) { return std::nullopt; };
     refresh();
+    const auto waiting = monitor->readingEnd();
     monitor.reset();
+    EXPECT_TRUE(waiting.isReady());
     processes.finishPending(ProcessResult{});
     processes.finishPending(ProcessResult{});
     EXPECT_EQ(children.children.size(), 1) << "it went while the shell was asked";

@@ -52,10 +52,11 @@ QString text(const CodexUsageMonitor &monitor, Date now, const CommandContext &c
 
 QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor &monitor, Clock &clock, CommandContext context)
 {
-    if (monitor.isLoading())
-        co_return CommandReply::refused(u"a reading is already under way."_s);
     const QPointer<CodexUsageMonitor> self(&monitor);
-    co_await monitor.refresh();
+    // One that is under way for the window serves as well.
+    const bool isRead = co_await monitor.readingEnd();
+    if (self && !isRead)
+        co_await self->refresh();
     if (!self || (!self->snapshot() && !self->unavailable()))
         co_return CommandReply::refused(u"Keelhaven is going down."_s);
     CommandReply reply;

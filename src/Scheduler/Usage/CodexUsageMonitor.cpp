@@ -28,13 +28,16 @@ CodexUsageMonitor::CodexUsageMonitor(ClaudeLocator &locator, ChildProcessFactory
 CodexUsageMonitor::~CodexUsageMonitor()
 {
     shutdown();
+    for (const auto &ended : std::exchange(m_waiting, {}))
+        ended.resolve(false);
 }
 
 QCoro::Task<> CodexUsageMonitor::refresh(std::stop_token stop)
 {
     if (m_isLoading || m_isShutDown)
         co_return;
-    setLoading(true);
+    m_isLoading = true;
+    Q_EMIT changed();
     const QPointer<CodexUsageMonitor> self(this);
     std::stop_source either;
     const std::stop_callback byCaller(stop, [either]() mutable { either.request_stop(); });
@@ -45,7 +48,7 @@ QCoro::Task<> CodexUsageMonitor::refresh(std::stop_token stop)
     if (!self)
         co_return;
     if (cancelled.stop_requested()) {
-        setLoading(false);
+        endReading(true);
         co_return;
     }
     if (!path || !ClaudeLocator::contains(*path, u"codex"_s)) {
@@ -59,7 +62,7 @@ QCoro::Task<> CodexUsageMonitor::refresh(std::stop_token stop)
         co_return;
     if (!answer) {
         if (cancelled.stop_requested())
-            setLoading(false);
+            endReading(true);
         else
             fail(u"codex app-server didn't answer (%1)"_s.arg(answer.error().message()));
         co_return;
@@ -72,7 +75,17 @@ QCoro::Task<> CodexUsageMonitor::refresh(std::stop_token stop)
     m_snapshot = snapshot;
     m_unavailable = false;
     m_unavailableReason.reset();
-    setLoading(false);
+    endReading();
+}
+
+QCoro::Task<bool> CodexUsageMonitor::readingEnd()
+{
+    if (!m_isLoading)
+        co_return false;
+    const OneShot<bool> ended;
+    m_waiting.append(ended);
+    const bool isRead = co_await ended;
+    co_return isRead;
 }
 
 void CodexUsageMonitor::startFollowing()
@@ -95,6 +108,11 @@ void CodexUsageMonitor::stopFollowing()
 QCoro::Task<> CodexUsageMonitor::follow(std::stop_token stop)
 {
     const QPointer<CodexUsageMonitor> self(this);
+    // One that was cancelled may still wait for the login shell: without this the meters would stay empty
+    // until the next reading is due.
+    [[maybe_unused]] const bool isRead = co_await readingEnd();
+    if (!self || stop.stop_requested())
+        co_return;
     co_await refresh(stop);
     if (!self || stop.stop_requested())
         co_return;
@@ -121,17 +139,21 @@ QStringList CodexUsageMonitor::notices(Date now) const
     return notices;
 }
 
-void CodexUsageMonitor::setLoading(bool isLoading)
+void CodexUsageMonitor::endReading(bool isCancelled)
 {
-    m_isLoading = isLoading;
+    m_isLoading = false;
+    // Whoever is told may start the next reading, and others wait for that one.
+    const auto waiting = std::exchange(m_waiting, {});
     Q_EMIT changed();
+    for (const auto &ended : waiting)
+        ended.resolve(!isCancelled);
 }
 
 void CodexUsageMonitor::fail(const QString &reason)
 {
     m_unavailable = true;
     m_unavailableReason = reason;
-    setLoading(false);
+    endReading();
 }
 
 } // namespace Keelhaven

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/ClaudeLocator.h"
+#include "Platform/OneShot.h"
 #include "Platform/Tasks.h"
 #include "Scheduler/Usage/CodexUsageRequest.h"
 #include "Scheduler/Usage/CodexUsageSnapshot.h"
@@ -22,6 +23,8 @@ public:
     /// Reads once. Nothing happens while a reading is on its way. A failed one leaves the snapshot in place;
     /// a cancelled one changes nothing.
     [[nodiscard]] QCoro::Task<> refresh(std::stop_token stop = {});
+    /// Waits for the reading that is on its way. False when it was cancelled, and at once when there is none.
+    [[nodiscard]] QCoro::Task<bool> readingEnd();
 
     /// Reads now and 120 s after the end of each reading, for as long as the meters are on screen. Starting
     /// again begins anew.
@@ -46,7 +49,7 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] QCoro::Task<> follow(std::stop_token stop);
-    void setLoading(bool isLoading);
+    void endReading(bool isCancelled = false);
     void fail(const QString &reason);
 
     ClaudeLocator &m_locator;
@@ -54,6 +57,7 @@ private:
     Clock &m_clock;
     Tasks &m_tasks;
     std::optional<CodexUsageSnapshot> m_snapshot;
+    QList<OneShot<bool>> m_waiting; ///< for the end of the reading
     bool m_isLoading = false;
     bool m_unavailable = false;
     bool m_isShutDown = false;
