@@ -97,7 +97,7 @@ QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentSt
     const auto prepared = launch.prepare(*kind, params.args);
     if (!prepared)
         co_return failure(prepared.error());
-    m_entries.insert(row->pane, std::move(entry));
+    m_entries.insert(row->pane, entry);
     const QByteArrayList changed{row->pane};
     co_await save(changed);
     // Ctrl-U takes away what somebody may have left on the line.

@@ -30,13 +30,13 @@ QByteArray HostMethods::errorLine(const HerdrFailure &error, const std::optional
 }
 
 template <auto Method, typename Params>
-QCoro::Task<HostMethods::Answer> HostMethods::call(HostMethods &host, JSONValue params)
+QCoro::Task<HostMethods::Answer> HostMethods::call(JSONValue params)
 {
     auto decoded = decodeRecord<Params>(params);
     if (!decoded)
         co_return failure(
             HerdrFailure{u"invalid_request"_s, u"bad parameters: "_s + decoded.error().message()});
-    const auto outcome = co_await (host.*Method)(*decoded);
+    const auto outcome = co_await (this->*Method)(*decoded);
     if (!outcome)
         co_return failure(outcome.error());
     co_return EncodedResult(*outcome);
@@ -47,22 +47,22 @@ const QMap<QString, HostMethods::Handler> &HostMethods::table()
     using namespace Herdr;
     using Self = HostMethods;
     static const QMap<QString, Handler> methods{
-        {Method::ping.toString(), &call<&Self::ping, NoParams>},
-        {Method::workspaceList.toString(), &call<&Self::workspaceList, NoParams>},
-        {Method::workspaceCreate.toString(), &call<&Self::workspaceCreate, WorkspaceCreateParams>},
-        {Method::tabList.toString(), &call<&Self::tabList, TabListParams>},
-        {Method::tabCreate.toString(), &call<&Self::tabCreate, TabCreateParams>},
-        {Method::tabRename.toString(), &call<&Self::tabRename, TabRenameParams>},
-        {Method::tabClose.toString(), &call<&Self::tabClose, TabTarget>},
-        {Method::paneRead.toString(), &call<&Self::paneRead, PaneReadParams>},
-        {Method::paneSendText.toString(), &call<&Self::paneSendText, PaneSendTextParams>},
-        {Method::paneClose.toString(), &call<&Self::paneClose, PaneTarget>},
-        {Method::paneFocus.toString(), &call<&Self::paneFocus, PaneTarget>},
-        {Method::agentList.toString(), &call<&Self::agentList, NoParams>},
-        {Method::agentGet.toString(), &call<&Self::agentGet, AgentTarget>},
-        {Method::agentStart.toString(), &call<&Self::agentStart, AgentStartParams>},
-        {Method::agentPrompt.toString(), &call<&Self::agentPrompt, AgentPromptParams>},
-        {u"server.stop"_s, &call<&Self::serverStop, ServerStopParams>},
+        {Method::ping.toString(), &Self::call<&Self::ping, NoParams>},
+        {Method::workspaceList.toString(), &Self::call<&Self::workspaceList, NoParams>},
+        {Method::workspaceCreate.toString(), &Self::call<&Self::workspaceCreate, WorkspaceCreateParams>},
+        {Method::tabList.toString(), &Self::call<&Self::tabList, TabListParams>},
+        {Method::tabCreate.toString(), &Self::call<&Self::tabCreate, TabCreateParams>},
+        {Method::tabRename.toString(), &Self::call<&Self::tabRename, TabRenameParams>},
+        {Method::tabClose.toString(), &Self::call<&Self::tabClose, TabTarget>},
+        {Method::paneRead.toString(), &Self::call<&Self::paneRead, PaneReadParams>},
+        {Method::paneSendText.toString(), &Self::call<&Self::paneSendText, PaneSendTextParams>},
+        {Method::paneClose.toString(), &Self::call<&Self::paneClose, PaneTarget>},
+        {Method::paneFocus.toString(), &Self::call<&Self::paneFocus, PaneTarget>},
+        {Method::agentList.toString(), &Self::call<&Self::agentList, NoParams>},
+        {Method::agentGet.toString(), &Self::call<&Self::agentGet, AgentTarget>},
+        {Method::agentStart.toString(), &Self::call<&Self::agentStart, AgentStartParams>},
+        {Method::agentPrompt.toString(), &Self::call<&Self::agentPrompt, AgentPromptParams>},
+        {u"server.stop"_s, &Self::call<&Self::serverStop, ServerStopParams>},
     };
     return methods;
 }
@@ -86,7 +86,7 @@ QCoro::Task<QByteArray> HostMethods::serve(QByteArray line)
             HerdrFailure{u"unknown_method"_s, u"there is no method %1"_s.arg(method->left(80))}, id);
     const JSONValue *given = (*request)[u"params"];
     const JSONValue params = given && !given->isNull() ? *given : JSONValue(JSONObject());
-    const auto answer = co_await handler(*this, params);
+    const auto answer = co_await (this->*handler)(params);
     if (!answer)
         co_return errorLine(answer.error(), id);
     co_return responseLine(id, "result", *answer);

@@ -39,12 +39,12 @@ public:
 
 private:
     using Answer = HostResult<EncodedResult>;
-    using Handler = QCoro::Task<Answer> (*)(HostMethods &, JSONValue);
+    using Handler = QCoro::Task<Answer> (HostMethods::*)(JSONValue);
 
     [[nodiscard]] static const QMap<QString, Handler> &table();
 
     template <auto Method, typename Params>
-    static QCoro::Task<Answer> call(HostMethods &host, JSONValue params);
+    QCoro::Task<Answer> call(JSONValue params);
 
     QCoro::Task<HostResult<Herdr::Pong>> ping(Herdr::NoParams params);
     QCoro::Task<HostResult<Herdr::WorkspaceList>> workspaceList(Herdr::NoParams params);
