@@ -20,8 +20,8 @@ struct EnumTexts<ClaudeState>
 };
 
 /// Looks for `claude` on the login shell's PATH, which is asked afresh with `refreshPATH` or when the known
-/// one does not hold it, and asks it whether it is signed in. Both references outlive the task.
-[[nodiscard]] QCoro::Task<ClaudeState> claudeState(const ClaudeLocator &locator, ProcessRunner &processes,
+/// one does not hold it, and asks it whether it is signed in. Neither pointer is null; both outlive the task.
+[[nodiscard]] QCoro::Task<ClaudeState> claudeState(const ClaudeLocator *locator, ProcessRunner *processes,
                                                    bool refreshPATH);
 
 } // namespace Keelhaven

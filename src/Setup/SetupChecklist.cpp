@@ -56,7 +56,7 @@ QCoro::Task<> SetupChecklist::refresh(bool refreshPATH)
     const auto python = co_await services.python.resolve(refreshPATH);
     if (!self)
         co_return;
-    const ClaudeState claude = co_await claudeState(services.locator, services.processes, refreshPATH);
+    const ClaudeState claude = co_await claudeState(&services.locator, &services.processes, refreshPATH);
     if (!self)
         co_return;
     m_pythonReady = python.has_value();

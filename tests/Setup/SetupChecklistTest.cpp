@@ -89,7 +89,7 @@ TEST_F(SetupTest, PythonIsTheFirstOnThePathThatIsReal)
 
 TEST_F(SetupTest, ClaudesStateFollowsWhatItSaysOfItself)
 {
-    const auto state = [&](bool refresh) { return await(claudeState(locator, processes, refresh)); };
+    const auto state = [&](bool refresh) { return await(claudeState(&locator, &processes, refresh)); };
     EXPECT_EQ(state(false), ClaudeState::missing);
     EXPECT_EQ(shellCalls, 2) << "a remembered PATH without it is asked for again";
     addTool(u".local/bin/claude"_s);
