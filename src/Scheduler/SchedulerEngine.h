@@ -139,6 +139,9 @@ public:
     /// Opens a run's conversation for the user: the live session where there is one, else a new one. Gives
     /// the reason when that is impossible, and nothing when it was done or is on its way.
     [[nodiscard]] std::optional<QString> resume(const QUuid &runID);
+    /// Hands a conversation to the user: the session that has it open, else a new one of `slot`. Gives the
+    /// reason as resume() does.
+    [[nodiscard]] std::optional<QString> takeUp(const SchedulerSlot &slot, const QString &conversation);
     /// A session without a live run that still has the conversation open: a parked one, or one that was left
     /// to the user. It may have ended since; forgetGoneSessions() looks.
     [[nodiscard]] std::optional<LaunchedRun> openSession(const QString &conversation) const;
@@ -270,7 +273,7 @@ private:
     void park(const ActiveRunPtr &run);
     void resetParkedTimer();
     QCoro::Task<> endParked(ParkedSession session);
-    QCoro::Task<> showOrResume(QUuid runID, QString conversation);
+    QCoro::Task<> showOrTakeUp(SchedulerSlot slot, QString conversation);
     QCoro::Task<bool> isReadyForMore(ParkedSession session);
     [[nodiscard]] RunRecord followUpRecord(const RunRecord &previous, const QString &prompt) const;
 

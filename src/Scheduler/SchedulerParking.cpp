@@ -43,7 +43,11 @@ std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
     const RunRecord record = *found;
     if (auto reason = RunResume::blockedReason(record))
         return reason;
-    const QString conversation = *record.sessionID;
+    return takeUp(RunResume::slot(record, slot(record.slotID), m_services.clock.now()), *record.sessionID);
+}
+
+std::optional<QString> SchedulerEngine::takeUp(const SchedulerSlot &slot, const QString &conversation)
+{
     const auto isOfIt = [&](const RunRecord &other) { return hasConversation(other, conversation); };
     const auto live =
         std::ranges::find_if(m_active, [&](const ActiveRunPtr &run) { return isOfIt(run->record); });
@@ -55,7 +59,7 @@ std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
     if (std::ranges::any_of(m_queued, isOfIt, &QueuedRun::record) || std::ranges::any_of(m_launching, isOfIt))
         return std::nullopt;
     if (openSession(conversation)) {
-        m_tasks.spawn(showOrResume(runID, conversation), "show open session");
+        m_tasks.spawn(showOrTakeUp(slot, conversation), "show open session");
         return std::nullopt;
     }
     if (std::ranges::any_of(m_endingParked, isOfIt) ||
@@ -65,8 +69,7 @@ std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
     if (const auto process = RunResume::openIn(conversation, m_services.paths.home + u"/.claude"_s))
         return u"This conversation is open in another terminal (process %1); go on there, or end it first."_s
             .arg(*process);
-    const SchedulerSlot resumed = RunResume::slot(record, slot(record.slotID), m_services.clock.now());
-    enqueue(resumed, RunTrigger::Manual, {.resumeSessionID = record.sessionID, .handoff = true});
+    enqueue(slot, RunTrigger::Manual, {.resumeSessionID = conversation, .handoff = true});
     return std::nullopt;
 }
 
@@ -102,7 +105,7 @@ QCoro::Task<> SchedulerEngine::forgetGoneSessions(QString conversation)
 }
 
 /// The person may have ended the session meanwhile, and then wants a new one.
-QCoro::Task<> SchedulerEngine::showOrResume(QUuid runID, QString conversation)
+QCoro::Task<> SchedulerEngine::showOrTakeUp(SchedulerSlot slot, QString conversation)
 {
     const QPointer<SchedulerEngine> self(this);
     co_await forgetGoneSessions(conversation);
@@ -110,7 +113,7 @@ QCoro::Task<> SchedulerEngine::showOrResume(QUuid runID, QString conversation)
         co_return;
     const auto session = openSession(conversation);
     if (!session) {
-        const auto refused = resume(runID);
+        const auto refused = takeUp(slot, conversation);
         if (refused)
             systemLog(u"Keelhaven: %1"_s.arg(*refused));
         co_return;

@@ -118,10 +118,18 @@ std::optional<QString> SweepRunner::resumeLatestSweep()
         return reason;
     }
     const SchedulerSlot slot = SweepOverview::resumeSlot(*sweep, m_clock.now());
-    m_resumeRequestedAt = m_clock.now();
-    Q_EMIT sweepResumeRequestedAtChanged();
-    m_engine.enqueue(slot, RunTrigger::Manual, {.resumeSessionID = sweep->sessionID, .handoff = true});
-    return std::nullopt;
+    // A session that is shown again is no follow-up on its way.
+    if (!m_engine.openSession(*sweep->sessionID)) {
+        m_resumeRequestedAt = m_clock.now();
+        Q_EMIT sweepResumeRequestedAtChanged();
+    }
+    const auto refused = m_engine.takeUp(slot, *sweep->sessionID);
+    if (refused) {
+        m_resumeRequestedAt.reset();
+        Q_EMIT sweepResumeRequestedAtChanged();
+        onBlocked(*refused);
+    }
+    return refused;
 }
 
 std::optional<RunRecord> SweepRunner::latestSweep() const

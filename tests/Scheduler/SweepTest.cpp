@@ -241,6 +241,22 @@ TEST_F(SweepTest, ConversationIsPickedUpOnce)
     EXPECT_EQ(launcher.panes[run->launched.paneID].request.resumeSessionID, u"s5"_s);
     clock.jump(30s);
     EXPECT_FALSE(resumer.sweepResumePending());
+
+    // Its first turn closes the follow-up's record, and the session stays with the user.
+    const auto inSession = [](JSONObject &object) { object.set(u"session_id"_s, u"s5"_s); };
+    deliver(event(u"SessionStart"_s, run->record, inSession));
+    deliver(event(u"Stop"_s, run->record, inSession));
+    ASSERT_TRUE(engine->active().isEmpty());
+    launcher.focused.clear();
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(resumer.resumeLatestSweep(), std::nullopt);
+    settle();
+    EXPECT_EQ(launcher.focused.count(run->launched.paneID), 2);
+    EXPECT_EQ(launcher.launchOrder.size(), 1);
+    launcher.panes[run->launched.paneID].probe.exists = false;
+    EXPECT_EQ(resumer.resumeLatestSweep(), std::nullopt);
+    settle();
+    EXPECT_EQ(launcher.launchOrder.size(), 2);
 }
 
 } // namespace Keelhaven
