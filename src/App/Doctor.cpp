@@ -208,8 +208,9 @@ QCoro::Task<DoctorCheck> secrets(DoctorServices services)
     const QString reason = place.obstacle ? place.obstacle->message() : QString();
     if (place.isKeyring && place.obstacle)
         co_return bad(
-            name, u"kept in the keyring, which cannot be used now (%1): messengers cannot be reached."_s.arg(
-                      reason));
+            name,
+            u"kept in the keyring, which cannot be used now (%1): messengers cannot be reached. To keep them "
+            "in a file from now on: \"keelhaven settings set secretStore file\"."_s.arg(reason));
     if (place.isKeyring)
         co_return good(name,
                        place.isChosen ? u"kept in the keyring"_s : u"the keyring will keep the first one"_s);
