@@ -2,6 +2,8 @@
 
 #include "Platform/Uuid.h"
 
+#include <QMetaMethod>
+
 namespace Keelhaven {
 
 AppSelection::AppSelection(SettingsStore &settings, QObject *parent)
@@ -106,6 +108,11 @@ void AppSelection::showBoard(const std::optional<QUuid> &shipID, const std::opti
         setBoardSelectedRunID(runID);
     setPanel(AppPanel::Keelhaven);
     raiseMainWindow();
+}
+
+bool AppSelection::hasWindow() const
+{
+    return isSignalConnected(QMetaMethod::fromSignal(&AppSelection::raiseRequested));
 }
 
 void AppSelection::showProject(const QString &name)

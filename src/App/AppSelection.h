@@ -77,6 +77,8 @@ public:
     void showProject(const QString &name);
     /// Brings the main window to the front, where this program has one.
     void raiseMainWindow() { Q_EMIT raiseRequested(); }
+    /// Whether anybody would hear that.
+    [[nodiscard]] bool hasWindow() const;
 
     [[nodiscard]] QString panelName() const { return enumText(m_panel); }
     /// Empty when none is selected.

@@ -21,17 +21,22 @@ QString Machine::find(const QString &name, const KeelhavenPaths &paths)
 
 QStringList Machine::wakeCommand()
 {
-    return {QCoreApplication::applicationDirPath() + u"/keelhaven-headless"_s,
-            u"keelhaven://scheduler/wake"_s};
+    return {QCoreApplication::applicationDirPath() + u"/keelhaven"_s, u"--wake"_s};
 }
 
 QCoro::Task<QList<DoctorCheck>> Machine::services()
 {
-    const ServiceStatus job = co_await jobs.examine();
-    const ServiceStatus hold = co_await power.examine();
-    const ServiceStatus wake = co_await sleep.examine();
-    const ServiceStatus shown = co_await notifications.examine();
-    const auto setup = co_await SetupCommand::examine(&processes, &settings, paths);
+    // Begun together: a bus that has stopped is waited for once, not by each in turn.
+    auto asksJob = jobs.examine();
+    auto asksHold = power.examine();
+    auto asksWake = sleep.examine();
+    auto asksShown = notifications.examine();
+    auto asksSetup = SetupCommand::examine(&processes, &settings, paths);
+    const ServiceStatus job = co_await asksJob;
+    const ServiceStatus hold = co_await asksHold;
+    const ServiceStatus wake = co_await asksWake;
+    const ServiceStatus shown = co_await asksShown;
+    const auto setup = co_await asksSetup;
     co_return QList<DoctorCheck>{{u"wake job"_s, job.ok, job.detail},
                                  {u"keep awake"_s, hold.ok, hold.detail},
                                  {u"after a sleep"_s, wake.ok, wake.detail},

@@ -46,7 +46,7 @@ struct Machine
     /// The program `name` beside the programs in a build tree, among the resources of a package; empty when
     /// there is none.
     [[nodiscard]] static QString find(const QString &name, const KeelhavenPaths &paths);
-    /// Hands the link to the running instance, and is the instance itself where none runs.
+    /// Has the running instance look which agents are due, and becomes the instance where none runs.
     [[nodiscard]] static QStringList wakeCommand();
 
     /// What the machine's services say of themselves.

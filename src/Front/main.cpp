@@ -345,39 +345,73 @@ bool instanceListens()
     return folder && ControlAddress::connectTo(folder);
 }
 
-/// In the child: leaves the terminal to the caller and becomes the application without a window.
-[[noreturn]] void runDetached(const std::string &link)
+bool canShowWindow()
+{
+    return hasDisplay() && ::access(besideThis("keelhaven-window").c_str(), X_OK) == 0;
+}
+
+/// In the child: leaves the terminal to the caller and becomes the application.
+[[noreturn]] void runDetached(const char *program, const std::string &link)
 {
     ::setsid();
     const int null = ::open("/dev/null", O_RDWR);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         ::dup2(null, stream);
-    ::_exit(become("keelhaven-headless", {link}));
+    ::_exit(become(program, {link}));
+}
+
+/// Until the child, which becomes the application, listens. Nothing once it does; else how it ended, or -1
+/// when it has not yet.
+std::optional<int> untilListening(pid_t child)
+{
+    for (int waited = 0; waited < startMilliseconds; waited += startStep) {
+        int status = 0;
+        if (::waitpid(child, &status, WNOHANG) == child)
+            return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
+        if (instanceListens())
+            return std::nullopt;
+        ::poll(nullptr, 0, startStep);
+    }
+    return -1;
 }
 
 /// Starts the application with the link: its window where there is one to show, else in the background.
 int startWith(const std::string &link)
 {
-    if (hasDisplay() && ::access(besideThis("keelhaven-window").c_str(), X_OK) == 0)
+    if (canShowWindow())
         return become("keelhaven-window", {link});
     const pid_t child = ::fork();
     if (child < 0)
         return complain(std::string("cannot start Keelhaven: ") + std::strerror(errno));
     if (child == 0)
-        runDetached(link);
-    for (int waited = 0; waited < startMilliseconds; waited += startStep) {
-        int status = 0;
-        if (::waitpid(child, &status, WNOHANG) == child)
-            return complain(WIFEXITED(status) && WEXITSTATUS(status) == 2
-                                ? "Only keelhaven:// links of at most 2048 bytes can be opened."
-                                : "Keelhaven does not start; \"keelhaven --headless\" tells why.");
-        if (instanceListens()) {
-            std::fputs("Keelhaven was not running; it has been started without a window.\n", stdout);
-            return 0;
-        }
-        ::poll(nullptr, 0, startStep);
+        runDetached("keelhaven-headless", link);
+    const auto end = untilListening(child);
+    if (!end) {
+        std::fputs("Keelhaven was not running; it has been started without a window.\n", stdout);
+        return 0;
     }
-    return complain("Keelhaven has been started, but does not answer yet.");
+    if (*end < 0)
+        return complain("Keelhaven has been started, but does not answer yet.");
+    return complain(*end == 2 ? "Only keelhaven:// links of at most 2048 bytes can be opened."
+                              : "Keelhaven does not start; \"keelhaven --headless\" tells why.");
+}
+
+/// For the timer: has the instance look what is due, or becomes it. Where there is a screen that is the
+/// program with the window, out of sight until somebody wants it; a display that is gone, as after a logout,
+/// keeps no agent from its work.
+int wake()
+{
+    const std::string link = "keelhaven://scheduler/wake";
+    if (const auto status = askInstance({"open", link}))
+        return *status;
+    if (canShowWindow()) {
+        const pid_t child = ::fork();
+        if (child == 0)
+            runDetached("keelhaven-window", link);
+        if (child > 0 && untilListening(child).value_or(0) <= 0)
+            return 0;
+    }
+    return become("keelhaven-headless", {link});
 }
 
 } // namespace
@@ -392,6 +426,8 @@ int main(int argc, char **argv)
         arguments.erase(arguments.begin());
         return become("keelhaven-headless", std::move(arguments));
     }
+    if (arguments.size() == 1 && arguments[0] == "--wake")
+        return wake();
     // A link may stand alone; "open" without one wants the window.
     if (arguments.size() == 1 && (arguments[0].starts_with("keelhaven:") || arguments[0] == "open"))
         arguments = {"open", arguments[0] == "open" ? "keelhaven://" : arguments[0]};

@@ -119,6 +119,19 @@ DeepLink::Action DeepLink::action() const
     return Action::RaiseWindow;
 }
 
+bool DeepLink::wantsWindow() const
+{
+    switch (action()) {
+    case Action::None:
+    case Action::WakeScheduler:
+    case Action::WakeDispatch:
+    case Action::WakeCaptain:
+        return false;
+    default:
+        return true;
+    }
+}
+
 QString DeepLink::project(const QString &name)
 {
     return link(u"project", QString::fromLatin1(QUrl::toPercentEncoding(name)));

@@ -35,6 +35,8 @@ struct DeepLink
     [[nodiscard]] static std::optional<DeepLink> parse(const QString &text);
 
     [[nodiscard]] Action action() const;
+    /// Whether what it asks for is to be seen.
+    [[nodiscard]] bool wantsWindow() const;
 
     /// "keelhaven://project/{name}", the name percent-encoded.
     [[nodiscard]] static QString project(const QString &name);

@@ -46,13 +46,15 @@ void equip(QQmlEngine &engine, AppView &view, Appearance &appearance)
     engine.addImageProvider(u"keelhaven"_s, new Icons);
 }
 
-WindowFront::WindowFront(AppModel &model, MessageBus &sessionBus, std::function<void()> begin)
+WindowFront::WindowFront(AppModel &model, MessageBus &sessionBus, std::function<void()> begin, Sight sight)
     : m_begin(std::move(begin))
     , m_appearance(&sessionBus)
     , m_view(std::make_unique<AppView>(model))
 {
     equip(m_engine, *m_view, m_appearance);
     m_tray = std::make_unique<TrayIcon>(sessionBus, WindowViews::of(m_engine).glance, m_appearance);
+    if (sight == Sight::WhenWanted)
+        m_engine.setInitialProperties({{u"visible"_s, false}});
     m_engine.load(QUrl(u"qrc:/qt/qml/Keelhaven/qml/Main.qml"_s));
     if (!isValid())
         return;

@@ -25,7 +25,11 @@ class WindowFront : public QObject
     Q_OBJECT
 
 public:
-    WindowFront(AppModel &model, MessageBus &sessionBus, std::function<void()> begin);
+    enum class Sight { AtOnce, WhenWanted };
+
+    /// A window that is not shown at once is there from the first wish for it on.
+    WindowFront(AppModel &model, MessageBus &sessionBus, std::function<void()> begin,
+                Sight sight = Sight::AtOnce);
     ~WindowFront() override;
 
     /// Whether the window could be made; what was wrong is in the system log.

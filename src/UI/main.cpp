@@ -1,6 +1,7 @@
 #include "App/AppModel.h"
 #include "App/Instance.h"
 #include "App/Machine.h"
+#include "Notifications/DeepLink.h"
 #include "Platform/SystemLog.h"
 #include "UI/Icons.h"
 #include "UI/WindowFront.h"
@@ -16,7 +17,11 @@ namespace {
 std::unique_ptr<QObject> buildWindow(Keelhaven::AppModel &model, Keelhaven::Machine &machine,
                                      const std::function<void()> &begin)
 {
-    auto front = std::make_unique<Keelhaven::WindowFront>(model, machine.sessionBus, begin);
+    // Whoever is only woken to look what is due comes up in the background.
+    const auto link = Keelhaven::DeepLink::parse(QCoreApplication::arguments().value(1));
+    const auto sight = link && !link->wantsWindow() ? Keelhaven::WindowFront::Sight::WhenWanted
+                                                    : Keelhaven::WindowFront::Sight::AtOnce;
+    auto front = std::make_unique<Keelhaven::WindowFront>(model, machine.sessionBus, begin, sight);
     if (!front->isValid()) {
         Keelhaven::systemLog(u"Keelhaven: the window could not be made"_s);
         return nullptr;

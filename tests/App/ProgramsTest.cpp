@@ -93,6 +93,19 @@ protected:
         return m_instance.exitStatus() == QProcess::NormalExit ? m_instance.exitCode() : -2;
     }
 
+    /// Ends an instance that is nobody's child; the lock names it.
+    void endDetached() const
+    {
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        QFile file(m_home.path(u".local/share/keelhaven/instance.lock"_s));
+        ASSERT_TRUE(file.open(QFile::ReadWrite));
+        ASSERT_EQ(::fcntl(file.handle(), F_GETLK, &lock), 0);
+        ASSERT_GT(lock.l_pid, 0);
+        ::kill(lock.l_pid, SIGTERM);
+        EXPECT_TRUE(waitUntil([&] { return keelhaven({u"status"_s}).status == 3; }));
+    }
+
     /// Notes "1" to "{count}", as if the run had written them.
     void report(const QString &runID, int count) const
     {
@@ -412,6 +425,23 @@ TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
     EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
 }
 
+TEST_F(ProgramsTest, AWakeFindsAnInstanceOrBecomesOne)
+{
+    // On a machine without a screen, and with a display that went with its session.
+    for (const QString &display : {QString(), u"gone"_s}) {
+        m_environment.insert(u"WAYLAND_DISPLAY"_s, display);
+        start({u"--wake"_s});
+        EXPECT_EQ(keelhaven({u"--wake"_s}).status, 0);
+        EXPECT_EQ(keelhaven({u"open"_s, u"keelhaven://scheduler/wake"_s}).output, QString());
+        EXPECT_TRUE(keelhaven({u"open"_s}).output.contains(u"(\"kill %1\","_s.arg(m_instance.processId())));
+        EXPECT_EQ(stop(SIGTERM), 0);
+    }
+    m_environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+    EXPECT_EQ(keelhaven({u"--wake"_s}).status, 0);
+    EXPECT_EQ(keelhaven({u"open"_s}).output, QString()) << "it has its window";
+    endDetached();
+}
+
 TEST_F(ProgramsTest, WithoutAUsableDataFolderItComesUpAndIsStillTheOne)
 {
     // Root may write into any folder, but makes none below a file.
@@ -451,16 +481,8 @@ TEST_F(ProgramsTest, ALinkStartsKeelhavenWhereNoneRuns)
     EXPECT_EQ(keelhaven({u"status"_s}).status, 0);
     const auto again = keelhaven({u"open"_s});
     EXPECT_EQ(again.status, 0) << again.error.toStdString();
-    EXPECT_EQ(again.output, QString());
-    // It is nobody's child; the lock names it.
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    QFile file(m_home.path(u".local/share/keelhaven/instance.lock"_s));
-    ASSERT_TRUE(file.open(QFile::ReadWrite));
-    ASSERT_EQ(::fcntl(file.handle(), F_GETLK, &lock), 0);
-    ASSERT_GT(lock.l_pid, 0);
-    ::kill(lock.l_pid, SIGTERM);
-    EXPECT_TRUE(waitUntil([&] { return keelhaven({u"status"_s}).status == 3; }));
+    EXPECT_TRUE(again.output.startsWith(u"Keelhaven runs without a window. "_s));
+    endDetached();
 }
 
 TEST_F(ProgramsTest, InstallingTwiceChangesNothingAndUninstallingLeavesNothing)

@@ -130,6 +130,28 @@ QStringList nextDates(const WindowUser &user)
     return dates;
 }
 
+TEST(WindowTest, OneThatIsNotWantedYetStaysOutOfSight)
+{
+    const AgentHome home;
+    QList<bool> sights;
+    const int status =
+        runInstance({}, [&](AppModel &model, Machine &machine, const std::function<void()> &begin) {
+            auto front = std::make_unique<WindowFront>(model, machine.sessionBus, begin,
+                                                       WindowFront::Sight::WhenWanted);
+            QObject::connect(&model, &AppModel::started, front.get(), [&] {
+                const auto *window = QGuiApplication::topLevelWindows().value(0);
+                for (const QString &link : {u"keelhaven://scheduler/wake"_s, u"keelhaven://runs"_s}) {
+                    model.handleDeepLink(link);
+                    sights.append(window && window->isVisible());
+                }
+                QCoreApplication::exit();
+            });
+            return front;
+        });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(sights, (QList<bool>{false, true}));
+}
+
 TEST(WindowTest, AnAgentIsSetUpWatchedAndReadByPointer)
 {
     runInWindow([](Stage &stage) {

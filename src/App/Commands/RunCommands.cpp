@@ -1,5 +1,7 @@
 #include "App/Commands/RunCommands.h"
 
+#include "App/AppModel.h"
+#include "App/AppSelection.h"
 #include "App/Commands/Lookup.h"
 #include "App/Commands/TextTable.h"
 #include "Notifications/DeepLink.h"
@@ -261,13 +263,18 @@ CommandReply remove(const Arguments &arguments, const CommandContext &context)
 CommandReply open(const Arguments &arguments, const CommandContext &context)
 {
     const QString &link = arguments.operand();
-    if (!DeepLink::parse(link))
+    const auto parsed = DeepLink::parse(link);
+    if (!parsed)
         return CommandReply::refused(
             u"Only keelhaven:// links of at most %1 bytes can be opened."_s.arg(DeepLink::maximumLength));
     context.openLink(link);
     if (arguments.wantsJSON())
         return CommandReply::json(JSONObject{{u"link"_s, link}}, context);
-    return {};
+    if (!parsed->wantsWindow() || context.model->selection().hasWindow())
+        return {};
+    return CommandReply::done(
+        u"Keelhaven runs without a window. To have one, end it (\"kill %1\", which ends its live runs as "
+        "well) and start \"keelhaven\"."_s.arg(QCoreApplication::applicationPid()));
 }
 
 } // namespace Keelhaven::RunCommands
