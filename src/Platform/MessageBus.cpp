@@ -175,18 +175,22 @@ QString MessageBus::ownName() const
     return m_connection ? m_connection->baseService() : QString();
 }
 
-QCoro::Task<bool> MessageBus::answersYes(QDBusMessage question, QString service) const
+QCoro::Task<std::optional<bool>> MessageBus::answersYes(QDBusMessage question, QString service) const
 {
-    OneShot<bool> answer;
+    OneShot<std::optional<bool>> answer;
     const auto *watched =
         new QDBusPendingCallWatcher(m_connection->asyncCall(question, questionMilliseconds));
     QObject::connect(watched, &QDBusPendingCallWatcher::finished, watched, [answer, service](auto *watcher) {
         watcher->deleteLater();
+        if (watcher->isError()) {
+            answer.resolve(std::nullopt);
+            return;
+        }
         const QVariant value = watcher->reply().arguments().value(0);
         answer.resolve(value.userType() == QMetaType::Bool ? value.toBool()
                                                            : value.toStringList().contains(service));
     });
-    const bool yes = co_await answer;
+    const std::optional<bool> yes = co_await answer;
     co_return yes;
 }
 
@@ -202,12 +206,12 @@ QCoro::Task<bool> MessageBus::offers(QString service)
             co_return false;
     }
     const QDBusMessage hasOwner = question(u"NameHasOwner"_s) << service;
-    const bool runs = co_await answersYes(hasOwner, service);
-    if (runs || !self || !m_connection)
-        co_return runs;
+    const std::optional<bool> runs = co_await answersYes(hasOwner, service);
+    if (runs != false || !self || !m_connection)
+        co_return runs.value_or(false);
     const QDBusMessage activatable = question(u"ListActivatableNames"_s);
-    const bool canRun = co_await answersYes(activatable, service);
-    co_return canRun;
+    const std::optional<bool> canRun = co_await answersYes(activatable, service);
+    co_return canRun.value_or(false);
 }
 
 } // namespace Keelhaven

@@ -58,7 +58,7 @@ public:
     /// The name by which others on the bus reach this connection; empty without one.
     [[nodiscard]] QString ownName() const;
 
-    /// Whether the bus is there and has this service, or can start it. Takes seconds at most.
+    /// Whether the bus is there and has this service, or can start it. Takes six seconds at most.
     [[nodiscard]] QCoro::Task<bool> offers(QString service);
 
 Q_SIGNALS:
@@ -79,7 +79,8 @@ private:
     void follow(const QString &service);
     void retryLater();
     void closeConnection();
-    [[nodiscard]] QCoro::Task<bool> answersYes(QDBusMessage question, QString service) const;
+    /// Nothing when the bus did not answer.
+    [[nodiscard]] QCoro::Task<std::optional<bool>> answersYes(QDBusMessage question, QString service) const;
 
     BusAddress m_address;
     Span m_patience;

@@ -25,8 +25,13 @@ QCoro::Task<ProcessResult> SystemdUserManager::call(QStringList words) const
 
 QCoro::Task<bool> SystemdUserManager::answers() const
 {
-    const QStringList words{u"show-environment"_s};
-    const ProcessResult result = co_await call(words);
+    ProcessRunner *const processes = m_processes;
+    ProcessSpec spec;
+    spec.program = u"systemctl"_s;
+    spec.arguments = QStringList{u"--user"_s, u"show-environment"_s};
+    // One that has stopped would be waited for by whoever asks how things are.
+    spec.timeout = std::chrono::seconds(10);
+    const ProcessResult result = co_await processes->run(spec);
     co_return result.succeeded();
 }
 
