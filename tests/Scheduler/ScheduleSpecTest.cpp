@@ -52,6 +52,8 @@ TEST(ScheduleSpec, FiresStrictlyAfterAtTheWallClockTimes)
          {"03-09T09:00Z", "03-11T09:00Z", "03-16T09:00Z"}},
         {R"({"kind":"everyHours","interval":5,"window":{"startHour":9,"endHour":17}})",
          {"03-04T14:00Z", "03-05T09:00Z", "03-05T14:00Z"}},
+        {R"({"kind":"everyHours","interval":5,"window":{"startHour":-1,"endHour":10}})",
+         {"03-05T04:00Z", "03-05T09:00Z", "03-06T04:00Z"}},
         {R"({"kind":"everyHours","interval":24})", {"03-05T00:00Z", "03-06T00:00Z", "03-07T00:00Z"}},
         {R"({"kind":"once","date":"2026-03-04T09:00:00.001Z"})", {"03-04T09:00Z"}},
         {R"({"kind":"daily","times":[{"hour":24,"minute":0},{"hour":9,"minute":60},{"hour":8,"minute":5}]})",

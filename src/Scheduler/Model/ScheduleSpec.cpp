@@ -16,8 +16,11 @@ QList<ScheduleSpec::HourMinute> timesOf(const ScheduleSpec::EveryHours &rule)
     QList<ScheduleSpec::HourMinute> times;
     if (rule.interval < 1 || window.startHour >= window.endHour)
         return times;
-    for (qint64 hour = std::max(window.startHour, 0); hour < std::min(window.endHour, 24);
-         hour += rule.interval)
+    // The steps count from the window's own start, also where no clock shows that hour.
+    qint64 hour = window.startHour;
+    if (hour < 0)
+        hour += (-hour + rule.interval - 1) / rule.interval * rule.interval;
+    for (; hour < std::min(window.endHour, 24); hour += rule.interval)
         times.append({static_cast<int>(hour), 0});
     return times;
 }
