@@ -23,6 +23,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// Work on the pool mostly waits for disks and sockets. With a thread for each core, one slow folder on a
+/// small machine would hold up the reading of the usage meters, and with it every run.
+constexpr int leastPoolThreads = 4;
+
 /// Another process is the instance: it gets the link, by the same way that a click on one takes.
 int handOver(const QString &link)
 {
@@ -45,6 +49,8 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
         return print(CommandReply::refused(instance.error().message()));
     }
     ProcessLaunch::withholdCoreFiles();
+    auto *pool = QThreadPool::globalInstance();
+    pool->setMaxThreadCount(std::max(pool->maxThreadCount(), leastPoolThreads));
     // quit() would ask the windows first, and one of them may rather stay.
     const QuitSignals signalsToQuit([] { QCoreApplication::exit(); });
     const auto model = AppModel::create(machine.environment());
