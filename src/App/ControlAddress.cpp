@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -37,6 +38,15 @@ Descriptor::~Descriptor()
 {
     if (m_descriptor >= 0)
         ::close(m_descriptor);
+}
+
+void ensureHome()
+{
+    if (!absoluteVariable("HOME").empty())
+        return;
+    const passwd *account = ::getpwuid(::geteuid());
+    if (account && account->pw_dir && *account->pw_dir == '/')
+        ::setenv("HOME", account->pw_dir, 1);
 }
 
 std::string runtimeFolderFromEnvironment()

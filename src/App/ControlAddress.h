@@ -33,6 +33,10 @@ private:
     int m_descriptor = -1;
 };
 
+/// Sets HOME to the account's home folder where it is not set to a path, as by a supervisor that starts its
+/// programs without an environment: all data would lie in the root folder. For the start of a program.
+void ensureHome();
+
 /// $XDG_RUNTIME_DIR/keelhaven, else `run` in the application's data folder: KeelhavenPaths::runtimeDir
 /// without Qt.
 [[nodiscard]] std::string runtimeFolderFromEnvironment();

@@ -1,3 +1,4 @@
+#include "App/ControlAddress.h"
 #include "App/Instance.h"
 
 #include <QCoreApplication>
@@ -8,6 +9,7 @@ using namespace Qt::StringLiterals;
 int main(int argc, char **argv)
 {
     ::umask(077);
+    Keelhaven::ControlAddress::ensureHome();
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"keelhaven"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(KEELHAVEN_VERSION));

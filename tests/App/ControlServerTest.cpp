@@ -5,6 +5,7 @@
 #include "Support/VirtualClock.h"
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -113,6 +114,20 @@ protected:
 };
 
 } // namespace
+
+TEST(ControlAddressTest, AHomeThatNobodySetIsTheAccounts)
+{
+    const QByteArray own = qgetenv("HOME");
+    const QByteArray account = ::getpwuid(::geteuid())->pw_dir;
+    for (const QByteArray &before : {QByteArray(), QByteArray("here"), own}) {
+        qputenv("HOME", before);
+        if (before.isNull())
+            qunsetenv("HOME");
+        ControlAddress::ensureHome();
+        EXPECT_EQ(qgetenv("HOME"), before == own ? own : account) << before.constData();
+    }
+    qputenv("HOME", own);
+}
 
 TEST_F(ControlServerTest, AnswersInFramesAndHangsUp)
 {
