@@ -195,7 +195,7 @@ std::vector<SettingSpec> assetRows()
     using namespace Setting;
     return {
         numbered(row(assetCopyLimitMB, {}, u"Largest file copied into the asset store, in mebibytes"), {},
-                 {0, 1024 * 1024, 1}),
+                 {0, 1024 * 1024, 1}, u"0 copies only empty files"),
     };
 }
 
