@@ -419,6 +419,7 @@ int wake()
 int main(int argc, char **argv)
 {
     ::umask(077);
+    ControlAddress::ensureHome();
     std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.empty())
         return openWindow({});
