@@ -152,22 +152,22 @@ bool BusAddress::isAbsent() const
     });
 }
 
-bool BusAddress::answers(Span patience) const
+BusAddress::Listener BusAddress::greet(Span patience) const
 {
     const Deadline deadline = std::chrono::steady_clock::now() + patience;
     for (const QByteArray &each : m_text.split(';')) {
         const auto name = socketName(each);
         if (!name || name->isEmpty())
-            return !each.isEmpty();
+            return each.isEmpty() ? Listener::None : Listener::Answers;
         const Socket bus;
         const int error = bus.connect(*name);
         if (error == 0)
-            return greets(bus, deadline);
+            return greets(bus, deadline) ? Listener::Answers : Listener::Silent;
         // Its queue is full: it takes no callers any more.
         if (error == EAGAIN)
-            return false;
+            return Listener::Silent;
     }
-    return false;
+    return Listener::None;
 }
 
 } // namespace Keelhaven

@@ -22,10 +22,12 @@ public:
     /// Whether certainly nobody listens: no address, or no socket in its place.
     [[nodiscard]] bool isAbsent() const;
 
-    /// Whether whoever listens there greets a caller. The library's own way to connect waits for ever for one
-    /// that stopped, and every other connection with it, so that one must be found out first. Blocks for
-    /// `patience` at most, so it is for a pool thread. True for kinds of address that it does not know.
-    [[nodiscard]] bool answers(Span patience) const;
+    enum class Listener { None, Silent, Answers };
+
+    /// Who listens there. The library's own way to connect waits for ever for one that has stopped, and every
+    /// other connection with it, so that one must be found out first. Blocks for `patience` at most, so it is
+    /// for a pool thread. Kinds of address that it does not know count as answering.
+    [[nodiscard]] Listener greet(Span patience) const;
 
     [[nodiscard]] QByteArray text() const { return m_text; }
 

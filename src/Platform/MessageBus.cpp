@@ -11,6 +11,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using Listener = BusAddress::Listener;
+
 constexpr Span firstRetry = 1s;
 constexpr Span longestRetry = 1min;
 constexpr int questionMilliseconds = 3000;
@@ -51,17 +53,20 @@ QCoro::Task<> MessageBus::connectOnPool()
     const QPointer<MessageBus> self(this);
     const QString name = u"keelhaven-%1"_s.arg(++number);
     const auto work = [address = m_address, patience = m_patience, name] {
-        return !address.isAbsent() && address.answers(patience) &&
-               QDBusConnection::connectToBus(QString::fromUtf8(address.text()), name).isConnected();
+        const auto listener = address.isAbsent() ? Listener::None : address.greet(patience);
+        const bool isConnected =
+            listener == Listener::Answers &&
+            QDBusConnection::connectToBus(QString::fromUtf8(address.text()), name).isConnected();
+        return std::pair(listener, isConnected);
     };
-    const bool isConnected = co_await onPool(work);
+    const auto [listener, isConnected] = co_await onPool(work);
     if (self)
-        self->finishConnecting(isConnected, name);
+        self->finishConnecting(isConnected, listener == Listener::Silent, name);
     else
         QDBusConnection::disconnectFromBus(name);
 }
 
-void MessageBus::finishConnecting(bool isConnected, const QString &name)
+void MessageBus::finishConnecting(bool isConnected, bool isSilent, const QString &name)
 {
     m_isConnecting = false;
     const auto waiting = std::exchange(m_waiting, {});
@@ -77,7 +82,7 @@ void MessageBus::finishConnecting(bool isConnected, const QString &name)
         Q_EMIT connected();
     } else {
         QDBusConnection::disconnectFromBus(name);
-        if (m_wasConnected)
+        if (m_wasConnected || isSilent)
             retryLater();
         Q_EMIT failed();
     }

@@ -22,7 +22,7 @@ class MessageBus : public QObject
     Q_OBJECT
 
 public:
-    /// A bus that does not answer within `patience` counts as not there.
+    /// A bus that does not answer within `patience` counts as not there yet.
     MessageBus(BusAddress address, Clock &clock, Span patience = std::chrono::seconds(3));
     ~MessageBus() override;
 
@@ -75,7 +75,7 @@ private Q_SLOTS:
 
 private:
     [[nodiscard]] QCoro::Task<> connectOnPool();
-    void finishConnecting(bool isConnected, const QString &name);
+    void finishConnecting(bool isConnected, bool isSilent, const QString &name);
     void follow(const QString &service);
     void retryLater();
     void closeConnection();

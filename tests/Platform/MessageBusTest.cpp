@@ -74,7 +74,7 @@ TEST(MessageBusTest, WhateverElseListensHoldsNobodyUp)
         });
         MessageBus bus("unix:path=" + path.toUtf8(), clock, 50ms);
         EXPECT_FALSE(await(bus.offers(name), 5s)) << greeting.toStdString();
-        EXPECT_EQ(clock.timerCount(), 0U);
+        EXPECT_EQ(clock.timerCount(), greeting == "hang up" ? 0U : 1U) << "it may only be slow";
     }
     // It takes no callers any more, and its queue fills up.
     const int full = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -85,10 +85,12 @@ TEST(MessageBusTest, WhateverElseListensHoldsNobodyUp)
     ASSERT_EQ(::bind(full, reinterpret_cast<const sockaddr *>(&address), size), 0);
     ASSERT_EQ(::listen(full, 0), 0);
     for (int caller = 0; caller < 3; ++caller)
-        EXPECT_FALSE(BusAddress("unix:path=/gone/bus;unix:abstract=" + abstract).answers(50ms));
+        EXPECT_EQ(BusAddress("unix:path=/gone/bus;unix:abstract=" + abstract).greet(50ms),
+                  BusAddress::Listener::Silent);
     ::close(full);
     const PrivateBus daemon;
-    EXPECT_TRUE(BusAddress("unix:path=/gone/bus;" + daemon.address() + ",guid=12").answers(20s));
+    EXPECT_EQ(BusAddress("unix:path=/gone/bus;" + daemon.address() + ",guid=12").greet(20s),
+              BusAddress::Listener::Answers);
 }
 
 TEST(MessageBusTest, ComesBackWithTheBusAndFollowsItsServices)
