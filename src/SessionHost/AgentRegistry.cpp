@@ -66,7 +66,7 @@ QCoro::Task<HostResult<void>> AgentRegistry::loadRecords()
         entry.record = *record;
         if (entry.record.phase == AgentPhase::Launching)
             launching.append(entry.record.token);
-        m_entries.insert(fields[0], std::move(entry));
+        m_entries.insert(fields[0], entry);
     }
     AgentLaunch::sweep(m_paths.launchFolder, launching);
     co_return {};
@@ -296,7 +296,7 @@ void AgentRegistry::findByHand(const PaneRow &row)
     entry.record.phase = AgentPhase::Running;
     entry.record.pid = process->id.pid;
     entry.record.startTime = process->id.startTime;
-    m_entries.insert(row.pane, std::move(entry));
+    m_entries.insert(row.pane, entry);
 }
 
 void AgentRegistry::readAgentEnvironment(Entry &entry)
