@@ -40,6 +40,11 @@ protected:
         m_environment.insert(u"TZ"_s, u"UTC"_s);
         m_environment.insert(u"XDG_RUNTIME_DIR"_s, m_home.path(u".run"_s));
         m_environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, u"unix:path="_s + m_home.path(u".run/no-bus"_s));
+        // What the sanitizers' runtime is told holds for the programs, too.
+        for (const char *name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+            if (qEnvironmentVariableIsSet(name))
+                m_environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
+        }
     }
 
     ~ProgramsTest() override
