@@ -59,6 +59,26 @@ TEST(KeyboardTest, TabGoesOnFromAListThatWasEmpty)
     EXPECT_TRUE(isIn(screen, u"agentEditor"_s));
 }
 
+TEST(KeyboardTest, WhatClosesGivesTheKeyboardBack)
+{
+    Screen screen({.hasLiveRuns = false, .runs = 5});
+    screen.press(Qt::Key_4, Qt::AltModifier);
+    screen.press(Qt::Key_Down);
+    const auto *before = screen.view().activeFocusItem();
+    ASSERT_TRUE(isIn(screen, u"historyList"_s));
+    screen.press(Qt::Key_F10, Qt::ShiftModifier);
+    EXPECT_FALSE(isIn(screen, u"historyList"_s)) << "the row's menu is open";
+    screen.press(Qt::Key_Escape);
+    EXPECT_EQ(screen.view().activeFocusItem(), before) << "after the menu";
+    screen.press(Qt::Key_Delete);
+    EXPECT_FALSE(isIn(screen, u"historyList"_s)) << "it is asked about";
+    screen.press(Qt::Key_Escape);
+    EXPECT_EQ(screen.view().activeFocusItem(), before) << "after the question";
+    screen.press(Qt::Key_Comma, Qt::ControlModifier);
+    screen.press(Qt::Key_Escape);
+    EXPECT_EQ(screen.view().activeFocusItem(), before) << "after the settings";
+}
+
 TEST(KeyboardTest, TheSettingsBeginAtTheirPages)
 {
     Screen screen({.hasLiveRuns = false, .runs = 5});

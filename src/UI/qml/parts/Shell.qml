@@ -6,6 +6,7 @@ FocusScope {
     id: root
 
     readonly property bool compact: width < 1000
+    readonly property FocusKeeper keeper: FocusKeeper { place: root }
 
     Rectangle {
         anchors.fill: parent
