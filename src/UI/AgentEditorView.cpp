@@ -469,6 +469,8 @@ void AgentEditorView::setWatched(bool watched)
         return;
     if (!watched)
         return m_minute.stop();
+    // There are commands without a folder too, and new ones since the last look.
+    m_rescan.start();
     showFacts();
     m_minute.start();
 }

@@ -286,6 +286,18 @@ TEST_F(AgentEditorTest, CommandsAreOfferedWhileTheyAreTyped)
     EXPECT_TRUE(screen.shows(u"no command named /nowhere found — it will be sent as typed"_s));
 }
 
+TEST(AgentEditorFirstAgentTest, CommandsAreThereBeforeAFolderIs)
+{
+    Screen screen({.isEmpty = true});
+    const QString folder = screen.profile.model().paths().claudeDir() + u"/commands"_s;
+    QDir().mkpath(folder);
+    static_cast<void>(QFile(folder + u"/review.md"_s).open(QIODevice::WriteOnly));
+    screen.press(Qt::Key_1, Qt::ControlModifier);
+    screen.press(Qt::Key_N, Qt::ControlModifier);
+    const auto &field = screen.app.agentEditor()->prompt()->field();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return field.model().commandSuggestions(u"review"_s).size() == 1; }));
+}
+
 TEST_F(AgentEditorTest, FoldersAreOfferedWhileTheyAreTyped)
 {
     open(1);
