@@ -143,6 +143,8 @@ bool StatusMenu::handleMessage(const QDBusMessage &message, const QDBusConnectio
         return true;
     }
     if (member == u"EventGroup") {
+        if (message.signature() != u"a(isvu)")
+            return connection.send(message.createErrorReply(QDBusError::InvalidArgs, u"not a(isvu)"_s));
         connection.send(message.createReply(QVariant::fromValue(QList<int>())));
         const auto events = arguments.value(0).value<QDBusArgument>();
         QList<QPair<int, QString>> list;

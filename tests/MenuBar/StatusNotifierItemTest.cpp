@@ -3,8 +3,35 @@
 #include "MenuBar/StatusMenu.h"
 #include "Platform/PrivateBus.h"
 
+#include <QDBusMetaType>
 #include <QDBusPendingCall>
 #include <QXmlStreamReader>
+
+namespace Keelhaven {
+
+/// What happened to a line of the menu, as an area tells of several at once.
+struct MenuEvent
+{
+    int id = 0;
+    QString event;
+};
+
+QDBusArgument &operator<<(QDBusArgument &argument, const MenuEvent &event)
+{
+    argument.beginStructure();
+    argument << event.id << event.event << QDBusVariant(0) << 0U;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, MenuEvent &)
+{
+    return argument;
+}
+
+} // namespace Keelhaven
+
+Q_DECLARE_METATYPE(Keelhaven::MenuEvent)
 
 namespace Keelhaven {
 namespace {
@@ -171,6 +198,30 @@ TEST_F(StatusNotifierItemTest, AnAreaWithMenusGetsOne)
     ask(interface, u"Event"_s, {1, u"hovered"_s, QVariant::fromValue(QDBusVariant(0)), 0U}, path);
     EXPECT_EQ(chosen, QStringList{u"quit"_s});
     EXPECT_EQ(ask(interface, u"Nothing"_s, {}, path).type(), QDBusMessage::ErrorMessage);
+}
+
+TEST_F(StatusNotifierItemTest, EventsMayComeTogetherAndMisshapen)
+{
+    qDBusRegisterMetaType<MenuEvent>();
+    qDBusRegisterMetaType<QList<MenuEvent>>();
+    const StandInWatcher watcher(bus);
+    QStringList chosen;
+    QObject::connect(&menu, &StatusMenu::triggered, [&](const QString &action) { chosen.append(action); });
+    item.start();
+    ASSERT_TRUE(isShown());
+    const auto tell = [&](const QVariantList &arguments) {
+        return ask(u"com.canonical.dbusmenu"_s, u"EventGroup"_s, arguments, u"/MenuBar"_s);
+    };
+    const QList<MenuEvent> events{
+        {1, u"clicked"_s}, {3, u"hovered"_s}, {3, u"clicked"_s}, {-4, u"clicked"_s}};
+    EXPECT_EQ(tell({QVariant::fromValue(events)}).signature(), u"ai"_s);
+    EXPECT_EQ(chosen, (QStringList{u"open"_s, u"quit"_s}));
+    for (const QVariantList &odd : {QVariantList{}, QVariantList{7}, QVariantList{QStringList{u"clicked"_s}},
+                                    QVariantList{QVariant::fromValue(QList<int>{1, 2})}})
+        EXPECT_EQ(tell(odd).type(), QDBusMessage::ErrorMessage);
+    for (const QString &member : {u"Event"_s, u"GetLayout"_s, u"GetProperty"_s, u"GetGroupProperties"_s})
+        ask(u"com.canonical.dbusmenu"_s, member, {u"odd"_s, -1}, u"/MenuBar"_s);
+    EXPECT_EQ(chosen.size(), 2);
 }
 
 TEST_F(StatusNotifierItemTest, ItIsShownOnlyWhileAStatusAreaIsThere)
