@@ -4,7 +4,7 @@ import json
 import sqlite3
 import unittest
 
-from scenario import Run, Scenario, wait_until
+from scenario import LAUNCH_LIMIT, Failed, Run, Scenario, wait_until
 
 
 class Application(Scenario):
@@ -52,6 +52,27 @@ class Application(Scenario):
     def assert_database_is_sound(self) -> None:
         with sqlite3.connect(f"file:{self.home.data}/keelhaven.sqlite?mode=ro", uri=True) as database:
             self.assertEqual(database.execute("PRAGMA integrity_check").fetchall(), [("ok",)])
+
+    def test_a_conversation_is_open_once_also_after_a_restart(self):
+        self.start()
+        run = self.run_agent("again")
+        conversation = self.ended(run)["sessionID"]
+        self.home.keelhaven("runs", "resume", run.id)
+        closed = wait_until(lambda: next((each for each in self.history() if each.get("resumeSessionID") == conversation), None), "the resumed session's first turn to end", LAUNCH_LIMIT)
+        for record in (run.id, closed["id"]):
+            self.assertIn("is still open", self.home.keelhaven("runs", "resume", record))
+        self.assertEqual(self.home.stop(), 0)
+        self.start_application()
+        with self.assertRaisesRegex(Failed, "This conversation is open in another terminal"):
+            self.home.keelhaven("runs", "resume", run.id)
+        self.assertEqual(len(self.agents()), 1)
+        self.close_sessions()
+        self.assert_no_agent_is_left()
+        self.assertIn("is on its way", self.home.keelhaven("runs", "resume", run.id))
+        wait_until(self.agents, "the conversation to be opened anew", LAUNCH_LIMIT)
+        self.assertEqual(len([line for line in self.log(event="start") if conversation in line["argv"]]), 2)
+        self.assertEqual(self.home.stop(), 0)
+        self.close_sessions()
 
     def test_quit_in_the_turn_records_the_run_as_cancelled_and_closes_its_pane(self):
         self.start(WORK_UNTIL=str(self.gate()))
