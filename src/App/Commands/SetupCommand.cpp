@@ -96,7 +96,7 @@ DoctorCheck projectsFolder(const SettingsStore &settings, const KeelhavenPaths &
 {
     const QString name = u"projects folder"_s;
     if (const auto blocked = sweepBlockedReason(settings, paths.home))
-        return {name, false, *blocked};
+        return {name, false, u"%1 (\"keelhaven setup\" tells what to do)"_s.arg(*blocked)};
     return {name, true, Setting::runDirectory(settings, paths.home).value_or(QString())};
 }
 

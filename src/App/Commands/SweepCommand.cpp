@@ -32,7 +32,7 @@ CommandReply started(const SweepStart &start, const CommandContext &context, boo
                 last ? localTime(*last, context.calendar) : QString()));
     }
     case SweepStart::Kind::Blocked:
-        return CommandReply::refused(start.reason);
+        return CommandReply::refused(u"%1 (\"keelhaven setup\" tells what to do)"_s.arg(start.reason));
     case SweepStart::Kind::TabBusy:
         return CommandReply::refused(
             u"A tab of an earlier sweep still holds a session at work; \"keelhaven attach\" shows it."_s);
