@@ -55,6 +55,11 @@ QCoro::Task<void> AgentRegistry::waitForAgent(QString paneID)
         const auto entry = row ? m_entries.constFind(row->pane) : m_entries.constEnd();
         if (entry == m_entries.constEnd() || !entry->record.isPending())
             co_return;
+        // A client that starts several asks for one thing at a time: the others are not to wait for this one.
+        const auto coming =
+            std::ranges::count_if(m_entries, [](const Entry &each) { return each.record.isPending(); });
+        if (coming > 1 && entry->record.phase != AgentPhase::Launching)
+            co_return;
     }
 }
 

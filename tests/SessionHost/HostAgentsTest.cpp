@@ -1,5 +1,6 @@
 #include "SessionHost/HostFixture.h"
 
+#include <QElapsedTimer>
 #include <QProcess>
 
 namespace Keelhaven {
@@ -246,6 +247,28 @@ TEST_F(HostAgentsTest, ALaunchThatFailsSaysSoAndShowsWhy)
         EXPECT_FALSE(agentIn(pane)[u"agent"]);
         EXPECT_TRUE(screen(pane).contains(c.shown)) << screen(pane).toStdString();
     }
+}
+
+TEST_F(HostAgentsTest, AgentsThatComeUpTogetherAreNotWaitedForOneByOne)
+{
+    QFile::remove(home.path(u"bin/claude"_s));
+    const QString endless = home.write(u"bin/claude"_s, "#!/bin/sh\nexec sleep 600\n");
+    QFile::setPermissions(endless, QFile::ReadOwner | QFile::ExeOwner);
+    QList<qint64> waits;
+    for (int i = 0; i < 5; ++i) {
+        const JSONObject start = object({{u"name"_s, JSONValue(QString::number(i))},
+                                         {u"kind"_s, JSONValue(u"claude"_s)},
+                                         {u"pane_id"_s, JSONValue(makePane())}});
+        QElapsedTimer timer;
+        EXPECT_TRUE(waitUntil([&] {
+            timer.start();
+            return errorOf(u"agent.start"_s, start).isEmpty();
+        }));
+        waits.append(timer.elapsed());
+    }
+    const qint64 first = waits.takeFirst();
+    EXPECT_GE(first, 250) << "it was alone, and might have been there at once";
+    EXPECT_LT(*std::ranges::min_element(waits), first);
 }
 
 TEST_F(HostAgentsTest, CodexTellsWhenItsInputIsReadyOnce)
