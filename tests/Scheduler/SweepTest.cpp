@@ -174,6 +174,19 @@ TEST_F(SweepTest, TwoWishesInOneMomentGiveOneSweep)
     EXPECT_TRUE(runner.liveSweep() && !runner.launchingSweep());
 }
 
+TEST_F(SweepTest, OneThatWaitsForItsTurnIsEnough)
+{
+    settings.set(u"schedulerConcurrencyCap"_s, 1);
+    engine->enqueue(slot(u"Nightly"_s));
+    settle();
+    wish(true);
+    ASSERT_TRUE(runner.queuedSweep());
+    clock.jump(3h);
+    wish(true);
+    wish(false);
+    EXPECT_EQ(engine->queued().size(), 1);
+}
+
 TEST_F(SweepTest, TabAtWorkFromBeforeStopsTheNewOne)
 {
     launcher.tabsBusy = true;
