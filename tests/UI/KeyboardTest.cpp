@@ -43,6 +43,21 @@ TEST(KeyboardTest, AShortcutTakesTheKeyboardToWhatItShows)
     }
 }
 
+TEST(KeyboardTest, TabGoesOnFromThePageThatIsShown)
+{
+    Screen screen({.isEmpty = true, .isFirstStart = true});
+    screen.press(Qt::Key_1, Qt::ControlModifier);
+    for (const auto &name : {u"setupAction0"_s, u"setupCheck"_s, u"setupSkip"_s}) {
+        QString focused;
+        for (int step = 0; step < 8 && focused != name; ++step) {
+            screen.press(Qt::Key_Tab);
+            EXPECT_TRUE(isIn(screen, u"boardPanel"_s)) << name.toStdString();
+            focused = screen.view().activeFocusItem()->objectName();
+        }
+        EXPECT_EQ(focused, name);
+    }
+}
+
 TEST(KeyboardTest, TabGoesOnFromAListThatWasEmpty)
 {
     Screen screen({.isEmpty = true});

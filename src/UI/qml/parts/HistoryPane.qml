@@ -57,12 +57,25 @@ FocusScope {
             onClicked: paneMenu.popup(more, 0, more.height + 4)
         }
     }
-    KEmpty {
+    Column {
+        readonly property bool allHidden: root.view.runCount > 0 && field.text === "" && !root.view.showsFailedOnly
+
         anchors.centerIn: parent
         width: parent.width - 2 * Theme.xl
         visible: App.isReady && list.count === 0
-        iconName: "history"
-        text: root.view.runCount === 0 ? root.view.emptyText(3) : "No run matches."
+        spacing: Theme.lg
+
+        KEmpty {
+            width: parent.width
+            iconName: "history"
+            text: root.view.runCount === 0 ? root.view.emptyText(3) : parent.allHidden ? "All runs are hidden." : "No run matches."
+        }
+        KButton {
+            anchors.horizontalCenter: parent.horizontalCenter
+            visible: parent.allHidden
+            text: "Show hidden runs"
+            onClicked: root.view.showsHidden = true
+        }
     }
     KList {
         id: list

@@ -102,6 +102,16 @@ FocusScope {
         }
     }
 
+    /// From what has the keyboard without being a stop of Tab, an empty list say, Tab would begin at the top.
+    function goOn(forward) {
+        const from = root.Window.activeFocusItem;
+        const next = from ? from.nextItemInFocusChain(forward) : null;
+        if (next)
+            next.forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason);
+    }
+    Keys.onTabPressed: goOn(true)
+    Keys.onBacktabPressed: goOn(false)
+
     function showShortcuts() {
         shortcuts.open();
     }
