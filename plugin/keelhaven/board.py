@@ -1,9 +1,10 @@
 """What a sweep reads of the board and of its repositories, and what it may write to the board.
 
 `board.py brief` prints one JSON object: the projects of the board in their order, each with its repositories on this
-machine, its launch, what was noted about it before, and what its sessions said of late. Where no service has filled the
-board yet, it names the git repositories in and below the working directory instead. Tokens lie in a file that it never
-opens.
+machine, its launch, what was noted about it before, and what its sessions said of late. A session reads only so much of
+what a program prints: a large board comes in parts, and `next` is the number for `brief NUMBER` that prints the next one.
+Where no service has filled the board yet, it names the git repositories in and below the working directory instead. Tokens
+lie in a file that it never opens.
 
 `board.py look FOLDER`, `files FOLDER`, `read FOLDER FILE` and `show FOLDER COMMIT [FILE]` print what git knows of one of
 these repositories, without changing anything in it or asking anybody over the network. Only what is committed is shown, and
@@ -33,12 +34,14 @@ SESSION_DAYS = 3
 FLAG_DAYS = 14
 MOST_PROJECTS = 60
 MOST_SESSIONS = 5
+MOST_FLAGS = 10
 MOST_FOUND_REPOSITORIES = 40
 MOST_REVIEW_ITEMS = 6
 LONGEST_ITEM = 300  # characters
 LONGEST_TEXT = 8000
 LAST_MOMENT = 253402300800  # the end of the year 9999, in seconds since 1970
-LONGEST_OUTPUT = 24000  # characters of what git prints
+LONGEST_PARAGRAPH = 1000
+LONGEST_OUTPUT = 24000  # characters; beyond 30000 a session is shown only a part of them
 GIT_SECONDS = 30
 TAIL_BYTES = 4 * 1024 * 1024  # of the event log
 PRUNED_FOLDERS = {"node_modules", "vendor", "target", "build", "dist", ".venv", "venv"}
@@ -54,6 +57,11 @@ def as_list(value):
 
 def text_of(value, longest=LONGEST_TEXT):
     return value[:longest] if isinstance(value, str) and value.strip() else None
+
+
+def shortened(value):
+    """A number or truth as it is, and of anything else what a line holds."""
+    return value if isinstance(value, (int, float)) else text_of(value, LONGEST_ITEM)
 
 
 def without_nothing(entries):
@@ -123,14 +131,22 @@ class Board:
         self.sync = self._of_machine("local_sync", machine)
         self.events = self._events_by_slug(tail_events(cache_dir / "events.jsonl"))
 
-    def brief(self, folder):
+    def brief(self, folder, begin=0):
         order = [name for name in as_list(self.state.get("project_order")) if isinstance(name, str)]
         shown = [name for name in dict.fromkeys(order) if isinstance(self.projects.get(name), dict)]
         result = {
             "now": iso(self.now),
             "board": without_nothing({key: self.state.get(key) for key in ("schema_version", "last_refresh", "last_error")}),
-            "projects": [self._project(name) for name in shown[:MOST_PROJECTS]],
+            "projects": [],
         }
+        size = 0
+        for number, name in enumerate(shown[begin:MOST_PROJECTS], begin):
+            project = self._project(name)
+            size += len(json.dumps(project, ensure_ascii=False, indent=1))
+            if size > LONGEST_OUTPUT and result["projects"]:
+                result["next"] = number
+                break
+            result["projects"].append(project)
         if len(shown) > MOST_PROJECTS:
             result["left_out"] = shown[MOST_PROJECTS:]
         if not shown:
@@ -153,16 +169,16 @@ class Board:
             {
                 "name": name,
                 "display": context.get("display") or state.get("display"),
-                "status": text_of(context.get("status")),
-                "vision": text_of(context.get("vision"), 1000),
+                "status": text_of(context.get("status"), LONGEST_PARAGRAPH),
+                "vision": text_of(context.get("vision"), LONGEST_PARAGRAPH),
                 "launch": self._launch(context.get("active_launch")),
                 "commits_today": state.get("commits_today"),
                 "days_idle": state.get("days_idle"),
                 "latest_commit_date": state.get("latest_commit_date"),
-                "summary": text_of(summary.get("text"), 1000),
+                "summary": text_of(summary.get("text"), LONGEST_PARAGRAPH),
                 "summary_at": summary.get("at"),
                 "is_summary_current": bool(signature) and summary.get("head_sig") == signature,
-                "narrative": text_of(digest.get("narrative"), 1000),
+                "narrative": text_of(digest.get("narrative"), LONGEST_PARAGRAPH),
                 "repos": [self._repository(slug, repo) for slug, repo in self.repositories(name).items()],
                 "flags": self._flags(name, slugs),
                 "sessions": self._sessions(slugs),
@@ -182,14 +198,14 @@ class Board:
                 "head": repo.get("head"),
                 "last_date": repo.get("last_date"),
                 "fetch_error": text_of(repo.get("fetch_error"), LONGEST_ITEM),
-                "sync": {key: sync[key] for key in ("status", "dirty", "ahead", "detail", "checked_at") if key in sync},
+                "sync": {key: shortened(sync[key]) for key in ("status", "dirty", "ahead", "detail", "checked_at") if key in sync},
                 "has_architecture": bool(architecture.get("text")),
             }
         )
 
     def _launch(self, launch):
         launch = store.as_object(launch)
-        kept = {key: text_of(launch.get(key), 1000) for key in ("type", "title", "action", "target_date", "goals")}
+        kept = {key: text_of(launch.get(key), LONGEST_PARAGRAPH) for key in ("type", "title", "action", "target_date", "goals")}
         try:
             target = date.fromisoformat(kept["target_date"] or "")
             kept["days_until"] = (target - datetime.fromtimestamp(self.now).date()).days
@@ -229,11 +245,8 @@ class Board:
     def _flags(self, name, slugs):
         dismissed = set(map(str, as_list(self.state.get("dismissed_reviews"))))
         flags = [event for event in self._recent(slugs, FLAG_DAYS) if event.get("type") == "flag"]
-        return [
-            {"at": iso(moment(event)), "note": event["note"][:1000]}
-            for event in flags
-            if text_of(event.get("note")) and review_key(name, event["note"]) not in dismissed
-        ]
+        flags = [event for event in flags if text_of(event.get("note")) and review_key(name, event["note"]) not in dismissed]
+        return [{"at": iso(moment(event)), "note": event["note"][:LONGEST_PARAGRAPH]} for event in flags[:MOST_FLAGS]]
 
     def _sessions(self, slugs):
         said = [e for e in self._recent(slugs, SESSION_DAYS) if e.get("type") == "Stop" and text_of(e.get("last_message"))]
@@ -419,7 +432,7 @@ def read_notes(file):
         raise Refused("The notes are not JSON.") from None
 
 
-USAGE = "usage: board.py brief | look FOLDER | files FOLDER | read FOLDER FILE | show FOLDER COMMIT [FILE] | note < NOTES"
+USAGE = "usage: board.py brief [NUMBER] | look FOLDER | files FOLDER | read FOLDER FILE | show FOLDER COMMIT [FILE] | note < NOTES"
 
 
 def main(words):
@@ -427,8 +440,9 @@ def main(words):
     cache_dir, now, here = store.load_config().cache_dir, time.time(), os.getcwd()
     verb, *rest = words or [""]
     try:
-        if words == ["brief"]:
-            print(json.dumps(Board(cache_dir, now).brief(here), ensure_ascii=False, indent=1))
+        if verb == "brief" and (not rest or len(rest) == 1 and re.fullmatch("[0-9]{1,4}", rest[0])):
+            begin = int(rest[0]) if rest else 0
+            print(json.dumps(Board(cache_dir, now).brief(here, begin), ensure_ascii=False, indent=1))
         elif verb == "look" and len(rest) == 1:
             print(look(Board(cache_dir, now), rest[0], here))
         elif verb == "files" and len(rest) == 1:

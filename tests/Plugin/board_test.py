@@ -5,6 +5,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -111,6 +112,31 @@ class BoardTest(unittest.TestCase):
         self.assertEqual(self.call("look", str(self.code))[1], f"{self.code} is no repository of the board.\n")
         self.write("state.json", {"excluded_repos": ["me/app"], "local_links": state["local_links"]})
         self.assertEqual(board.Board(self.cache, NOW).brief(str(self.home))["repositories_found"], [])
+
+    def test_a_large_board_comes_in_parts_that_a_session_reads_whole(self):
+        names = [f"p{number}" for number in range(40)]
+        self.write("state.json", {"project_order": names, "projects": {name: {"repos": {f"r/{name}": {}}} for name in names},
+                                  "local_links": {os.uname().nodename: {"r/p0": str(self.code)}},
+                                  "local_sync": {os.uname().nodename: {"r/p3": {"detail": "d" * 9999}}}})
+        self.write("ai.json", {"summaries": {name: {"text": "é" * 5000} for name in names}})
+        self.write("context.json", {name: {"status": "s" * 5000, "vision": "v" * 5000} for name in names})
+        events = [{"ts": time.time() - n, "type": "flag", "repo_hint": "r/p0", "note": f"{n} " + "n" * 3000} for n in range(50)]
+        self.write("events.jsonl", "\n".join(map(json.dumps, events)) + "\n")
+        seen, following, parts = [], [], 0
+        while True:
+            status, said = self.call("brief", *following)
+            self.assertEqual(status, 0, said)
+            self.assertLess(len(said), 30000)
+            part = json.loads(said)
+            seen += [project["name"] for project in part["projects"]]
+            self.assertIn(len(part["projects"][0].get("flags", ())), (0, 10))
+            parts += 1
+            if "next" not in part:
+                break
+            following = [str(part["next"])]
+        self.assertEqual(seen, names)
+        self.assertGreater(parts, 3)
+        self.assertEqual([self.call("brief", *words)[0] for words in (["x"], ["-1"], ["1" * 9], ["1", "2"], ["99"])], [2, 2, 2, 2, 0])
 
     def test_notes_are_added_and_everything_else_stays(self):
         notes = {
