@@ -287,7 +287,7 @@ LOOKS = {
 }
 
 
-def git(folder, *words):
+def git(folder, *words, longest=LONGEST_OUTPUT):
     """What git prints, cut to what a session can read. Raises Refused."""
     command = [*GIT, "-C", folder, *words]
     try:
@@ -299,7 +299,7 @@ def git(folder, *words):
     text = done.stdout.decode("utf-8", "replace").rstrip()
     if done.returncode != 0:
         raise Refused(done.stderr.decode("utf-8", "replace").strip()[:LONGEST_ITEM] or f"git failed in {folder}.")
-    return text if len(text) <= LONGEST_OUTPUT else text[:LONGEST_OUTPUT] + "\n… cut"
+    return text if len(text) <= longest else text[:longest] + "\n… cut"
 
 
 def checked_folder(board, folder, here):
@@ -316,7 +316,7 @@ def look(board, folder, here):
     said, failed = [], 0
     for title, words in LOOKS.items():
         try:
-            said.append(f"{title}\n{git(place, *words) or 'none'}")
+            said.append(f"{title}\n{git(place, *words, longest=LONGEST_OUTPUT // len(LOOKS)) or 'none'}")
         except Refused as refusal:  # a new repository has no commits, and yet much to tell
             said.append(f"{title}\n{refusal}")
             failed += 1

@@ -189,6 +189,14 @@ class BoardTest(unittest.TestCase):
         self.assertEqual(status, 0, said)
         for part in ("## main", "?? new.txt", "me: Begin", "Stashes\nnone"):
             self.assertIn(part, said)
+        (self.code / "many").mkdir()
+        for number in range(400):
+            (self.code / "many" / f"{number}{'x' * 100}").touch()
+        subprocess.run([*git, "config", "status.showUntrackedFiles", "all"], check=True)
+        said = self.call("look", str(self.code))[1]
+        self.assertLess(len(said), 30000)
+        for part in ("… cut", "me: Begin", "Branches\nmain"):
+            self.assertIn(part, said)
         head = subprocess.run([*git, "rev-parse", "HEAD"], capture_output=True, text=True).stdout.strip()
         shown = self.call("show", str(self.code), head)[1]
         self.assertIn("in README", shown)
