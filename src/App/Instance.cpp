@@ -8,6 +8,7 @@
 #include "App/LocalCommands.h"
 #include "App/Machine.h"
 #include "App/QuitSignals.h"
+#include "Herdr/HerdrSocketQueue.h"
 #include "Notifications/DeepLink.h"
 #include "Platform/ProcessLaunch.h"
 #include "Scheduler/Usage/UsageMonitor.h"
@@ -26,6 +27,9 @@ namespace {
 /// Work on the pool mostly waits for disks and sockets. With a thread for each core, one slow folder on a
 /// small machine would hold up the reading of the usage meters, and with it every run.
 constexpr int leastPoolThreads = 4;
+
+/// A launch that quitting breaks off closes its pane and then ends; a host that hangs must not hold that up.
+constexpr auto longestHostAnswer = std::chrono::milliseconds(500);
 
 /// Another process is the instance: it gets the link, by the same way that a click on one takes.
 int handOver(const QString &link)
@@ -82,9 +86,11 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     machine.processes.close();
     machine.children.close();
     machine.http.close();
-    // What comes back from a pool thread may hand it the next piece of work, so this takes some rounds.
+    // What comes back from another thread may hand it the next piece of work, so this takes some rounds.
+    bool hostAnswers = true;
     for (int round = 0; round < 10 && (*model)->tasks().running() > 0; ++round) {
         QThreadPool::globalInstance()->waitForDone(200);
+        hostAnswers = hostAnswers && HerdrSocketQueue::waitForDone(longestHostAnswer);
         QCoreApplication::sendPostedEvents();
     }
     return status;

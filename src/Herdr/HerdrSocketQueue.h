@@ -3,6 +3,7 @@
 #include <QMutex>
 #include <QThread>
 #include <QWaitCondition>
+#include <chrono>
 #include <deque>
 #include <functional>
 
@@ -16,13 +17,18 @@ public:
     /// Runs `job` after all jobs posted before it. From any thread.
     static void post(std::function<void()> job);
 
+    /// Waits until no job is left, `limit` at most; false when some still are. Not from a job.
+    [[nodiscard]] static bool waitForDone(std::chrono::milliseconds limit);
+
 private:
     HerdrSocketQueue();
+    [[nodiscard]] static HerdrSocketQueue &shared();
     void run() override;
 
     QMutex m_mutex;
     QWaitCondition m_arrived;
-    std::deque<std::function<void()>> m_jobs;
+    QWaitCondition m_done;
+    std::deque<std::function<void()>> m_jobs; ///< the first is the one that runs
 };
 
 } // namespace Keelhaven

@@ -1,10 +1,12 @@
 #include "Herdr/HerdrClient.h"
+#include "Herdr/HerdrSocketQueue.h"
 #include "Herdr/UnixSocketTransport.h"
 #include "ScriptedTransport.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 #include "UnixServer.h"
 
+#include <QSemaphore>
 #include <atomic>
 #include <gtest/gtest.h>
 
@@ -118,6 +120,25 @@ TEST_F(HerdrTransportTest, ExchangesOfTheProcessRunOneAtATime)
     const QList<QByteArray> expected{"1", "2", "3"};
     EXPECT_EQ(arrived, expected);
     EXPECT_FALSE(overlapped);
+}
+
+TEST_F(HerdrTransportTest, TheEndOfAllExchangesIsWaitedForButNotForLong)
+{
+    ASSERT_TRUE(HerdrSocketQueue::waitForDone(20s));
+    QSemaphore gate;
+    std::atomic<int> ended = 0;
+    for (int job = 0; job < 2; ++job) {
+        HerdrSocketQueue::post([&] {
+            gate.acquire();
+            ++ended;
+        });
+    }
+    EXPECT_FALSE(HerdrSocketQueue::waitForDone(0ms));
+    gate.release();
+    EXPECT_FALSE(HerdrSocketQueue::waitForDone(1ms)) << "the second job still runs";
+    gate.release();
+    EXPECT_TRUE(HerdrSocketQueue::waitForDone(20s));
+    EXPECT_EQ(ended, 2);
 }
 
 TEST_F(HerdrTransportTest, TheClientSaysWhatAnAnswerLacks)
