@@ -161,6 +161,7 @@ void AppModel::wireHooks()
     own.environment.sleep.onDidWake = [this] {
         m_services->scheduler->evaluateDueSlots(m_services->environment.clock.now());
     };
+    own.zone.onChanged = [this] { m_services->scheduler->zoneChanged(); };
 }
 
 void AppModel::start()
@@ -177,6 +178,7 @@ void AppModel::start()
     own.snapshots = own.hub.snapshots([this](const Snapshot &snapshot) { apply(snapshot); });
     own.hub.start();
     own.mirrorMonitor.start();
+    own.zone.start();
     own.usage.tokensBetween = [this](Date from, Date to) {
         return tokensBetween(*m_services->database, from, to);
     };
@@ -218,6 +220,7 @@ void AppModel::shutdown()
     own.pluginInventory.stop();
     own.workspaceStore.stop();
     own.mirrorMonitor.stop();
+    own.zone.stop();
     own.scheduler->shutdown();
     own.usage.shutdown();
     own.codexUsage.shutdown();

@@ -23,6 +23,7 @@ AppModel::Services::Services(const AppEnvironment &env, std::unique_ptr<Keelhave
     , hub(env.paths, env.clock, env.watches, tasks)
     , mirror(env.http)
     , mirrorMonitor(MirrorProbe(env.http, mirror.baseURL()), env.clock, tasks)
+    , zone(env.watches)
     , notifications(env.clock, env.settings, env.notifications, Calendar::current)
     , power(env.power, env.settings)
     , claudeSignIn(keychain, env.clock, env.paths.claudeSignInFile())

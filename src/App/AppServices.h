@@ -15,6 +15,7 @@
 #include "Platform/ClaudeLocator.h"
 #include "Platform/KeychainStore.h"
 #include "Platform/PythonLocator.h"
+#include "Platform/TimeZoneWatch.h"
 #include "Plugins/OwnSessionTracking.h"
 #include "Plugins/PluginInventoryStore.h"
 #include "Plugins/WorkspaceScaffold.h"
@@ -46,6 +47,7 @@ struct AppModel::Services
     SharedFileHub hub;
     MirrorClient mirror;
     MirrorMonitor mirrorMonitor;
+    TimeZoneWatch zone;
     NotificationManager notifications;
     PowerAssertionController power;
     ClaudeSignIn claudeSignIn;

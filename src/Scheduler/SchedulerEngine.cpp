@@ -207,6 +207,15 @@ void SchedulerEngine::evaluateDueSlots(Date now)
     pump();
 }
 
+void SchedulerEngine::zoneChanged()
+{
+    if (!m_started || m_isShutDown)
+        return;
+    evaluateDueSlots(m_services.clock.now());
+    syncJobs();
+    Q_EMIT changed();
+}
+
 void SchedulerEngine::markFired(const QUuid &id, Date at)
 {
     const qsizetype index = slotIndex(id);

@@ -120,6 +120,8 @@ public:
     void stop(const QUuid &runID);
     /// Finds due agents. The only way to the Scheduled trigger.
     void evaluateDueSlots(Date now);
+    /// The user's time zone is another one: aims every timer anew.
+    void zoneChanged();
     /// One round of supervision over the live runs. A call during another one returns at once.
     QCoro::Task<> tick(Date now);
     /// Matches new hook events to live runs; with `codexOnly` only Codex runs are looked at.

@@ -81,6 +81,18 @@ TEST_F(EngineTest, LatenessDecidesBetweenRunningAndRecordingAMiss)
     }
 }
 
+TEST_F(EngineTest, AnotherTimeZoneAimsTheTimersAnew)
+{
+    store.slotList = {slot(u"daily"_s, 17)};
+    engine->start();
+    calendar = Calendar(QTimeZone("Asia/Kolkata"));
+    engine->zoneChanged();
+    clock.advance(2h + 29min);
+    EXPECT_TRUE(engine->active().isEmpty());
+    clock.advance(1min);
+    EXPECT_EQ(engine->active().size(), 1) << "five hours and a half before it was due at home";
+}
+
 TEST_F(EngineTest, NothingBeforeConstructionEverFires)
 {
     store.slotList = {slot(u"early"_s, 8, 59)};
