@@ -187,8 +187,12 @@ TEST_F(HostAgentsTest, AListThatIsGivenAgainMissesNothing)
     startAgent(u"claude"_s, u"one"_s, pane);
     startAgent(u"claude"_s, u"two"_s, other);
     const QDir sessions(home.path(u".claude/sessions"_s));
-    const auto files = sessions.entryList({u"*.json"_s}, QDir::Files);
-    ASSERT_EQ(files.size(), 2);
+    // A screen that asks for input tells of the agent before its file does.
+    QStringList files;
+    ASSERT_TRUE(waitUntil([&] {
+        files = sessions.entryList({u"*.json"_s}, QDir::Files);
+        return files.size() == 2;
+    }));
     const auto tell = [&](const char *from, const char *to) {
         for (const QString &file : files) {
             const QString name = u".claude/sessions/"_s + file;
