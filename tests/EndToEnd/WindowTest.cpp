@@ -84,6 +84,8 @@ void runInWindow(const std::function<void(Stage &)> &script)
                     auto *window = qobject_cast<QQuickWindow *>(QGuiApplication::topLevelWindows().value(0));
                     if (!window)
                         throw std::runtime_error("there is no window");
+                    // It opened within the screen, which is small here.
+                    window->resize(1280, 800);
                     Stage stage{home, model.scheduler(), WindowUser(*window)};
                     wasShown = true;
                     script(stage);

@@ -15,7 +15,8 @@ ListView {
     signal menuWanted(int index)
 
     clip: true
-    activeFocusOnTab: count > 0
+    // What has the keyboard must not cease to be a stop.
+    activeFocusOnTab: count > 0 || activeFocus
     currentIndex: -1
     keyNavigationEnabled: true
     boundsBehavior: Flickable.StopAtBounds

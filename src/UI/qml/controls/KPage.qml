@@ -12,7 +12,8 @@ Flickable {
     contentWidth: width
     boundsBehavior: Flickable.StopAtBounds
     flickableDirection: Flickable.VerticalFlick
-    activeFocusOnTab: contentHeight > height
+    // What has the keyboard must not cease to be a stop.
+    activeFocusOnTab: contentHeight > height || activeFocus
     T.ScrollBar.vertical: KScrollBar {}
     Accessible.role: Accessible.Pane
     Accessible.name: label

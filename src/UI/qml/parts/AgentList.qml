@@ -43,7 +43,7 @@ FocusScope {
             implicitHeight: 60
             rightPadding: Theme.lg
             selected: root.view.selectedSlotID === slotID
-            Accessible.name: name + ", " + schedule + ", " + nextRun + (isLive ? ", running" : "")
+            Accessible.name: [name !== "" ? name : "Unnamed", canToggle ? "" : provider, schedule, nextRun, isLive ? "running" : ""].filter(text => text !== "").join(", ")
             onClicked: open()
 
             function open() {

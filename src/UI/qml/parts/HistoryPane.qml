@@ -121,7 +121,8 @@ FocusScope {
             implicitHeight: message !== "" ? 76 : 58
             selected: root.view.selectedRunID === runID
             opacity: isHidden ? 0.6 : 1
-            Accessible.name: title + ", " + ListView.section + ", " + subtitle + (isHidden ? ", hidden" : "")
+            Accessible.description: message
+            Accessible.name: (title !== "" ? title : "Unnamed") + ", " + ListView.section + ", " + subtitle + (isHidden ? ", hidden" : "")
             onClicked: open()
 
             function open() {

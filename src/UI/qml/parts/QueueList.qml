@@ -47,7 +47,7 @@ FocusScope {
             width: ListView.view.width
             implicitHeight: stateHelp !== "" ? 76 : 60
             selected: root.view.selectedRunID === runID
-            Accessible.name: title + ", " + runState
+            Accessible.name: [title, runState, stateHelp, subtitle].filter(text => text !== "").join(", ")
             onClicked: open()
 
             function open() {
