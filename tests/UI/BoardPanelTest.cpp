@@ -158,6 +158,28 @@ TEST(BoardPanelTest, TheUsageStripTellsWhatIsAheadOfItsPace)
     EXPECT_TRUE(board.views.usage.notices().join(u' ').startsWith(u"Codex usage unavailable. "_s));
 }
 
+TEST(BoardPanelTest, TheUsageStripSaysHowMuchOfCodexIsLeft)
+{
+    Board board({.hasLiveRuns = false, .runs = 3});
+    const QString bin = board.profile.home() + u"/bin"_s;
+    QDir().mkpath(bin);
+    QFile codex(bin + u"/codex"_s);
+    ASSERT_TRUE(codex.open(QIODevice::WriteOnly));
+    codex.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    board.profile.settings().set(u"loginShellPATH"_s, bin);
+    board.views.usage.setProvider(u"codex"_s);
+    ASSERT_TRUE(waitUntil([&] { return !board.profile.children().children.isEmpty(); }));
+    const auto &server = *board.profile.children().children.last();
+    const auto reset = qint64(secondsSince1970(board.profile.clock().now() + std::chrono::hours(3)));
+    server.say(R"({"id":1,"result":{}})");
+    server.say(
+        R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":27,"windowDurationMins":300,"resetsAt":)" +
+        QByteArray::number(reset) + R"(}}}})");
+    board.update();
+    EXPECT_TRUE(board.shows(u"Session"_s));
+    EXPECT_TRUE(board.shows(u"27% used; 73% remaining · resets in 3 hours"_s));
+}
+
 TEST(BoardPanelTest, TheGlanceTellsOfRunsAndSwitchesThePower)
 {
     Board board({});

@@ -50,6 +50,7 @@ public:
     [[nodiscard]] MemorySettings &settings() { return m_settings; }
     [[nodiscard]] ScriptedLauncher &sessions() { return m_sessions; }
     [[nodiscard]] MemorySecrets &secrets() { return m_secrets; }
+    [[nodiscard]] FakeChildProcessFactory &children() { return m_children; }
     [[nodiscard]] FakeProcessRunner &processes() { return m_processes; }
     [[nodiscard]] FakeDesktop &desktop() { return m_desktop; }
     [[nodiscard]] QString home() const { return m_home.path(); }

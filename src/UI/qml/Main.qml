@@ -5,8 +5,8 @@ Window {
     id: window
 
     // Not every screen has room for it.
-    width: Math.min(1280, Screen.desktopAvailableWidth)
-    height: Math.min(800, Screen.desktopAvailableHeight)
+    width: Math.min(1280, Screen.width, Screen.desktopAvailableWidth)
+    height: Math.min(800, Screen.height, Screen.desktopAvailableHeight)
     minimumWidth: 560
     minimumHeight: 360
     visible: true
