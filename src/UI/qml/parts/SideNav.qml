@@ -22,6 +22,8 @@ FocusScope {
         property string badge
         property string badgeTone
         property string help
+        /// What it opens stands beside it, where its own words would be.
+        property bool isOpen: false
 
         width: root.width - 16
         x: 8
@@ -79,7 +81,7 @@ FocusScope {
         }
         KTooltip {
             text: entry.help !== "" ? entry.help : entry.text
-            visible: entry.hovered && (root.compact || entry.help !== "")
+            visible: entry.hovered && !entry.isOpen && (root.compact || entry.help !== "")
         }
     }
 
@@ -184,6 +186,7 @@ FocusScope {
             visible: !strip.visible
             text: "Usage"
             iconName: "hourglass"
+            isOpen: usage.item !== null && usage.item.opened
             onClicked: usage.show()
         }
         Loader {
@@ -207,6 +210,7 @@ FocusScope {
             text: "Glance"
             iconName: "eye"
             help: "What runs, what comes next, and the power switches"
+            isOpen: overview.item !== null && overview.item.opened
             onClicked: {
                 overview.active = true;
                 overview.item.open();

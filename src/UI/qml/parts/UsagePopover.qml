@@ -8,6 +8,7 @@ T.Popup {
 
     objectName: "usagePopover"
     width: 264
+    height: implicitContentHeight + topPadding + bottomPadding
     padding: 4
     margins: 8
     focus: true
