@@ -2,7 +2,8 @@
 
 Runs once per event and tool call of every session, so its start-up is the cost that counts: it is started with
 `python3 -I -S` (no site-packages scan) and reaches for the C half of the json module, which spares the import of the
-regular expression engine. It never fails a session: whatever goes wrong, it exits 0 and prints nothing.
+regular expression engine. It never fails a session: whatever goes wrong, it exits 0 and prints nothing. Whoever registers
+it adds `|| true`: Python ends with 2 when the script itself is gone, and to the CLIs a hook's 2 means "do not do that".
 """
 import os
 import sys
@@ -36,23 +37,25 @@ COPIED_KEYS = (
 
 def parse(text):
     """The JSON value in `text`. Raises ValueError, or RecursionError, on anything that is not JSON."""
-    try:
-        from _json import make_scanner
-    except ImportError:
-        import json
-
-        return json.loads(text)
-
     class Rules:
         strict = False
-        object_hook = object_pairs_hook = None
+        object_hook = object_pairs_hook = array_hook = None
         parse_float = float
         parse_int = int
         parse_constant = float
 
+    try:
+        from _json import make_scanner
+
+        scan = make_scanner(Rules)
+    except (ImportError, AttributeError, TypeError):  # another Python's scanner, which wants to know more
+        import json
+
+        return json.loads(text, strict=False)
+
     text = text.strip()
     try:
-        value, end = make_scanner(Rules)(text, 0)
+        value, end = scan(text, 0)
     except (StopIteration, SystemError):  # the error it wants to raise is in the json module, which nobody loaded
         raise ValueError("no JSON") from None
     if end < len(text):
@@ -126,6 +129,8 @@ def take_lock(descriptor, patience=None):
             if monotonic() >= deadline:
                 return False
             sleep(0.002)
+        except OSError:  # a file system without locks
+            return False
 
 
 def open_log(path):
@@ -135,8 +140,7 @@ def open_log(path):
 def append(folder, line, max_bytes=MAX_FILE_BYTES):
     """Adds `line` to the log in `folder` with a single write, rotating the log before it would pass `max_bytes`."""
     os.makedirs(folder, 0o700, exist_ok=True)
-    if os.stat(folder).st_mode & 0o077:
-        os.chmod(folder, 0o700)
+    keep_private(folder, os.stat(folder), 0o700)
     lock = os.open(folder + "/events.lock", os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o600)
     try:
         append_locked(folder, line, max_bytes, take_lock(lock))
@@ -168,10 +172,17 @@ def append_whole(path, line, patience=None):
         os.close(log)
 
 
+def keep_private(place, status, mode):
+    if status.st_mode & 0o077:
+        try:
+            os.chmod(place, mode)
+        except OSError:  # a file system on which all files have one mode: no reason to lose the line
+            pass
+
+
 def write_line(log, line, is_alone):
     status = os.fstat(log)
-    if status.st_mode & 0o077:
-        os.fchmod(log, 0o600)
+    keep_private(log, status, 0o600)
     if status.st_size and os.pread(log, 1, status.st_size - 1) != b"\n":
         line = b"\n" + line  # a writer died in the middle of its line: do not glue this one to the rest
     if os.write(log, line) < len(line):

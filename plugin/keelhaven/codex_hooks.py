@@ -27,6 +27,9 @@ from typing import Optional
 SCRIPT = Path(os.path.abspath(__file__)).parents[1] / "hooks" / "codex_hook.py"
 # The last word of our command: it tells our entries in a file that others write to as well.
 MARK = "keelhaven"
+# Python ends with 2 when the script is gone, as after the program was removed, and to Codex a hook's 2 means "do not do
+# that": every tool of every session would be refused.
+QUIETLY = 'python3 -I -S -B "$0" 2>/dev/null || true'
 BACKUP_SUFFIX = ".keelhaven-backup"
 # event: seconds. Codex cuts the last two to 3 s and warns when they ask for more.
 EVENTS = {
@@ -61,7 +64,7 @@ class Refusal(Exception):
 
 def command():
     # A command that stays the same stays trusted, so the path is not resolved: a link to the release outlives it.
-    return shlex.join(["python3", "-I", "-S", "-B", str(SCRIPT), MARK])
+    return shlex.join(["sh", "-c", QUIETLY, str(SCRIPT), MARK])
 
 
 def is_ours(handler):

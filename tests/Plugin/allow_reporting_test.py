@@ -26,7 +26,7 @@ class AllowReporting(unittest.TestCase):
                     self.assertEqual(json.loads(output)["hookSpecificOutput"]["permissionDecision"], "allow")
 
     def test_bad_input_gives_no_answer(self):
-        for payload in (b"", b"{", b"[]", b'{"tool_name": []}'):
+        for payload in (b"", b"{", b"[]", b'{"tool_name": []}', b"[" * 100000, b"\xff"):
             self.assertEqual(answer(payload), "")
 
 

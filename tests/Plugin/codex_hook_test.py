@@ -43,9 +43,10 @@ class CodexHookTest(unittest.TestCase):
         self.home = home.name
         self.folder = Path(self.home, ".cache/keelhaven/codex-runs")
 
-    def run_hook(self, data, run_id):
+    def run_hook(self, data, run_id, script=codex_hooks.SCRIPT):
         environment = {"HOME": self.home, "PATH": os.environ["PATH"], "KEELHAVEN_RUN_ID": run_id}
-        done = subprocess.run(shlex.split(codex_hooks.command()), input=data, capture_output=True, env=environment)
+        command = shlex.split(codex_hooks.command().replace(str(codex_hooks.SCRIPT), str(script)))
+        done = subprocess.run(command, input=data, capture_output=True, env=environment)
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
 
     def test_each_event_leaves_its_line(self):
@@ -74,6 +75,7 @@ class CodexHookTest(unittest.TestCase):
             self.run_hook(good, run_id)
         for data in (b"", b"{", b"[]", b"[" * 100000, good + b" x"):
             self.run_hook(data, RUN_ID)
+        self.run_hook(good, RUN_ID, script="/gone/hooks/codex_hook.py")
         self.assertEqual(list(Path(self.home).rglob("*.jsonl")), [])
 
 

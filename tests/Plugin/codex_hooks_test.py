@@ -114,7 +114,7 @@ class CodexHooksTest(unittest.TestCase):
         self.file.symlink_to(target)
         self.write("install")
         self.assertTrue(self.file.is_symlink())
-        self.assertIn(codex_hooks.command(), target.read_text())
+        self.assertIn(str(codex_hooks.SCRIPT), target.read_text())
 
     def test_change_by_another_between_look_and_write_is_kept(self):
         def meanwhile(diff):

@@ -66,9 +66,9 @@ class EventHookTest(unittest.TestCase):
         self.folder = home.name + "/.cache/keelhaven"
         self.log = Path(self.folder, "events.jsonl")
 
-    def run_hook(self, data, **environment):
+    def run_hook(self, data, event="Stop", root=PLUGIN, **environment):
         hooks = json.loads((PLUGIN / "hooks/hooks.json").read_text())["hooks"]
-        command = hooks["Stop"][0]["hooks"][0]["command"].replace("${CLAUDE_PLUGIN_ROOT}", str(PLUGIN))
+        command = hooks[event][0]["hooks"][0]["command"].replace("${CLAUDE_PLUGIN_ROOT}", str(root))
         environment = {"HOME": self.home, "PATH": os.environ["PATH"]} | environment
         return subprocess.run(["/bin/sh", "-c", command], input=data, capture_output=True, env=environment)
 
@@ -109,7 +109,26 @@ class EventHookTest(unittest.TestCase):
             with self.subTest(name):
                 done = self.run_hook(data, HOME=home)
                 self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+        for event, _ in json.loads((PLUGIN / "hooks/hooks.json").read_text())["hooks"].items():
+            for name, changed in [("no script", {"root": "/gone"}), ("no Python", {"PATH": "/gone"})]:
+                with self.subTest(name, event=event):
+                    done = self.run_hook(good, event, **changed)
+                    self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
         self.assertFalse(self.log.exists())
+
+    def test_a_python_with_another_scanner_reads_the_same(self):
+        for trouble in (AttributeError("array_hook"), TypeError("two arguments")):
+            with unittest.mock.patch("_json.make_scanner", side_effect=trouble):
+                self.assertEqual(event_hook.parse(' {"a": ["\t", 1.5]}\n'), {"a": ["\t", 1.5]})
+                with self.assertRaises(ValueError):
+                    event_hook.parse("{} x")
+
+    def test_a_file_system_without_locks_or_modes_costs_no_event(self):
+        os.makedirs(self.folder, 0o755)
+        with unittest.mock.patch("fcntl.flock", side_effect=OSError(95, "not supported")):
+            with unittest.mock.patch("os.chmod", side_effect=PermissionError):
+                event_hook.append(self.folder, b'{"number": 1}\n')
+        self.assertEqual(self.lines(), [{"number": 1}])
 
     def test_any_text_makes_a_line_that_can_be_read_again(self):
         for text in ["\"quoted\" \\ back", "line\nfeed\ttab\r\x01\x7f", "é ✓ 🚢 \u2028", "x" * 70000]:
