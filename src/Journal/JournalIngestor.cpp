@@ -73,8 +73,12 @@ std::optional<QString> JournalIngestor::finish(const RunRecord &run)
     // The summary comes last: of a journal that outran the polls, the end counts.
     if (tailer != m_tailers.end())
         tailer->second.skipToLast(quint64(lastReads) * RunJournalTailer::readLimit);
-    for (int reads = 0; reads <= lastReads && readOnce(run); ++reads) {
-    }
+    bool hasMore = true;
+    for (int reads = 0; reads <= lastReads && hasMore; ++reads)
+        hasMore = readOnce(run);
+    // Looked for again: what is told of an event may begin or end runs.
+    if (const auto rest = m_tailers.find(run.id); rest != m_tailers.end() && !hasMore)
+        take(rest->second.readRest(m_clock.now()), run);
     m_tailers.erase(run.id);
     m_progress.remove(run.id);
     return summary(run.id);
@@ -88,12 +92,17 @@ bool JournalIngestor::readOnce(const RunRecord &run)
         return false;
     const auto events = tailer->second.read(m_clock.now());
     const bool hasMore = tailer->second.hasMore();
+    take(events, run);
+    return hasMore;
+}
+
+void JournalIngestor::take(const QList<JournalEvent> &events, const RunRecord &run)
+{
     record(events, run);
     for (const JournalEvent &event : events)
         handle(event, run);
     if (!events.isEmpty())
         Q_EMIT changed(run.id);
-    return hasMore;
 }
 
 void JournalIngestor::record(const QList<JournalEvent> &events, const RunRecord &run)

@@ -69,6 +69,7 @@ private:
     bool readOnce(const RunRecord &run);
     [[nodiscard]] QList<SQLiteRow> rowsBefore(const QUuid &runID, double ts, qint64 id,
                                               qsizetype limit) const;
+    void take(const QList<JournalEvent> &events, const RunRecord &run);
     void record(const QList<JournalEvent> &events, const RunRecord &run);
     void handle(const JournalEvent &event, const RunRecord &run);
     void handleQuestion(const JournalEvent &event, const RunRecord &run);

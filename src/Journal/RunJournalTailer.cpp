@@ -26,13 +26,30 @@ QList<JournalEvent> RunJournalTailer::read(Date now)
     const QByteArray bytes = file->read(m_offset, readLimit);
     m_offset += static_cast<quint64>(bytes.size());
     m_hasMore = bytes.size() == readLimit;
-    m_lines.add(bytes, [&](QByteArrayView line) {
-        if (!line.isValidUtf8())
-            return;
-        if (auto event = JournalEvent::fromLine(line, now))
-            events.append(*std::move(event));
-    });
+    m_lines.add(bytes, [&](QByteArrayView line) { addEvent(line, now, events); });
     return events;
+}
+
+QList<JournalEvent> RunJournalTailer::readRest(Date now)
+{
+    QList<JournalEvent> events;
+    const QByteArray rest = m_lines.partial();
+    m_lines.clear();
+    addEvent(rest, now, events);
+    return events;
+}
+
+/// `now` moves on with each event that takes it for its time: stored events of one kind and moment are one.
+void RunJournalTailer::addEvent(QByteArrayView line, Date &now, QList<JournalEvent> &events)
+{
+    if (!line.isValidUtf8())
+        return;
+    auto event = JournalEvent::fromLine(line, now);
+    if (!event)
+        return;
+    if (event->date() == now)
+        now += Span(1);
+    events.append(*std::move(event));
 }
 
 void RunJournalTailer::skipToLast(quint64 bytes)

@@ -20,6 +20,10 @@ public:
     /// Whether the last read stopped at its limit.
     [[nodiscard]] bool hasMore() const { return m_hasMore; }
 
+    /// The event of the last line, once nobody will append to it any more and it has no LF: agents that write
+    /// the file themselves leave that out. None for half a line. What comes later is a line of its own.
+    [[nodiscard]] QList<JournalEvent> readRest(Date now);
+
     /// Passes over all that is not read yet but the last `bytes` of it.
     void skipToLast(quint64 bytes);
 
@@ -28,6 +32,8 @@ public:
     static constexpr qsizetype longestLine = 1 << 20;
 
 private:
+    static void addEvent(QByteArrayView line, Date &now, QList<JournalEvent> &events);
+
     QString m_path;
     quint64 m_offset = 0;
     LineBuffer m_lines{longestLine};

@@ -249,6 +249,30 @@ TEST_F(JournalIngestorTest, LinesAreHandledOnceAndWhole)
     EXPECT_EQ(journal.progress(run.id), std::nullopt);
 }
 
+TEST_F(JournalIngestorTest, EventsOfOneReadWithoutATimeAreAllStored)
+{
+    append("{\"type\": \"note\", \"text\": \"1\"}\n{\"type\": \"note\", \"text\": \"2\"}\n"
+           "{\"type\": \"question\", \"text\": \"?\"}\n{\"type\": \"question\", \"text\": \"?\"}\n");
+    journal.begin(run, path, false);
+    journal.poll(run);
+    EXPECT_EQ(lines(run.id), (QStringList{u"1"_s, u"2"_s, u"?"_s, u"?"_s}));
+    EXPECT_EQ(told.size(), 2);
+}
+
+TEST_F(JournalIngestorTest, LastLineNeedsNoEndOnceTheRunIsOver)
+{
+    const auto openEnd = [&](const QByteArray &bytes) {
+        append(bytes);
+        journal.begin(run, path, false);
+        journal.poll(run);
+        EXPECT_EQ(journal.summary(run.id), std::nullopt);
+        return journal.finish(run);
+    };
+    EXPECT_EQ(openEnd("{\"type\": \"summary\", \"ts\": 1, \"text\": \"al"), std::nullopt) << "half a line";
+    EXPECT_EQ(openEnd("l\"}"), u"all"_s);
+    EXPECT_EQ(lines(run.id), QStringList{u"all"_s});
+}
+
 TEST_F(JournalIngestorTest, FloodIsReadInPortionsAndItsEndCounts)
 {
     const QByteArray line =
