@@ -5,9 +5,12 @@
 
 #include <QCoreApplication>
 #include <latch>
+#include <linux/capability.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 
 namespace Keelhaven {
 namespace {
@@ -174,11 +177,43 @@ TEST_F(SQLiteTest, OpensWithItsPragmasPrivateFilesAndAnEmptyLogAfterACheckpoint)
     EXPECT_GT(QFileInfo(log).size(), 0);
     database->checkpoint();
     EXPECT_EQ(QFileInfo(log).size(), 0);
-    // A file that came in by a copy loses what others could do with it.
+    // A file that came in by a copy loses what others could do with it, and its owner may write it again.
+    for (const mode_t mode : {0644U, 0400U}) {
+        database.reset();
+        ::chmod(QFile::encodeName(paths.databaseFile()).constData(), mode);
+        database = openOrFail(paths.databaseFile());
+        EXPECT_EQ(modeOf(paths.databaseFile()), 0600U);
+    }
+}
+
+/// Takes from this thread what lets root write every file.
+class WithoutRootsPower
+{
+public:
+    WithoutRootsPower()
+    {
+        ::syscall(SYS_capget, &m_header, m_before);
+        __user_cap_data_struct less[2] = {m_before[0], m_before[1]};
+        less[0].effective &= ~(1U << CAP_DAC_OVERRIDE);
+        ::syscall(SYS_capset, &m_header, less);
+    }
+    WithoutRootsPower(const WithoutRootsPower &) = delete;
+    WithoutRootsPower &operator=(const WithoutRootsPower &) = delete;
+    ~WithoutRootsPower() { ::syscall(SYS_capset, &m_header, m_before); }
+
+private:
+    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct m_before[2] = {};
+};
+
+TEST_F(SQLiteTest, FileThatCannotBeWrittenIsNotOpened)
+{
     database.reset();
-    ::chmod(QFile::encodeName(paths.databaseFile()).constData(), 0644);
-    database = openOrFail(paths.databaseFile());
-    EXPECT_EQ(modeOf(paths.databaseFile()), 0600U);
+    ASSERT_EQ(::chmod(QFile::encodeName(paths.databaseFile()).constData(), 0400), 0);
+    const WithoutRootsPower plainUser;
+    const auto opened = SQLiteConnection::open(paths.databaseFile());
+    ASSERT_FALSE(opened);
+    EXPECT_EQ(opened.error().message(), u"sqlite 8: attempt to write a readonly database"_s);
 }
 
 TEST_F(SQLiteTest, NewerFileIsOpenedAsItIs)
@@ -212,6 +247,22 @@ TEST_F(SQLiteTest, MigrationThatFailsHalfWayIsTriedAgainFromTheStart)
     EXPECT_TRUE(KeelhavenDatabase::open(path));
     EXPECT_EQ(raw->userVersion().value(), 1);
     EXPECT_TRUE(tables(*raw).contains(u"usage_samples"_s));
+}
+
+TEST_F(SQLiteTest, FileThatSeveralOpenForTheFirstTimeIsMadeOnce)
+{
+    for (int round = 0; round < 10; ++round) {
+        const QString path = home.path(u"several%1.sqlite"_s.arg(round));
+        std::latch together(4);
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&] {
+                together.arrive_and_wait();
+                const auto opened = KeelhavenDatabase::open(path);
+                EXPECT_TRUE(opened) << opened.error().message().toStdString();
+            });
+        }
+    }
 }
 
 TEST_F(SQLiteTest, VersionBelowNoneCountsAsNone)

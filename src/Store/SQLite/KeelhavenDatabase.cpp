@@ -3,6 +3,7 @@
 #include "Platform/Files.h"
 #include "Store/SQLite/Migrations.h"
 
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -15,6 +16,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// Takes away what others may do with the file, and gives its owner back what a copy from a backup or a
+/// read-only medium lost.
+void setPrivate(const QByteArray &name)
+{
+    struct stat status = {};
+    if (::stat(name.constData(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & 0677) != 0600)
+        ::chmod(name.constData(), (status.st_mode & 0700) | 0600);
+}
+
 /// The engine would make the file with the process's umask, and gives its log the file's mode. A file that
 /// cannot be made or changed here is left to the engine, whose error says more.
 void keepPrivate(const QString &path)
@@ -26,9 +36,8 @@ void keepPrivate(const QString &path)
         ::close(descriptor);
         return;
     }
-    struct stat status = {};
-    if (::stat(name.constData(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & 0077) != 0)
-        ::chmod(name.constData(), status.st_mode & 0700);
+    for (const char *suffix : {"", "-wal", "-shm"})
+        setPrivate(name + suffix);
 }
 
 } // namespace
@@ -57,13 +66,30 @@ Result<std::unique_ptr<KeelhavenDatabase>, SQLiteError> KeelhavenDatabase::open(
     return open(paths.databaseFile());
 }
 
+namespace {
+
+/// Of two programs that switch a new file to the log at once, the engine refuses one without the time-out's
+/// wait.
+Result<void, SQLiteError> setPragmas(SQLiteConnection &connection)
+{
+    const QDeadlineTimer end(std::chrono::seconds(5));
+    while (true) {
+        auto done = connection.execute(u"PRAGMA journal_mode = WAL;\n"
+                                       "PRAGMA synchronous = NORMAL;\n"
+                                       "PRAGMA busy_timeout = 5000;\n"
+                                       "PRAGMA foreign_keys = ON;"_s);
+        if (done || done.error().code != SQLITE_BUSY || end.hasExpired())
+            return done;
+        sqlite3_sleep(10);
+    }
+}
+
+} // namespace
+
 Result<void, SQLiteError> KeelhavenDatabase::prepare()
 {
     return sync([](SQLiteConnection &connection) -> Result<void, SQLiteError> {
-        const auto pragmas = connection.execute(u"PRAGMA journal_mode = WAL;\n"
-                                                "PRAGMA synchronous = NORMAL;\n"
-                                                "PRAGMA busy_timeout = 5000;\n"
-                                                "PRAGMA foreign_keys = ON;"_s);
+        const auto pragmas = setPragmas(connection);
         if (!pragmas)
             return pragmas;
         return Migrations::apply(connection);

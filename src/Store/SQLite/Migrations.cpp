@@ -159,6 +159,12 @@ Result<void, SQLiteError> apply(SQLiteConnection &connection)
         return failure(version.error());
     for (int step = std::max(*version, 0); step < schemaVersion; ++step) {
         const auto migrate = [&]() -> Result<void, SQLiteError> {
+            // Another program that opened the new file at the same time may have come first.
+            const auto present = connection.userVersion();
+            if (!present)
+                return failure(present.error());
+            if (*present > step)
+                return {};
             if (auto migrated = migrations[static_cast<size_t>(step)](connection); !migrated)
                 return migrated;
             return connection.setUserVersion(step + 1);

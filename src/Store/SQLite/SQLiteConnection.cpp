@@ -111,6 +111,11 @@ Result<std::unique_ptr<SQLiteConnection>, SQLiteError> SQLiteConnection::open(co
         sqlite3_close_v2(handle);
         return failure(SQLiteError{code, text, std::nullopt});
     }
+    // A file that may not be written is opened all the same, and then every save would fail unseen.
+    if (sqlite3_db_readonly(handle, "main") == 1) {
+        sqlite3_close_v2(handle);
+        return failure(SQLiteError{SQLITE_READONLY, QString::fromUtf8(sqlite3_errstr(SQLITE_READONLY)), {}});
+    }
     // From the first statement on: switching to the log or recovering it may meet another program's lock.
     sqlite3_busy_timeout(handle, busyTimeoutMilliseconds);
     return std::unique_ptr<SQLiteConnection>(new SQLiteConnection(handle));

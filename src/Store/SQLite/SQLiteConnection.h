@@ -17,7 +17,8 @@ namespace Keelhaven {
 class SQLiteConnection
 {
 public:
-    /// Opens the file for reading and writing, and creates it when it is missing.
+    /// Opens the file for reading and writing, and creates it when it is missing. One that can only be read
+    /// is an error.
     [[nodiscard]] static Result<std::unique_ptr<SQLiteConnection>, SQLiteError> open(const QString &path);
 
     SQLiteConnection(const SQLiteConnection &) = delete;
