@@ -6,6 +6,10 @@ namespace Keelhaven {
 
 namespace {
 
+/// In UTF-16 units: more than twice what the longest emoji takes. Whoever stacks more marks on one letter
+/// would have a few characters fill the memory.
+constexpr qsizetype longestCharacter = 32;
+
 /// A flag is a pair of regional indicators (U+1F1E6…1F1FF). Qt 6.4 breaks between the two.
 bool isRegionalIndicator(const QString &text, qsizetype at)
 {
@@ -19,15 +23,18 @@ QString firstCharacters(const QString &text, qsizetype count)
 {
     if (text.size() <= count)
         return text;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    QString head = count < text.size() / longestCharacter ? text.first(count * longestCharacter) : text;
+    if (!head.isEmpty() && head.back().isHighSurrogate())
+        head.chop(1);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, head);
     qsizetype at = 0;
-    for (qsizetype taken = 0; taken < count && at < text.size(); ++taken) {
-        const bool flag = isRegionalIndicator(text, at) && isRegionalIndicator(text, at + 2);
+    for (qsizetype taken = 0; taken < count && at < head.size(); ++taken) {
+        const bool flag = isRegionalIndicator(head, at) && isRegionalIndicator(head, at + 2);
         finder.setPosition(flag ? at + 2 : at);
         const qsizetype next = finder.toNextBoundary();
-        at = next < 0 ? text.size() : next;
+        at = next < 0 ? head.size() : next;
     }
-    return text.first(at);
+    return head.first(at);
 }
 
 } // namespace Keelhaven

@@ -23,6 +23,9 @@ TEST(Text, CutsOnlyBetweenPerceivedCharacters)
         {u"🇩🇪🇫🇷x"_s, 1, u"🇩🇪"_s},
         {u"🇩🇪🇫🇷x"_s, 2, u"🇩🇪🇫🇷"_s},
         {u"\r\nab"_s, 2, u"\r\na"_s},
+        {u"e"_s + QString(1000, u'\u0301') + u"x"_s, 2, u"e"_s + QString(63, u'\u0301')},
+        {QString(1000, u'\u0301') + u"x"_s, 0, u""_s},
+        {u"e"_s + QString(30, u'\u0301') + u"😀"_s.repeated(40), 1, u"e"_s + QString(30, u'\u0301')},
     };
     for (const auto &[text, count, cut] : cases)
         EXPECT_EQ(firstCharacters(text, count), cut) << text.toStdString() << " " << count;
