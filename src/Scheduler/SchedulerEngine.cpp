@@ -67,9 +67,14 @@ void SchedulerEngine::shutdown()
     m_isShutDown = true;
     for (const auto &run : std::exchange(m_queued, {}))
         releaseAwake(run.record.id);
+    // What comes up no further ends here too: it fired, and is in no list any more.
     const auto launches = std::exchange(m_launching, {});
-    for (const auto &record : launches)
+    for (RunRecord record : launches) {
         releaseAwake(record.id);
+        record.outcome = RunOutcome::cancelled();
+        record.endedAt = m_services.clock.now();
+        commit(record, false, std::nullopt, false);
+    }
     QList<LaunchedRun> sessions;
     for (const auto &run : std::as_const(m_active))
         sessions.append(run->launched);

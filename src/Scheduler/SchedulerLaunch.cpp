@@ -12,6 +12,7 @@
 #include "Scheduler/SchedulerEngine.h"
 
 #include <QFileInfo>
+#include <algorithm>
 
 // The launch sequence: from admission to a live session, in its exact order.
 namespace Keelhaven {
@@ -157,6 +158,9 @@ QCoro::Task<> SchedulerEngine::launchSteps(QueuedRun queuedRun)
         co_return;
     }
     const RunLaunchRequest request = launchRequest(queuedRun);
+    const auto known = std::ranges::find(m_launching, queuedRun.record.id, &RunRecord::id);
+    if (known != m_launching.end())
+        *known = queuedRun.record;
     const auto session = co_await launcher.launch(request);
     if (!self)
         co_return;

@@ -376,14 +376,14 @@ TEST_F(EngineTest, QuitRecordsLiveRunsAndEndsTheirSessions)
     EXPECT_EQ(clock.timerCount(), 0U);
 }
 
-TEST_F(EngineTest, QuitDuringALaunchLeavesNothingBehind)
+TEST_F(EngineTest, QuitDuringALaunchLeavesItsRecordOnly)
 {
     settings.set(u"schedulerConcurrencyCap"_s, qint64(1));
     settings.set(u"schedulerNotificationsEnabled"_s, true);
     store.slotList = {slot(u"daily"_s)};
     engine->start();
     launcher.holdLaunches = true;
-    engine->enqueue(slot(u"coming up"_s));
+    const QUuid id = engine->enqueue(slot(u"coming up"_s)).first();
     engine->enqueue(slot(u"waiting"_s));
     settleAll();
     ASSERT_EQ(engine->launching().size(), 1);
@@ -395,7 +395,10 @@ TEST_F(EngineTest, QuitDuringALaunchLeavesNothingBehind)
     settleAll();
     EXPECT_EQ(launcher.launchOrder, QStringList{u"coming up"_s});
     EXPECT_EQ(launcher.panes.first().closes, 1);
-    EXPECT_TRUE(engine->active().isEmpty() && engine->queued().isEmpty() && engine->history().isEmpty());
+    EXPECT_TRUE(engine->active().isEmpty() && engine->queued().isEmpty());
+    EXPECT_THAT(names(engine->history()), ElementsAre(u"coming up:cancelled"_s));
+    EXPECT_EQ(store.records.value(id).outcome, RunOutcome::cancelled());
+    EXPECT_EQ(store.records.value(id).launchRunID, id) << "its run folder belongs to it";
     EXPECT_TRUE(sink.titles.isEmpty());
     EXPECT_EQ(clock.timerCount(), 0U);
 }
