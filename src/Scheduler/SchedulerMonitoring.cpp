@@ -264,6 +264,9 @@ QCoro::Task<> SchedulerEngine::closeWithScreen(ActiveRunPtr run)
     // Another step may have closed the pane since and have kept its screen.
     if (screen)
         run->finalTranscript = screen;
+    // Or the user took over a session that was about to be closed for not ending by itself.
+    if (!isActive(run) && run->takenOver && *run->record.outcome == RunOutcome::completed())
+        co_return;
     co_await m_services.launcher.terminate(run->launched);
 }
 

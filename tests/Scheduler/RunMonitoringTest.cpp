@@ -226,6 +226,22 @@ TEST_F(MonitoringTest, OnceExitIsAskedForALateEventDoesNotTakeTheCompletionBack)
     EXPECT_EQ(lastOutcome(), RunOutcome::completed());
 }
 
+TEST_F(MonitoringTest, ASessionTakenOverAsItsGraceEndsStaysOpen)
+{
+    const auto run = begin();
+    deliver(event(u"Stop"_s, run->record));
+    paneOf(run).probe.state = AgentState::Idle;
+    clock.advance(10s);
+    ASSERT_EQ(paneOf(run).exitRequests, 1);
+    launcher.holdScreens = true;
+    clock.advance(5s);
+    engine->takeOver(run->record.id);
+    launcher.releaseScreens();
+    settleAll();
+    EXPECT_EQ(lastOutcome(), RunOutcome::completed());
+    EXPECT_EQ(paneOf(run).closes, 0);
+}
+
 TEST_F(MonitoringTest, QuitWhileARecordIsBeingClosedAlsoClosesItsPane)
 {
     const auto run = begin();
