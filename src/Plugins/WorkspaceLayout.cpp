@@ -26,6 +26,17 @@ QString parentComponent(const QString &path)
     return lastComponent(QFileInfo(QDir::cleanPath(path)).path());
 }
 
+/// File systems take no longer name, and one that is too long would leave the agent without a workspace for
+/// good. Slugs are ASCII, so that a character is a byte.
+QString fitting(const QString &name)
+{
+    constexpr qsizetype longest = 255;
+    QString fitted = name.left(longest);
+    while (fitted.size() < name.size() && fitted.endsWith(u'-'))
+        fitted.chop(1);
+    return fitted;
+}
+
 /// A stored slug may have come from anywhere, and it becomes part of a path.
 bool isOneComponent(const QString &name)
 {
@@ -58,14 +69,14 @@ QString slug(const QString &text)
 
 QString slugForAgentNamed(const QString &name, const QUuid &fallback)
 {
-    const QString named = slug(name);
+    const QString named = fitting(slug(name));
     return named.isEmpty() ? u"agent-"_s + uuidText(fallback).left(8).toLower() : named;
 }
 
 QString slugOf(const SchedulerSlot &slot)
 {
     const QString stored = slot.workspaceSlug.value_or(QString());
-    return isOneComponent(stored) ? stored : slugForAgentNamed(slot.name, slot.id);
+    return isOneComponent(stored) ? fitting(stored) : slugForAgentNamed(slot.name, slot.id);
 }
 
 QStringList folderNames(const QStringList &folders)
@@ -78,7 +89,7 @@ QStringList folderNames(const QStringList &folders)
         const QString &base = bases[i];
         const QString parent = slug(parentComponent(folders[i]));
         if (bases.count(base) >= 2)
-            names.append(parent.isEmpty() ? base : parent + u'-' + base);
+            names.append(parent.isEmpty() ? base : fitting(parent + u'-' + base));
         else
             names.append(base.isEmpty() ? u"folder"_s : base);
     }

@@ -20,10 +20,11 @@ struct Target
 /// empty.
 [[nodiscard]] QString slug(const QString &text);
 
-/// The name's slug, or "agent-" and the first 8 characters of the id in lower case when that is empty.
+/// The name's slug, cut to what a folder can be called, or "agent-" and the first 8 characters of the id in
+/// lower case when that is empty.
 [[nodiscard]] QString slugForAgentNamed(const QString &name, const QUuid &fallback);
 
-/// The agent's `workspaceSlug` when set and not empty, else slugForAgentNamed.
+/// The agent's `workspaceSlug` when it can be a folder's name, else slugForAgentNamed.
 [[nodiscard]] QString slugOf(const SchedulerSlot &slot);
 
 /// One folder name for each project folder, in order. Folders of one name are told apart by their parents.

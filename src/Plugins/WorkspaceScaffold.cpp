@@ -2,8 +2,10 @@
 
 #include "Contract/RecordMapper.h"
 #include "Platform/Files.h"
+#include "Platform/OneShot.h"
 #include "Platform/Shell.h"
 
+#include <QScopeGuard>
 #include <QTextBoundaryFinder>
 
 namespace Keelhaven {
@@ -109,8 +111,17 @@ QString unfollowed(const QString &path)
     return resolvedPath(trimmed.first(slash + 1)) + trimmed.sliced(slash);
 }
 
+/// What is written here belongs to the workspace. Written through a link that an agent put in its place, a
+/// project's own CLAUDE.md or the user's settings would be lost.
+void removeLink(const QString &path)
+{
+    if (QFileInfo(path).isSymLink())
+        QFile::remove(path);
+}
+
 std::optional<WorkspaceError> write(const QString &path, const QByteArray &bytes)
 {
+    removeLink(path);
     const auto written = writeFileAtomically(path, bytes);
     if (written)
         return std::nullopt;
@@ -126,6 +137,13 @@ std::optional<WorkspaceError> make(const QString &folder)
 }
 
 } // namespace
+
+/// The installations of all workspaces: each rewrites the user's one list of installed plugins.
+struct WorkspaceScaffold::Installs
+{
+    std::optional<OneShot<bool>> last; ///< resolved when the latest that was asked for is over
+    QSet<QString> waiting;
+};
 
 WorkspaceError WorkspaceError::unknownMarketplace(const QString &plugin, const QString &marketplace)
 {
@@ -145,12 +163,14 @@ WorkspaceScaffold::WorkspaceScaffold(Clock &clock, ProcessRunner &processes, con
     , m_root(home + u"/KeelhavenWork"_s)
     , m_pluginsDir(home + u"/.claude/plugins"_s)
     , m_calendar(std::move(calendar))
+    , m_installs(std::make_shared<Installs>())
 {}
 
 Result<WorkspaceScaffold::Result, WorkspaceError> WorkspaceScaffold::ensure(const Plan &plan) const
 {
     const QString recordFile = plan.dir + u"/workspace.json"_s;
     const auto old = readObject(recordFile);
+    removeLink(plan.dir + u"/.claude"_s);
     if (auto error = make(plan.dir + u"/.claude"_s))
         return failure(*std::move(error));
     const auto settingsJSON = settings(plan.plugins);
@@ -228,6 +248,17 @@ QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir
                                                 std::function<void(const QString &line)> log) const
 {
     auto &processes = m_processes;
+    const auto installs = m_installs;
+    const QString wanted = dir + u'\n' + plugins.join(u'\n');
+    if (installs->waiting.contains(wanted))
+        co_return;
+    const OneShot<bool> done;
+    const auto ended = qScopeGuard([done] { done.resolve(true); });
+    if (const auto before = std::exchange(installs->last, done)) {
+        installs->waiting.insert(wanted);
+        static_cast<void>(co_await *before);
+        installs->waiting.remove(wanted);
+    }
     const QString folder = QFileInfo(dir).fileName();
     for (const QString &plugin : plugins) {
         // Quotes keep it from the shell, but the command would still take it for an option of its own.

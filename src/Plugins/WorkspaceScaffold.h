@@ -57,7 +57,9 @@ public:
     [[nodiscard]] QString root() const { return m_root; }
     void setRoot(const QString &root) { m_root = root; }
 
-    /// Creates the workspace or refreshes it.
+    /// Creates the workspace or refreshes it. The workspace and its archive may be links to folders
+    /// elsewhere; a link in the place of anything that is written gives way to a file or folder of the
+    /// workspace's own.
     [[nodiscard]] Keelhaven::Result<Result, WorkspaceError> ensure(const Plan &plan) const;
 
     /// Deletes a workspace folder with all it holds, the agent's archive too. Only below `root`, symbolic
@@ -65,7 +67,8 @@ public:
     [[nodiscard]] Keelhaven::Result<void, WorkspaceError> remove(const QString &dir) const;
 
     /// Installs plugins at project scope, one after another, by the `claude` that the user's login shell
-    /// finds. A failure, also that there is none, only shows in `log`.
+    /// finds; waits for the calls before it, unless one of those that wait wants the same. A failure, also
+    /// that there is none, only shows in `log`.
     [[nodiscard]] QCoro::Task<> installPlugins(QStringList plugins, QString dir,
                                                std::function<void(const QString &line)> log) const;
 
@@ -73,6 +76,8 @@ public:
     [[nodiscard]] static JSONObject loadKnownMarketplaces(const QString &pluginsDir);
 
 private:
+    struct Installs;
+
     [[nodiscard]] Keelhaven::Result<QByteArray, WorkspaceError> settings(const QStringList &plugins) const;
     [[nodiscard]] JSONObject record(const Plan &plan, JSONObject old) const;
 
@@ -81,6 +86,7 @@ private:
     QString m_root;
     QString m_pluginsDir;
     std::function<Calendar()> m_calendar;
+    std::shared_ptr<Installs> m_installs;
 };
 
 } // namespace Keelhaven

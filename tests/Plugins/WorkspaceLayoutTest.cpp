@@ -55,5 +55,19 @@ TEST(WorkspaceLayout, TargetsByMode)
     }
 }
 
+TEST(WorkspaceLayout, LongNamesFitIntoAFileSystem)
+{
+    SchedulerSlot slot;
+    slot.name = u"a"_s.repeated(254) + u" and more"_s;
+    EXPECT_EQ(WorkspaceLayout::slugOf(slot), u"a"_s.repeated(254));
+    slot.workspaceSlug = u"b"_s.repeated(300);
+    EXPECT_EQ(WorkspaceLayout::slugOf(slot), u"b"_s.repeated(255)) << "stored when nobody cut it";
+    const auto names = WorkspaceLayout::folderNames({u"/1"_s + u"c"_s.repeated(200) + u"/app"_s,
+                                                     u"/1/"_s + u"d"_s.repeated(254), u"/2/app"_s,
+                                                     u"/2/"_s + u"d"_s.repeated(254)});
+    EXPECT_EQ(names, (QStringList{u"1"_s + u"c"_s.repeated(200) + u"-app"_s, u"1-"_s + u"d"_s.repeated(253),
+                                  u"2-app"_s, u"2-"_s + u"d"_s.repeated(253)}));
+}
+
 } // namespace
 } // namespace Keelhaven

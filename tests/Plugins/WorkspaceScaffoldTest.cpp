@@ -2,6 +2,7 @@
 
 #include "Platform/QtProcessRunner.h"
 #include "Platform/Shell.h"
+#include "Platform/Tasks.h"
 #include "Support/FakeProcessRunner.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
@@ -128,6 +129,37 @@ TEST_F(WorkspaceScaffoldTest, AFileInTheWayIsAnErrorThatNamesIt)
     EXPECT_TRUE(result.error().message().contains(home.path(u"KeelhavenWork"_s)));
 }
 
+TEST_F(WorkspaceScaffoldTest, WritesThroughNoLinkThatStandsInItsPlace)
+{
+    home.write(u".claude/settings.json"_s, "the user's");
+    home.write(u"project/CLAUDE.md"_s, "the project's");
+    home.write(u"project/workspace.json"_s, R"({"id": "kept"})");
+    home.write(u"elsewhere/notes"_s, "mine");
+    home.write(u"moved/nightly/x"_s, {});
+    const auto link = [&](const QString &target, const QString &name) {
+        ASSERT_TRUE(QFile::link(home.path(target), scaffold.root() + u'/' + name)) << name.toStdString();
+    };
+    QDir().mkpath(scaffold.root());
+    link(u"moved/nightly"_s, u"nightly"_s);
+    link(u".claude"_s, u"nightly/.claude"_s);
+    link(u"project/CLAUDE.md"_s, u"nightly/CLAUDE.md"_s);
+    link(u"project/workspace.json"_s, u"nightly/workspace.json"_s);
+    link(u"elsewhere"_s, u"nightly/work"_s);
+    const auto result = scaffold.ensure(plan);
+    ASSERT_TRUE(result) << result.error().message().toStdString();
+    EXPECT_EQ(home.read(u".claude/settings.json"_s), "the user's");
+    EXPECT_EQ(home.read(u"project/CLAUDE.md"_s), "the project's");
+    EXPECT_EQ(home.read(u"project/workspace.json"_s), R"({"id": "kept"})");
+    EXPECT_TRUE(QFileInfo(home.path(u"moved/nightly/CLAUDE.md"_s)).isFile()) << "the workspace may be one";
+    EXPECT_TRUE(QFileInfo(home.path(u"moved/nightly/work"_s)).isSymLink()) << "and so may the archive";
+    EXPECT_EQ(text(u"id"_s), u"\"kept\""_s);
+
+    ASSERT_TRUE(QFile::remove(plan.dir + u"/.claude/settings.json"_s));
+    link(u".claude/settings.json"_s, u"nightly/.claude/settings.json"_s);
+    ASSERT_TRUE(scaffold.ensure(plan));
+    EXPECT_EQ(home.read(u".claude/settings.json"_s), "the user's");
+}
+
 TEST_F(WorkspaceScaffoldTest, RemovesOnlyBelowItsRoot)
 {
     ASSERT_TRUE(scaffold.ensure(plan));
@@ -207,6 +239,24 @@ TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
     EXPECT_EQ(processes.runs[0].program, userShell());
     EXPECT_EQ(processes.runs[0].arguments.last(),
               u"cd '/w/it'\\''s' && claude plugin install 'a@m' --scope project 2>&1"_s);
+}
+
+TEST_F(WorkspaceScaffoldTest, WorkspacesInstallOneAfterAnother)
+{
+    processes.answer = [](const ProcessSpec &) { return std::nullopt; };
+    QStringList lines;
+    Tasks tasks;
+    for (const QString &dir : {u"/w/one"_s, u"/w/two"_s, u"/w/two"_s, u"/w/one"_s})
+        tasks.spawn(
+            scaffold.installPlugins({u"a@m"_s}, dir, [&](const QString &line) { lines.append(line); }), "t");
+    for (int running = 1; running <= 3; ++running) {
+        EXPECT_EQ(processes.runs.size(), running);
+        processes.finishPending(FakeProcessRunner::exited(0));
+    }
+    EXPECT_EQ(tasks.running(), 0);
+    EXPECT_EQ(lines, (QStringList{u"workspace one: install a@m → (no output)"_s,
+                                  u"workspace two: install a@m → (no output)"_s,
+                                  u"workspace one: install a@m → (no output)"_s}));
 }
 
 TEST_F(WorkspaceScaffoldTest, InstallsByTheCommandOfTheUsersShell)
