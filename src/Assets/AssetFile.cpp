@@ -138,6 +138,17 @@ std::optional<QString> mimeFor(const QString &fileName)
     return types.isEmpty() ? std::nullopt : std::optional(types.first().name());
 }
 
+/// `stem` and `ending`, the stem cut so that file systems take the name: the original's may be as long as
+/// they go, and the copy's or the thumbnail's gets longer.
+QString fittingName(const QString &stem, const QString &ending)
+{
+    constexpr qsizetype longestName = 255; // bytes
+    QString fitted = stem;
+    while (fitted.size() > 1 && QFile::encodeName(fitted + ending).size() > longestName)
+        fitted.chop(fitted.back().isLowSurrogate() ? 2 : 1);
+    return fitted + ending;
+}
+
 /// Whether anything has this name, a link that leads nowhere included.
 bool isTaken(const QString &path)
 {
@@ -174,9 +185,9 @@ QString uniquePath(const QString &path)
     const QString folder = path.first(slash + 1);
     const auto [stem, extension] = FileNameParts::of(path.sliced(slash + 1));
     const QString ending = extension.isEmpty() ? QString() : u'.' + extension;
-    QString candidate = path;
+    QString candidate = folder + fittingName(stem, ending);
     for (int number = 2; isTaken(candidate); ++number)
-        candidate = folder + stem + u'-' + QString::number(number) + ending;
+        candidate = folder + fittingName(stem, u'-' + QString::number(number) + ending);
     return candidate;
 }
 

@@ -24,8 +24,8 @@ struct Taken
 [[nodiscard]] std::optional<Taken> take(const QString &path, const QString &folder, qint64 copyLimit,
                                         std::stop_token stop = {});
 
-/// `path`, or "{stem}-2.{extension}", "{stem}-3.{extension}" … when something has that name. Only good as
-/// long as nobody else makes files there.
+/// `path`, or "{stem}-2.{extension}", "{stem}-3.{extension}" … when something has that name; a stem that
+/// would make the name too long is cut. Only good as long as nobody else makes files there.
 [[nodiscard]] QString uniquePath(const QString &path);
 
 /// Removes what processing made for a file that nobody wants any more, and its folders when they are empty.

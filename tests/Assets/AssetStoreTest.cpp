@@ -233,6 +233,18 @@ TEST_F(AssetStoreTest, WhatIsNoRegularFileIsLeftAlone)
     EXPECT_EQ(processes.runs.size(), 1) << "the hint makes it an image";
 }
 
+TEST_F(AssetStoreTest, ALongNameCostsNeitherCopyNorThumbnail)
+{
+    processes.answer = [](const ProcessSpec &) { return FakeProcessRunner::exited(0, jpeg); };
+    const QString name = u"🚢"_s.repeated(62) + u"abc.png"_s; // 255 bytes
+    const Asset first = processed(home.write(u"a/"_s + name, "x"));
+    EXPECT_EQ(nameOf(first.storedPath), name);
+    EXPECT_EQ(nameOf(first.thumbnailPath), u"🚢"_s.repeated(62) + u"abc.jpg"_s);
+    const Asset second = processed(home.write(u"b/"_s + name, "x"));
+    EXPECT_EQ(nameOf(second.storedPath), u"🚢"_s.repeated(62) + u"a-2.png"_s);
+    EXPECT_EQ(nameOf(second.thumbnailPath), u"🚢"_s.repeated(62) + u"a-2.jpg"_s);
+}
+
 TEST_F(AssetStoreTest, OnlyAPictureBecomesAThumbnail)
 {
     const auto ended = [](ProcessResult::Kind kind, const QByteArray &output) {
