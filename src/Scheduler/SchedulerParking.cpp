@@ -22,6 +22,7 @@ constexpr Span exitGrace = 10s;
 constexpr Span secondProbe = 500ms;
 constexpr qint64 longestKeepOpenHours = 24 * 365 * 100; ///< beyond it spans would overflow
 constexpr qsizetype bodyLimit = 120;
+const QString ending = u"The session of this conversation is just ending; try again in a moment."_s;
 
 /// A resumed session that has just opened has not told its own id yet.
 bool hasConversation(const RunRecord &record, const QString &conversation)
@@ -37,6 +38,8 @@ std::optional<QString> SchedulerEngine::resume(const QUuid &runID)
         takeOver(runID);
         return std::nullopt;
     }
+    if (std::ranges::any_of(m_closing, [&](const ActiveRunPtr &run) { return run->record.id == runID; }))
+        return ending;
     const auto found = std::ranges::find(m_history, runID, &RunRecord::id);
     if (found == m_history.end())
         return u"That run is no longer in history."_s;
@@ -64,7 +67,7 @@ std::optional<QString> SchedulerEngine::takeUp(const SchedulerSlot &slot, const 
     }
     if (std::ranges::any_of(m_endingParked, isOfIt) ||
         std::ranges::any_of(m_closing, [&](const ActiveRunPtr &run) { return isOfIt(run->record); }))
-        return u"The session of this conversation is just ending; try again in a moment."_s;
+        return ending;
     // One that an earlier start of this program opened, or that the user did.
     if (const auto process = RunResume::openIn(conversation, m_services.paths.home + u"/.claude"_s))
         return u"This conversation is open in another terminal (process %1); go on there, or end it first."_s
@@ -118,6 +121,11 @@ QCoro::Task<> SchedulerEngine::showOrTakeUp(SchedulerSlot slot, QString conversa
             systemLog(u"Keelhaven: %1"_s.arg(*refused));
         co_return;
     }
+    // A person goes on in it from here, so that its age counts anew.
+    for (ParkedSession &parked : m_parked) {
+        if (hasConversation(parked.record, conversation))
+            parked.since = m_services.clock.now();
+    }
     m_tasks.spawn(m_services.launcher.focus(*session), "focus");
     openExternal();
 }
@@ -155,8 +163,11 @@ void SchedulerEngine::park(const ActiveRunPtr &run)
 
 void SchedulerEngine::resetParkedTimer()
 {
-    m_parkedTimer.reset();
-    if (!m_parked.isEmpty())
+    // A running timer keeps its phase: agents that park a session every few minutes would put the sweep off
+    // for ever.
+    if (m_parked.isEmpty())
+        m_parkedTimer.reset();
+    else if (!m_parkedTimer)
         m_parkedTimer = m_services.clock.every(
             sweepInterval, [this] { m_tasks.spawn(sweepParked(m_services.clock.now()), "parked sweep"); });
 }
@@ -291,6 +302,7 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
 {
     const QPointer<SchedulerEngine> self(this);
     const auto ids = m_parked.keys();
+    QSet<QUuid> inUse;
     for (const auto &id : ids) {
         const auto entry = m_parked.constFind(id);
         if (entry == m_parked.constEnd())
@@ -301,7 +313,12 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
             co_return;
         if (!probe.exists && m_parked.remove(id) > 0)
             Q_EMIT changed();
+        // Somebody typed into it since it was parked.
+        if (probe.exists && probe.state == AgentState::Working)
+            inUse.insert(id);
     }
+    // So is one that a prompt is on its way to.
+    inUse.unite(m_continuing);
     const std::chrono::hours keepOpen(
         std::clamp(Setting::read(m_services.settings, Setting::dispatchKeepOpenHours), -longestKeepOpenHours,
                    longestKeepOpenHours));
@@ -311,8 +328,7 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
     for (qsizetype i = 0; i < sessions.size(); ++i) {
         const QUuid id = sessions[i].record.id;
         const bool isTooOld = now - sessions[i].since > keepOpen;
-        // A session that a prompt is on its way to is in use.
-        if ((isTooOld || sessions.size() - i > maxOpen) && !m_continuing.contains(id))
+        if ((isTooOld || sessions.size() - i > maxOpen) && !inUse.contains(id))
             releaseParked(id);
     }
     resetParkedTimer();

@@ -274,8 +274,9 @@ TEST_F(ResumeTest, ARunThatIsOnItsWayToHistoryIsWaitedFor)
     paneOf(live()->launched).probe.exists = false;
     clock.advance(5s);
     ASSERT_EQ(engine->closing().size(), 1);
-    EXPECT_EQ(engine->resume(old.id),
-              u"The session of this conversation is just ending; try again in a moment.");
+    for (const QUuid &id : {old.id, engine->closing().first()->record.id})
+        EXPECT_EQ(engine->resume(id),
+                  u"The session of this conversation is just ending; try again in a moment.");
     launcher.releaseScreens();
     settleAll();
 }
@@ -333,17 +334,46 @@ TEST_F(ResumeTest, ParkedSessionsEndByAgeAndNumber)
     EXPECT_EQ(clock.timerCount(), 0U) << "nothing open, nothing to sweep";
 }
 
+TEST_F(ResumeTest, ASessionThatSomebodyWorksInIsNotEnded)
+{
+    const auto typed = parkOne(u"typed"_s);
+    const auto shown = parkOne(u"shown"_s);
+    const auto left = parkOne(u"left"_s);
+    const Date late = left.since + 12h + 1s;
+    clock.advance(late - clock.now() - 400s);
+    paneOf(typed.launched).probe.state = AgentState::Working;
+    EXPECT_EQ(engine->resume(shown.record.id), std::nullopt);
+    settleAll();
+    await(engine->sweepParked(late));
+    EXPECT_EQ(parkedNames(), (QStringList{u"shown"_s, u"typed"_s}));
+    settings.set(u"dispatchMaxOpenSessions"_s, qint64(0));
+    await(engine->sweepParked(late));
+    EXPECT_EQ(parkedNames(), QStringList{u"typed"_s});
+    paneOf(typed.launched).probe.state = AgentState::Idle;
+    await(engine->sweepParked(late));
+    EXPECT_TRUE(engine->parked().isEmpty());
+}
+
+TEST_F(ResumeTest, AgentsThatKeepParkingDoNotPutTheSweepOff)
+{
+    settings.set(u"dispatchMaxOpenSessions"_s, qint64(1));
+    for (int i = 0; i < 3; ++i) {
+        parkOne(u"agent %1"_s.arg(i));
+        clock.advance(140s);
+    }
+    EXPECT_EQ(parkedNames(), QStringList{u"agent 2"_s});
+}
+
 TEST_F(ResumeTest, TheSweepRunsByItselfAndForgetsPanesThatWent)
 {
     const auto gone = parkOne(u"gone"_s);
-    parkOne(u"here"_s);
     paneOf(gone.launched).probe.exists = false;
     clock.advance(299s);
-    EXPECT_EQ(engine->parked().size(), 2);
-    clock.advance(1s);
+    EXPECT_EQ(engine->parked().size(), 1);
+    parkOne(u"here"_s);
     EXPECT_EQ(parkedNames(), QStringList{u"here"_s});
     EXPECT_EQ(paneOf(gone.launched).exitRequests, 0);
-    clock.advance(12h);
+    clock.advance(12h + 300s);
     EXPECT_TRUE(engine->parked().isEmpty());
 }
 
