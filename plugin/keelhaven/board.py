@@ -136,7 +136,9 @@ class Board:
         shown = [name for name in dict.fromkeys(order) if isinstance(self.projects.get(name), dict)]
         result = {
             "now": iso(self.now),
-            "board": without_nothing({key: self.state.get(key) for key in ("schema_version", "last_refresh", "last_error")}),
+            "board": without_nothing(
+                {key: shortened(self.state.get(key)) for key in ("schema_version", "last_refresh", "last_error")}
+            ),
             "projects": [],
         }
         size = 0
@@ -168,7 +170,7 @@ class Board:
         return without_nothing(
             {
                 "name": name,
-                "display": context.get("display") or state.get("display"),
+                "display": text_of(context.get("display"), LONGEST_ITEM) or text_of(state.get("display"), LONGEST_ITEM),
                 "status": text_of(context.get("status"), LONGEST_PARAGRAPH),
                 "vision": text_of(context.get("vision"), LONGEST_PARAGRAPH),
                 "launch": self._launch(context.get("active_launch")),
@@ -402,15 +404,26 @@ def replace_file(path, content):
         raise
 
 
+def rendered(document):
+    try:
+        return json.dumps(document, ensure_ascii=False, indent=1, allow_nan=False).encode("utf-8")
+    except UnicodeEncodeError:  # half a surrogate pair, which only an escape can spell
+        return json.dumps(document, indent=1, allow_nan=False).encode("utf-8")
+
+
+def no_constant(name):
+    raise ValueError(f"{name} is no JSON")
+
+
 def note(cache_dir, notes, now):
     """Adds `notes` to ai.json; gives how many entries that were."""
-    path = cache_dir / "ai.json"
+    path = Path(os.path.realpath(cache_dir / "ai.json"))  # a link stays a link
     with open(cache_dir / "ai.json.lock", "a") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         panels = new_panels(notes, Board(cache_dir, now))
         before = path.read_bytes() if path.exists() else b"{}"
         try:
-            document = json.loads(before)
+            document = json.loads(before, parse_constant=no_constant)
         except (ValueError, RecursionError):
             document = None
         if not isinstance(document, dict):
@@ -420,8 +433,12 @@ def note(cache_dir, notes, now):
                 document[kind] = store.as_object(document.get(kind)) | entries
         count = sum(map(len, panels.values()))
         if count:
+            try:
+                after = rendered(document)
+            except (ValueError, RecursionError):  # a number or a depth that Python reads and cannot write again
+                raise Refused(f"{path} holds what cannot be written again; it stays as it is.") from None
             replace_file(cache_dir / "ai.json.previous", before)
-            replace_file(path, json.dumps(document, ensure_ascii=False, indent=1).encode("utf-8", "replace"))
+            replace_file(path, after)
         return count
 
 
@@ -437,9 +454,9 @@ USAGE = "usage: board.py brief [NUMBER] | look FOLDER | files FOLDER | read FOLD
 
 def main(words):
     os.umask(0o077)
-    cache_dir, now, here = store.load_config().cache_dir, time.time(), os.getcwd()
     verb, *rest = words or [""]
     try:
+        cache_dir, now, here = store.load_config().cache_dir, time.time(), os.getcwd()
         if verb == "brief" and (not rest or len(rest) == 1 and re.fullmatch("[0-9]{1,4}", rest[0])):
             begin = int(rest[0]) if rest else 0
             print(json.dumps(Board(cache_dir, now).brief(here, begin), ensure_ascii=False, indent=1))
@@ -452,7 +469,7 @@ def main(words):
         elif verb == "show" and len(rest) in (2, 3):
             print(show(Board(cache_dir, now), rest[0], rest[1], rest[2] if len(rest) == 3 else None, here))
         elif words == ["note"]:
-            print(f"Noted {note(cache_dir, read_notes(sys.stdin), now)}.")
+            print(f"Noted {note(cache_dir, read_notes(sys.stdin.buffer), now)}.")
         else:
             print(USAGE, file=sys.stderr)
             return 2

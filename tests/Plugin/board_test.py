@@ -49,7 +49,7 @@ class BoardTest(unittest.TestCase):
     def call(self, *words, text=""):
         program = [sys.executable, "-I", "-B", str(PLUGIN / "keelhaven/board.py"), *words]
         environment = {"PATH": os.environ["PATH"], "HOME": str(self.home)}
-        done = subprocess.run(program, cwd=self.home, env=environment, input=text, capture_output=True, text=True)
+        done = subprocess.run(program, cwd=self.home, env=environment, input=text, capture_output=True, text=True, encoding="utf-8")
         return done.returncode, done.stdout + done.stderr
 
     def ai(self):
@@ -155,6 +155,15 @@ class BoardTest(unittest.TestCase):
         self.assertEqual((self.cache / "ai.json").stat().st_mode & 0o777, 0o600)
         self.assertTrue(self.brief()["projects"][0]["is_summary_current"])
 
+    def test_odd_words_of_others_and_a_link_outlive_a_note(self):
+        kept = self.home / "kept.json"
+        kept.write_bytes(b'{"own": ["\\ud83d", "\xc3\xa9", 1.50, 12345678901234567890123]}')
+        (self.cache / "ai.json").unlink()
+        (self.cache / "ai.json").symlink_to(kept)
+        self.assertEqual(self.call("note", text='{"summaries": {"app": "é"}}'), (0, "Noted 1.\n"))
+        self.assertTrue((self.cache / "ai.json").is_symlink())
+        self.assertEqual((self.ai()["own"], self.ai()["summaries"]["app"]["text"]), (["\ud83d", "é", 1.5, 12345678901234567890123], "é"))
+
     def test_refused_notes_change_nothing(self):
         before = (self.cache / "ai.json").read_bytes()
         refused = [
@@ -168,9 +177,11 @@ class BoardTest(unittest.TestCase):
             self.assertEqual((status, len(said.splitlines())), (1, 1), (notes, said))
             self.assertNotIn("Traceback", said)
         self.assertEqual((self.cache / "ai.json").read_bytes(), before)
-        self.write("ai.json", "{torn")
-        self.assertEqual(self.call("note", text='{"summaries": {"app": "x"}}')[0], 1)
-        self.assertEqual((self.cache / "ai.json").read_text(), "{torn")
+        for content in ("{torn", "", "[]", '{"own": NaN}', '{"own": 1e999}', "[" * 9000):
+            self.write("ai.json", content)
+            status, said = self.call("note", text='{"summaries": {"app": "x"}}')
+            self.assertEqual((status, len(said.splitlines())), (1, 1), said)
+            self.assertEqual((self.cache / "ai.json").read_text(), content)
 
     def test_looking_changes_nothing_and_runs_nothing_of_the_repository(self):
         git = ["git", "-C", str(self.code), "-c", "user.name=me", "-c", "user.email=me@x"]
