@@ -142,6 +142,8 @@ def absolute(path):
         return os.path.abspath(os.path.expanduser(path))
     except OSError as error:  # the working directory is gone
         raise Refusal(f"The path {path} leads nowhere: {error.strerror}.") from error
+    except ValueError:  # no user could be called that
+        raise Refusal("The argument “path” is no path.") from None
 
 
 def write(kind, members):

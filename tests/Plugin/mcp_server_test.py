@@ -141,6 +141,8 @@ class McpServerTest(unittest.TestCase):
             ("add_asset", {"path": "gone.pdf"}),
             ("add_asset", {"path": "."}),
             ("add_asset", {"path": "out.pdf\0"}),
+            ("add_asset", {"path": "~x\0y"}),
+            ("add_asset", {"path": "~\ud800/x"}),
             ("add_asset", {"path": "x" * 9000}),
             ("ask_question", {"options": ["a"]}),
             ("ask_question", {"question": "?", "options": "a"}),
