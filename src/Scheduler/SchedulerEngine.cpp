@@ -112,6 +112,7 @@ void SchedulerEngine::shutdown()
     m_evaluationTimer.reset();
     m_runTimer.reset();
     m_parkedTimer.reset();
+    saveRest();
 }
 
 qsizetype SchedulerEngine::slotIndex(const QUuid &id) const
@@ -137,7 +138,9 @@ std::optional<std::pair<SchedulerSlot, Date>> SchedulerEngine::nextFire()
 void SchedulerEngine::saveSlots()
 {
     // A failed save is swallowed: memory goes on, and the next save carries the whole list.
-    static_cast<void>(m_services.store.saveSlots(m_slots));
+    m_slotsAreUnsaved = !m_services.store.saveSlots(m_slots);
+    if (!m_slotsAreUnsaved)
+        saveRest();
 }
 
 void SchedulerEngine::syncJobs()

@@ -281,6 +281,8 @@ private:
 
     // History (SchedulerHistory.cpp)
     void editRecord(const QUuid &runID, const std::function<bool(RunRecord &)> &edit);
+    void saveRecord(const RunRecord &record);
+    void saveRest();
     void forgetFiles(const RunRecord &record);
     void forgetOldLogs();
 
@@ -290,6 +292,8 @@ private:
     Tasks m_tasks;
     QList<SchedulerSlot> m_slots;
     QList<RunRecord> m_history;
+    QSet<QUuid> m_unsavedRuns; ///< of the history, whose last save was refused
+    bool m_slotsAreUnsaved = false;
     QList<ActiveRunPtr> m_active;
     QList<QueuedRun> m_queued;
     QList<ActiveRunPtr> m_closing; ///< out of `active`, on the way to history

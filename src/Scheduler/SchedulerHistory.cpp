@@ -14,9 +14,38 @@ void SchedulerEngine::editRecord(const QUuid &runID, const std::function<bool(Ru
     const auto record = std::ranges::find(m_history, runID, &RunRecord::id);
     if (record == m_history.end() || !edit(*record))
         return;
-    // Swallowed: the list in memory is what the user sees, and the next edit writes it again.
-    static_cast<void>(m_services.store.saveRecord(*record));
+    saveRecord(*record);
     Q_EMIT changed();
+}
+
+void SchedulerEngine::saveRecord(const RunRecord &record)
+{
+    // An error is swallowed: the list in memory is what the user sees.
+    if (m_services.store.saveRecord(record)) {
+        m_unsavedRuns.remove(record.id);
+        saveRest();
+    } else {
+        m_unsavedRuns.insert(record.id);
+    }
+}
+
+/// Stores what was refused before: nothing might ever change a run again, and then it would be gone with the
+/// process. Called when something could be stored, and at the end.
+void SchedulerEngine::saveRest()
+{
+    if (m_slotsAreUnsaved && !m_services.store.saveSlots(m_slots))
+        return;
+    m_slotsAreUnsaved = false;
+    for (const RunRecord &record : std::as_const(m_history)) {
+        if (m_unsavedRuns.isEmpty())
+            return;
+        if (!m_unsavedRuns.contains(record.id))
+            continue;
+        // Each refusal may have waited for another program's lock.
+        if (!m_services.store.saveRecord(record))
+            return;
+        m_unsavedRuns.remove(record.id);
+    }
 }
 
 void SchedulerEngine::forgetFiles(const RunRecord &record)
@@ -42,6 +71,7 @@ void SchedulerEngine::remove(const QUuid &runID)
     if (record == m_history.end())
         return;
     forgetFiles(*record);
+    m_unsavedRuns.remove(runID);
     m_history.erase(record);
     if (onRunRemoved)
         onRunRemoved(runID);
@@ -51,6 +81,7 @@ void SchedulerEngine::remove(const QUuid &runID)
 void SchedulerEngine::clearHistory()
 {
     const auto former = std::exchange(m_history, {});
+    m_unsavedRuns.clear();
     for (const auto &record : former) {
         forgetFiles(record);
         if (onRunRemoved)

@@ -246,8 +246,7 @@ void SchedulerEngine::commit(RunRecord record, bool notify, const std::optional<
                              bool relay)
 {
     record.completionMessage = completionMessage;
-    // Swallowed: the record stands in memory, and its next change writes it again.
-    static_cast<void>(m_services.store.saveRecord(record));
+    saveRecord(record);
     m_history.prepend(record);
     m_services.store.prune(m_history);
     if (relay && onRunCommitted)

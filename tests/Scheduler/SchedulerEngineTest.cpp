@@ -458,4 +458,37 @@ TEST_F(EngineTest, HistoryOperationsWriteThroughAndIgnoreUnknownRuns)
     EXPECT_TRUE(engine->history().isEmpty());
 }
 
+TEST_F(EngineTest, WhatWasRefusedIsStoredWithTheNextSaveAndAtTheLatestAtTheEnd)
+{
+    settings.set(u"schedulerConcurrencyCap"_s, qint64(1));
+    engine->start();
+    engine->enqueue(slot(u"live"_s));
+    settleAll();
+    const auto cancel = [&] {
+        const QUuid id = engine->enqueue(slot(u"waiting"_s)).first();
+        engine->dequeue(id);
+        return id;
+    };
+    store.failing = true;
+    const QUuid first = cancel();
+    const QUuid removed = cancel();
+    engine->upsert(slot(u"agent"_s));
+    engine->remove(removed);
+    store.failing = false;
+    EXPECT_TRUE(store.records.isEmpty() && store.slotList.isEmpty());
+    const QUuid second = cancel();
+    EXPECT_THAT(store.records.keys(), testing::UnorderedElementsAre(first, second));
+    EXPECT_EQ(store.slotList.size(), 1);
+
+    store.failing = true;
+    engine->setSummary(first, u"late"_s);
+    engine->stop(live()->record.id);
+    settleAll();
+    ASSERT_TRUE(engine->active().isEmpty());
+    store.failing = false;
+    engine->shutdown();
+    EXPECT_EQ(store.records.size(), 3);
+    EXPECT_EQ(store.records[first].summary, u"late"_s);
+}
+
 } // namespace Keelhaven
