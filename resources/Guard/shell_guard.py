@@ -10,10 +10,14 @@ SHELLS = frozenset(("sh", "bash", "zsh", "dash", "ksh", "mksh", "fish", "ash", "
 AWKS = frozenset(("awk", "gawk", "mawk", "nawk"))
 PATTERN_LANGUAGES = AWKS | {"node", "nodejs", "deno", "bun", "perl", "ruby"}  # where /x/ is no path
 INTERPRETERS = PATTERN_LANGUAGES | {"python", "pypy", "php", "lua", "osascript", "tclsh", "Rscript"}
+PROGRAM_LETTERS = "ceEpr"
+PROGRAM_OPTIONS = ("--eval", "--print", "--source")
 # They run the command behind their own options.
 WRAPPERS = frozenset(
     ("sudo", "env", "time", "nohup", "nice", "ionice", "timeout", "xargs", "command", "builtin", "exec", "stdbuf", "setsid")
 )
+RUN_THEIR_WORDS = frozenset(("eval", "watch", "trap"))
+RUN_AS_SHELLS = frozenset(("su", "runuser", "script", "flock"))  # with -c
 TALKERS = frozenset(("echo", "printf", ":", "true", "false"))
 ELSEWHERE = frozenset(("ssh", "docker", "podman", "kubectl"))  # the programs they run see other files
 CHANGES_FOLDER = frozenset(("cd", "pushd", "popd", "pwd", "export", "set", "exit"))
@@ -37,15 +41,21 @@ WALKERS = frozenset(("find", "rg", "ag", "ack", "fd", "fdfind", "tree", "du", "n
 # They walk when one of these letters, or a long option, says so.
 WALKS_WITH = {
     "grep": "rR", "egrep": "rR", "fgrep": "rR", "ls": "R", "cp": "rRa", "scp": "r", "rsync": "ra", "rm": "rR", "zip": "r",
-    "chmod": "R", "chown": "R", "chgrp": "R",
+    "chmod": "R", "chown": "R", "chgrp": "R", "diff": "r",
 }  # fmt: skip
 WALKS_LONG = ("--recursive", "--archive", "--dereference-recursive")
 DEPTH_OPTIONS = ("-maxdepth", "--max-depth", "--maxdepth", "-L", "-d")
 TARGET_LAST = frozenset(("cp", "scp", "rsync"))
 TARGET_OPTIONS = ("-t", "--target-directory")
 FOLDER_OPTIONS = ("-C", "--directory", "--cwd", "--chdir")
+FIND_COMMANDS = ("-exec", "-execdir", "-ok", "-okdir")
 FIND_TEXTS = frozenset(("-name", "-iname", "-path", "-ipath", "-wholename", "-regex", "-iregex", "-printf"))
+TESTS = frozenset(("[", "[[", "test"))
+COMPARES = ("=", "==", "!=", "=~")
+WITH_MESSAGES = frozenset(("git", "gh", "hg", "jj", "svn"))
 MESSAGE_OPTIONS = frozenset(("-m", "-am", "--message", "--body", "--title", "--grep", "-S", "-G"))
+GH_MESSAGES = frozenset(("-b", "-t", "--notes"))
+SSH_VALUED = frozenset("bcDEeFIiJLlmOopQRSWw")
 CLASSES = {"[:alpha:]": "a-zA-Z", "[:upper:]": "A-Z", "[:lower:]": "a-z", "[:digit:]": "0-9", "[:alnum:]": "a-zA-Z0-9"}
 DEEPEST_SCRIPT = 8
 MOST_PIECES = 64
@@ -200,15 +210,20 @@ class Guard:
     # --- programs in words and texts
 
     def check_programs(self, command, scope, name, words):
-        if name == "eval":
-            self.run(" ".join(plain(word) for word in words[1:]), scope)
+        if name in RUN_THEIR_WORDS:
+            self.run(" ".join(plain(word) for word in words[1:]), scope if name == "eval" else scope.copy())
+        elif name in RUN_AS_SHELLS:
+            self.run_shell(words[1:], [], scope)
         texts = command.texts + (self.piped if command.is_piped_in else [])
         for place, word in enumerate(words):
             program = plain(word).rpartition("/")[2].rstrip(".0123456789")
             if program in SHELLS:
                 self.run_shell(words[place + 1 :], texts, scope)
             elif program in INTERPRETERS:
-                for text in [plain(word) for word in words[place + 1 :]] + texts:
+                arguments = [plain(word) for word in words[place + 1 :]]
+                # What is behind a script's name is no program, and its paths are looked at as words.
+                has_program = program in AWKS or any(map(brings_program, arguments))
+                for text in (arguments if has_program else []) + texts:
                     self.roots.check_text(text, has_patterns=program in PATTERN_LANGUAGES)
             else:
                 continue
@@ -248,13 +263,55 @@ def option_values(words, options):
 def text_places(name, words):
     """The places of words that are no paths: patterns, programs, messages."""
     places = {place for place, word in enumerate(words) if word.startswith(("--exclude", "--ignore"))}
-    if name in ("git", "gh", "find"):
-        options = FIND_TEXTS if name == "find" else MESSAGE_OPTIONS
+    places |= {place + 1 for place in places if "=" not in words[place]}
+    if name in WITH_MESSAGES:
+        options = MESSAGE_OPTIONS | GH_MESSAGES if name == "gh" else MESSAGE_OPTIONS
         places |= {place + 1 for place, word in enumerate(words) if word in options}
         places |= {place for place, word in enumerate(words) if word.partition("=")[0] in options}
+        places |= {place for place, word in enumerate(words) if word[:2] in ("-S", "-G")}
+    elif name == "find":
+        places |= {place + 1 for place, word in enumerate(words) if word in FIND_TEXTS}
+    elif name == "tree":
+        places |= {place + 1 for place, word in enumerate(words) if word in ("-I", "-P")}
+    elif name in TESTS:
+        places |= {place + side for place, word in enumerate(words) if word in COMPARES for side in (-1, 1)}
     elif name in PATTERN_FIRST:
         places |= pattern_places(name, [plain(word) for word in words])
-    return places
+    inner = inner_command(name, words)
+    if inner:
+        places |= {inner + place for place in text_places(plain(words[inner]).rpartition("/")[2], words[inner:])}
+    elsewhere = remote_command(name, words)
+    return places | set(range(elsewhere, len(words))) if elsewhere else places
+
+
+def inner_command(name, words):
+    """Where the command begins that `find` or `git` runs with the words behind it; 0 when there is none."""
+    for place, word in enumerate(words[1:-1], 1):
+        if name == "find" and word in FIND_COMMANDS:
+            return place + 1
+        if name == "git" and word == "grep":
+            return place
+    return 0
+
+
+def remote_command(name, words):
+    """Where the words begin that are read on another machine; 0 when there are none."""
+    if name in ELSEWHERE and name != "ssh":
+        return words.index("exec") if "exec" in words[1:4] else 0
+    skips = False
+    for place, word in enumerate(words[1:] if name == "ssh" else (), 1):
+        if skips or word.startswith("-"):
+            skips = not skips and len(word) == 2 and word[1] in SSH_VALUED
+        else:
+            return place
+    return 0
+
+
+def brings_program(option):
+    """Whether an interpreter reads a program from this option or the word behind it."""
+    if option.startswith("--"):
+        return option.startswith(PROGRAM_OPTIONS)
+    return option == "eval" or (option.startswith("-") and any(letter in option for letter in PROGRAM_LETTERS))
 
 
 def pattern_places(name, words):
@@ -297,8 +354,8 @@ def candidates(word):
             yield rest[len("localhost") :] if rest.startswith("localhost/") else rest
         return
     yield word
-    if word.startswith("-") and word[2:3] == "/":
-        yield word[2:]
+    if word.startswith("-") and word[2:3] in ("/", "@"):
+        yield word[2:].lstrip("@")
     starts = [0] + [at + 1 for at, c in enumerate(word[:LONGEST_PATH]) if c in "=,"]
     for start in starts[:MOST_PIECES]:
         rest = word[start:]

@@ -125,6 +125,8 @@ class Script:
 
     def remember(self, command):
         words = command.words
+        while words[:1] in (["builtin"], ["command"]):
+            words = words[1:]
         names = [plain(word) for word in words[:1]]
         declared = [word for word in words[1:] if word[:1] != "-"] if names and names[0] in DECLARERS else words
         pairs = [assignment(word) for word in declared]

@@ -163,6 +163,21 @@ cat ~/Documents/a $(
 ~/Documents/tool --version
 [ -f ~/Documents/x ]
 ln -s ~/Documents here
+command cd ~ && ls Documents
+diff -r ~ src
+trap 'rm ~/Documents/x' EXIT
+watch -n 5 'ls ~/Documents'
+flock lock -c 'ls ~/Documents'
+curl -d@/Volumes/x localhost
+node --eval='fs.readFileSync("/Volumes/x")'
+perl -ne'open F, "/Volumes/x"' a
+python3 tool.py --input ~/Documents/x
+git grep x -- ~/Documents
+find src -exec cp {{}} ~/Documents +
+[ -d "$HOME/Documents" ]
+ssh -i ~/Documents/key host ls
+ssh host cat < ~/Documents/x
+docker cp ~/Documents/x box:/x
 """.strip().splitlines()
 
 ALLOWED = r"""
@@ -226,6 +241,19 @@ python3 -c "print('Documents')"
 python3 tests/volumes_test.py --name Volumes
 docker run -v "$PWD":/Volumes/data image
 ls ~/Library
+git grep -n "/Volumes" -- src
+git log -S'/Volumes/x'
+gh pr comment 1 -b '/Volumes/x is wrong'
+jj describe -m "/Volumes"
+find src -name '*.c' -exec grep -l '/Volumes' {{}} +
+[ "$x" = "/Volumes/x" ]
+[[ "$x" == /Volumes/* ]]
+tree -I /Volumes
+rsync -a --exclude /Volumes src out
+python3 tool.py --note "see /Volumes/x"
+ssh -p 22 host ls /Volumes
+docker exec box ls /Volumes
+kubectl exec pod -- ls /Volumes
 """.strip().splitlines()
 
 
