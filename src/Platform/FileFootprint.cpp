@@ -21,6 +21,7 @@ qint64 nanoseconds(const timespec &time)
 
 FileFootprint::FileFootprint(QStringList paths)
     : m_paths(std::move(paths))
+    , m_lookedAt(MonotonicClock::now())
 {
     if (m_paths.isEmpty() || m_paths.size() > largest)
         return;
@@ -35,9 +36,9 @@ FileFootprint::FileFootprint(QStringList paths)
     }
 }
 
-bool FileFootprint::stillStands() const
+bool FileFootprint::stillStands(MonotonicClock::time_point now) const
 {
-    if (!m_isKnown)
+    if (!m_isKnown || now - m_lookedAt > longestTrust)
         return false;
     return std::ranges::equal(m_paths, m_stamps, {}, stampOf);
 }

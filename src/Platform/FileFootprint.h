@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QStringList>
+#include <chrono>
 #include <optional>
 #include <vector>
 
@@ -11,8 +12,13 @@ namespace Keelhaven {
 class FileFootprint
 {
 public:
+    using MonotonicClock = std::chrono::steady_clock;
+
     /// A look at more paths than this takes longer than the main loop should stand still.
     static constexpr qsizetype largest = 500;
+    /// A look stands no longer than this. Not all that a reading depends on shows in the files: it may have
+    /// lacked file handles or memory, and a server's folder may have answered late.
+    static constexpr std::chrono::minutes longestTrust{10};
 
     /// Of nothing that is known; it never stands.
     FileFootprint() = default;
@@ -22,9 +28,9 @@ public:
     [[nodiscard]] const QStringList &paths() const { return m_paths; }
 
     /// Whether all is still there as it was, and as absent. Also false where a change could hide: when
-    /// something had changed so shortly before the look that one more change could bear the same time, and
-    /// for too many paths. Blocking, but short.
-    [[nodiscard]] bool stillStands() const;
+    /// something had changed so shortly before the look that one more change could bear the same time,
+    /// for too many paths, and after `longestTrust`. Blocking, but short.
+    [[nodiscard]] bool stillStands(MonotonicClock::time_point now = MonotonicClock::now()) const;
 
     /// Calls `read`, whose result has to tell in `paths` what it was read from, and gives the result the
     /// `footprint` under which it was read; an unknown one if something changed meanwhile. `expected` are the
@@ -56,6 +62,7 @@ private:
 
     QStringList m_paths;
     std::vector<std::optional<Stamp>> m_stamps;
+    MonotonicClock::time_point m_lookedAt;
     bool m_isKnown = false;
 };
 

@@ -24,6 +24,8 @@ TEST(FileFootprint, StandsUntilSomethingComesOrIsReplaced)
     const QStringList paths{link, home.path(u"absent"_s), u"/usr/lib"_s};
     const FileFootprint footprint(paths);
     EXPECT_TRUE(footprint.stillStands());
+    const auto late = FileFootprint::MonotonicClock::now() + FileFootprint::longestTrust;
+    EXPECT_FALSE(footprint.stillStands(late)) << "the reading may have failed for want of file handles";
 
     QFile::remove(link);
     EXPECT_FALSE(footprint.stillStands()) << "gone";
