@@ -20,9 +20,11 @@ bool MirrorMonitor::mirroringForeignDashboard() const
 QCoro::Task<> MirrorMonitor::probe()
 {
     const QPointer<MirrorMonitor> self(this);
+    const quint64 asked = ++m_asked;
     auto found = co_await m_probe.probe();
-    if (!self)
+    if (!self || asked < m_answered)
         co_return;
+    m_answered = asked;
     if (found.isLive())
         found.bridge = isBridgeRunning && isBridgeRunning();
     const bool isNews = !m_probed || found != m_state;

@@ -31,7 +31,7 @@ public:
     /// Some other copy of the service answers, such as a web dashboard that was started by hand.
     [[nodiscard]] bool mirroringForeignDashboard() const;
 
-    /// Looks now.
+    /// Looks now. An answer that comes after that to a later look changes nothing.
     [[nodiscard]] QCoro::Task<> probe();
     /// Looks now and every 30 s. A second start does nothing.
     void start();
@@ -50,6 +50,8 @@ private:
     Timer m_timer;
     MirrorState m_state;
     bool m_probed = false;
+    quint64 m_asked = 0;    ///< counts the looks
+    quint64 m_answered = 0; ///< the latest of them that has told something
 };
 
 } // namespace Keelhaven

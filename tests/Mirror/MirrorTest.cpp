@@ -188,6 +188,21 @@ TEST_F(MirrorTest, TheStateIsLookedAtEveryHalfMinute)
     EXPECT_EQ(http.requests.size(), 5);
 }
 
+TEST_F(MirrorTest, ALateAnswerDoesNotUndoALaterLook)
+{
+    VirtualClock clock;
+    Tasks tasks;
+    MirrorMonitor monitor(MirrorProbe(http, client.baseURL()), clock, tasks);
+    http.answer = [](const HttpRequest &) { return std::nullopt; };
+    tasks.spawn(monitor.probe(), "hanging");
+    answer(FakeHttpClient::answered(200, R"({"projects": []})"));
+    await(monitor.probe());
+    EXPECT_TRUE(monitor.canMutate());
+    http.finishPending(FakeHttpClient::error(HttpError::Kind::TimedOut));
+    EXPECT_EQ(tasks.running(), 0);
+    EXPECT_TRUE(monitor.canMutate());
+}
+
 TEST(MirrorTextsTest, HintsFollowTheStateAndTheFailure)
 {
     EXPECT_EQ(MirrorTexts::mutationHint(MirrorState::live(false), u"x"_s), QString());
