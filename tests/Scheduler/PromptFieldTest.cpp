@@ -137,6 +137,32 @@ TEST_F(PromptFieldTest, GoesOnIntoAFolder)
     EXPECT_EQ(list(), u"closed"_s) << "an answer to an earlier text is dropped";
 }
 
+TEST_F(PromptFieldTest, OneFolderIsListedAtATime)
+{
+    for (const QString &text : {u"./n"_s, u"./ne"_s, u"./nested/"_s}) {
+        field.edited(text, text.size());
+        clock.advance(120ms);
+        EXPECT_EQ(tasks.running(), 1) << text.toStdString();
+    }
+    finish();
+    EXPECT_EQ(list(), u"./nested/x"_s);
+}
+
+TEST_F(PromptFieldTest, WhoTypesBeforeTheCommandsAreFoundGetsThemThen)
+{
+    PromptField early(paths(home), clock, tasks);
+    early.setSurroundings(cwds, inventory);
+    early.edited(u"/r"_s, 2);
+    clock.advance(120ms);
+    EXPECT_FALSE(early.isOpen());
+    finish();
+    EXPECT_TRUE(early.isOpen());
+    early.load(u"/r"_s);
+    early.setSurroundings(cwds, inventory);
+    finish();
+    EXPECT_FALSE(early.isOpen()) << "no list opens over a text that nobody edits";
+}
+
 TEST_F(PromptFieldTest, TakesWhatStillFitsTheLastKeystrokes)
 {
     // Typed, then more before the list follows, then Tab: what becomes of the text.

@@ -30,8 +30,9 @@ PromptField::PromptField(const KeelhavenPaths &paths, Clock &clock, Tasks &tasks
 {
     connect(&m_model, &PromptCompletionModel::changed, this, [this] {
         updateNotices();
-        // A list that is on the screen gets what was found; a text that nobody edits gets none.
-        if (isOpen() && !m_pending)
+        // A list that is on the screen gets what was found, and so does somebody who typed before anything
+        // was; a text that nobody edits gets none.
+        if ((isOpen() || m_isEdited) && !m_pending)
             recompute();
     });
 }
@@ -58,6 +59,7 @@ void PromptField::load(const QString &text)
 {
     m_text = text;
     m_caret = text.size();
+    m_isEdited = false;
     m_pending.reset();
     ++m_ticket;
     show({}, std::nullopt);
@@ -69,6 +71,7 @@ void PromptField::edited(const QString &text, qsizetype caret)
     m_text = text;
     m_caret = caret;
     m_isOpen = true;
+    m_isEdited = true;
     scheduleRecompute();
 }
 
@@ -99,16 +102,30 @@ void PromptField::recompute()
         show({}, std::nullopt);
     else if (token->kind == PromptToken::Kind::SlashCommand)
         show(m_model.commandSuggestions(token->partial), token);
-    else
-        m_tasks.spawn(findPaths(*token, ticket), "PromptField::findPaths");
+    else {
+        m_wantedPath = {*token, ticket};
+        if (!m_isListing)
+            m_tasks.spawn(findPaths(), "PromptField::findPaths");
+    }
 }
 
-QCoro::Task<> PromptField::findPaths(PromptToken token, quint64 ticket)
+QCoro::Task<> PromptField::findPaths()
 {
     const QPointer<PromptField> self(this);
-    auto found = co_await m_model.pathSuggestions(token.partial, m_cwds.value(0));
-    if (self && ticket == m_ticket && m_isOpen)
-        show(std::move(found), token);
+    m_isListing = true;
+    while (m_wantedPath) {
+        const auto [token, ticket] = *std::exchange(m_wantedPath, std::nullopt);
+        if (ticket != m_ticket)
+            continue;
+        auto found = co_await m_model.pathSuggestions(token.partial, m_cwds.value(0));
+        if (!self)
+            co_return;
+        if (ticket == m_ticket && m_isOpen)
+            show(std::move(found), token);
+        if (!self)
+            co_return;
+    }
+    m_isListing = false;
 }
 
 void PromptField::show(QList<PromptSuggestion> suggestions, const std::optional<PromptToken> &token)

@@ -92,7 +92,7 @@ Q_SIGNALS:
 private:
     void scheduleRecompute();
     void recompute();
-    QCoro::Task<> findPaths(PromptToken token, quint64 ticket);
+    QCoro::Task<> findPaths();
     void show(QList<PromptSuggestion> suggestions, const std::optional<PromptToken> &token);
     [[nodiscard]] bool stillCompletes(const PromptSuggestion &suggestion, const PromptToken &token) const;
     void updateNotices();
@@ -109,6 +109,11 @@ private:
     Timer m_pending;
     quint64 m_ticket = 0; ///< of the last recompute asked for; older results are dropped
     bool m_isOpen = true;
+    bool m_isEdited = false; ///< since the text was loaded
+    /// What the next listing is for, and its ticket. One listing runs at a time: a folder that does not
+    /// answer would otherwise take a pool thread for each keystroke.
+    std::optional<std::pair<PromptToken, quint64>> m_wantedPath;
+    bool m_isListing = false;
     QList<PromptSuggestion> m_suggestions;
     std::optional<PromptToken> m_suggestedFor;
     qsizetype m_selection = 0;
