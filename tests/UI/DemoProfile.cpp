@@ -341,7 +341,7 @@ void DemoProfile::seedTask(SQLiteRunStore &store)
         {u"Good. Open a pull request."_s,
          u"Opened as [pull request 233](https://example.org/pull/233); checks are green."_s},
     };
-    m_task = DispatchRecord::fromApp(turns[0].request, m_clock.now() - 6h);
+    m_task = DispatchRecord::fromApp(turns[0].request, m_clock.now() - 41min);
     m_task.id = u"7f3a90c2"_s;
     m_task.source = DispatchSource::Telegram;
     m_task.status = DispatchStatus::Completed;
