@@ -102,6 +102,8 @@ QList<Scene> editorScenes()
          [](DemoProfile &profile, QQuickItem &root) {
              edit(profile, root, 8, {0}, 640);
              QMetaObject::invokeMethod(findItem(root, u"tryPreflight"_s), "clicked");
+             run(1200);
+             profile.children().children.last()->exit({ChildExit::Kind::Exited, 1, {}});
          }},
         {u"editor-completion"_s, full,
          [](DemoProfile &profile, QQuickItem &root) {
