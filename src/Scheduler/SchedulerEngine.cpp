@@ -204,6 +204,8 @@ void SchedulerEngine::evaluateDueSlots(Date now)
         if (!dueSlots.isEmpty()) {
             saveSlots();
             syncJobs();
+            // Also those whose firing is dropped: whoever saved one as it was would have it fire again.
+            Q_EMIT changed();
         }
         for (const auto &[slot, due] : std::as_const(dueSlots)) {
             if (now - due > latenessLimit)

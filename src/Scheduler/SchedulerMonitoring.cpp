@@ -362,6 +362,7 @@ QCoro::Task<> SchedulerEngine::rememberHead(QUuid slotID, QString folder)
     heads.insert(folder, *head);
     m_slots[index].lastRunHeads = heads;
     saveSlots();
+    Q_EMIT changed();
 }
 
 void SchedulerEngine::stop(const QUuid &runID)

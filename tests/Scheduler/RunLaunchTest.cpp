@@ -124,9 +124,17 @@ TEST_F(EngineTest, AnUnchangedHeadSkipsScheduledRunsOnly)
     settleAll();
     deliver(event(u"Stop"_s, live()->record));
     pane().probe = {AgentState::Done, false};
+    QList<SchedulerSlot> shown;
+    QObject::connect(engine.get(), &SchedulerEngine::changed, engine.get(),
+                     [&] { shown = engine->slotList(); });
+    processes.answer = [](const ProcessSpec &) { return std::optional<ProcessResult>(); };
     clock.advance(5s);
     ASSERT_TRUE(engine->active().isEmpty());
+    processes.finishPending(FakeProcessRunner::exited(0, "abc\n"));
+    settleAll();
     EXPECT_EQ(engine->slot(agent.id)->lastRunHeads->value(home.path()), u"abc"_s);
+    EXPECT_EQ(shown, engine->slotList());
+    engine->disconnect();
 }
 
 TEST_F(EngineTest, TheRequestCarriesWhatTheSessionNeeds)

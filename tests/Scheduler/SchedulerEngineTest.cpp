@@ -122,11 +122,16 @@ TEST_F(EngineTest, AScheduledFiringOfABusyAgentIsDroppedButUsedUp)
     engine->start();
     engine->enqueue(busy);
     settleAll();
+    QList<SchedulerSlot> shown;
+    QObject::connect(engine.get(), &SchedulerEngine::changed, engine.get(),
+                     [&] { shown = engine->slotList(); });
     engine->evaluateDueSlots(clock.now() + 1h);
     settleAll();
     EXPECT_EQ(engine->active().size(), 1);
     EXPECT_TRUE(engine->history().isEmpty());
     EXPECT_TRUE(engine->slot(busy.id)->lastFiredAt);
+    EXPECT_EQ(shown, engine->slotList());
+    engine->disconnect();
     engine->enqueue(busy);
     settleAll();
     EXPECT_EQ(engine->active().size(), 2) << "a manual run stacks";
