@@ -25,7 +25,7 @@ protected:
     /// What the command answers when the app server says this.
     CommandReply call(bool asJSON, const QByteArray &serverSays)
     {
-        auto task = CodexUsageCommand::usage(asJSON, monitor, clock, context());
+        auto task = CodexUsageCommand::usage(asJSON, &monitor, &clock, context());
         children.children.last()->say(serverSays);
         return await(std::move(task));
     }
@@ -74,7 +74,7 @@ TEST_F(CodexUsageCommandTest, AReadingThatIsUnderWayServesAsWell)
     EXPECT_EQ(children.children.size(), 1);
 
     tasks.spawn(monitor.refresh(window.get_token()), "window");
-    auto waiting = CodexUsageCommand::usage(false, monitor, clock, context());
+    auto waiting = CodexUsageCommand::usage(false, &monitor, &clock, context());
     window.request_stop();
     ASSERT_EQ(children.children.size(), 3) << "the window was closed, so it reads itself";
     children.children.last()->say(says);

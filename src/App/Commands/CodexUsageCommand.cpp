@@ -50,11 +50,12 @@ QString text(const CodexUsageMonitor &monitor, Date now, const CommandContext &c
 
 } // namespace
 
-QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor &monitor, Clock &clock, CommandContext context)
+QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor *monitor, const Clock *clock,
+                                CommandContext context)
 {
-    const QPointer<CodexUsageMonitor> self(&monitor);
+    const QPointer<CodexUsageMonitor> self(monitor);
     // One that is under way for the window serves as well.
-    const bool isRead = co_await monitor.readingEnd();
+    const bool isRead = co_await monitor->readingEnd();
     if (self && !isRead)
         co_await self->refresh();
     if (!self || (!self->snapshot() && !self->unavailable()))
@@ -63,8 +64,8 @@ QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor &monitor, Clock &
     if (asJSON)
         reply = CommandReply::json(json(*self), context);
     else if (self->snapshot())
-        reply.output = text(*self, clock.now(), context);
-    const QStringList notices = self->notices(clock.now());
+        reply.output = text(*self, clock->now(), context);
+    const QStringList notices = self->notices(clock->now());
     if (self->unavailable()) {
         reply.exit = ExitStatus::Refused;
         for (const QString &notice : notices)

@@ -177,8 +177,8 @@ QCoro::Task<CommandReply> usage(Arguments arguments, CommandContext context)
 {
     if (arguments.isSet(u"codex")) {
         auto &model = *context.model;
-        const auto reply = co_await CodexUsageCommand::usage(arguments.wantsJSON(), model.codexUsage(),
-                                                             model.clock(), context);
+        const auto reply = co_await CodexUsageCommand::usage(arguments.wantsJSON(), &model.codexUsage(),
+                                                             &model.clock(), context);
         co_return reply;
     }
     const QPointer<UsageMonitor> monitor(context.usage);
