@@ -85,13 +85,15 @@ class Application(Scenario):
         self.assertEqual((record["id"], record["outcome"]), (run.id, {"cancelled": {}}))
         self.assertEqual(len(self.log(run, "start")), 1)
 
-    def test_quit_in_the_launch_leaves_no_session(self):
+    def test_quit_in_the_launch_leaves_a_record_and_no_session(self):
         self.start(SLOW_START=60)
         run = self.run_agent("not-yet")
         self.watch.wait("sessionOpened", run.id)
         self.wait_log(run, "start")
         self.assertEqual(self.home.stop(), 0)
         self.assert_no_agent_is_left()
+        self.start_application()
+        self.assertEqual([(record["id"], record["outcome"]) for record in self.history()], [(run.id, {"cancelled": {}})])
 
     def test_starts_at_the_same_moment_give_one_instance(self):
         started = [self.home.launch() for _ in range(4)]
