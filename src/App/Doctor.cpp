@@ -66,21 +66,26 @@ DoctorCheck runtimeFolder(const KeelhavenPaths &paths)
     return good(name, paths.runtimeDir);
 }
 
-DoctorCheck database(const DoctorServices &services)
+QCoro::Task<DoctorCheck> database(DoctorServices services)
 {
     const QString name = u"database"_s;
     const QString path = services.paths.databaseFile();
     const QString cost =
         u" (%1). Journal, tokens and questions go into a temporary database until this is cured."_s;
-    if (services.instanceDatabase) {
-        const auto &error = *services.instanceDatabase;
-        return error ? bad(name, u"%1 did not open"_s.arg(path) + cost.arg(*error)) : good(name, path);
+    if (services.instanceDatabase && *services.instanceDatabase)
+        co_return bad(name, u"%1 did not open"_s.arg(path) + cost.arg(**services.instanceDatabase));
+    if (!services.instanceDatabase) {
+        if (!QFileInfo::exists(path))
+            co_return good(name, u"%1 is made at the first start"_s.arg(path));
+        if (const auto opened = KeelhavenDatabase::open(path); !opened)
+            co_return bad(name, u"%1 does not open"_s.arg(path) + cost.arg(opened.error().message()));
     }
-    if (!QFileInfo::exists(path))
-        return good(name, u"%1 is made at the first start"_s.arg(path));
-    const auto opened = KeelhavenDatabase::open(path);
-    return opened ? good(name, path)
-                  : bad(name, u"%1 does not open"_s.arg(path) + cost.arg(opened.error().message()));
+    auto work = [path] { return KeelhavenDatabase::damage(path); };
+    const auto damage = co_await onPool(std::move(work));
+    if (!damage)
+        co_return good(name, path);
+    co_return bad(name, u"%1 is damaged (%2): agents or runs may be missing, and changes of them are lost. "
+                        "Quit, and put back a copy of it."_s.arg(path, *damage));
 }
 
 DoctorCheck settingsFile(const KeelhavenPaths &paths)
@@ -226,7 +231,8 @@ QCoro::Task<DoctorCheck> secrets(DoctorServices services)
 
 QCoro::Task<QList<DoctorCheck>> Doctor::examine(DoctorServices services)
 {
-    QList<DoctorCheck> checks{dataFolder(services.paths), runtimeFolder(services.paths), database(services),
+    const auto databaseCheck = co_await database(services);
+    QList<DoctorCheck> checks{dataFolder(services.paths), runtimeFolder(services.paths), databaseCheck,
                               settingsFile(services.paths)};
 
     const auto loginPath = co_await services.locator.loginShellPATH(true);

@@ -196,6 +196,14 @@ TEST_F(ProgramsTest, DoctorTellsWhatIsThereAndFailsOnlyWhenNothingCanRun)
     EXPECT_TRUE(check(u"settings"_s).second.endsWith(u"no JSON object: nothing that stands in it holds."_s));
     EXPECT_TRUE(check(u"settings"_s).second.contains(u"settings.json.unreadable: what it set is lost"_s))
         << "the PATH of the login shell has been remembered since";
+    const QString database = m_home.path(u".local/share/keelhaven/keelhaven.sqlite"_s);
+    ASSERT_TRUE(KeelhavenDatabase::open(database));
+    EXPECT_EQ(check(u"database"_s), std::pair(true, database));
+    QFile file(database);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.seek(4096) &&
+                file.write(QByteArray(4096, 'x')) == 4096);
+    file.close();
+    EXPECT_TRUE(check(u"database"_s).second.startsWith(database + u" is damaged ("_s));
     m_home.write(u".local/share/keelhaven/keelhaven.sqlite"_s, QByteArray(4096, 'x'));
     EXPECT_FALSE(check(u"database"_s).first);
 }

@@ -216,6 +216,23 @@ TEST_F(SQLiteTest, FileThatCannotBeWrittenIsNotOpened)
     EXPECT_EQ(opened.error().message(), u"sqlite 8: attempt to write a readonly database"_s);
 }
 
+TEST_F(SQLiteTest, BrokenPageIsFoundThoughTheFileOpens)
+{
+    EXPECT_EQ(KeelhavenDatabase::damage(paths.databaseFile()), std::nullopt) << "while it is open";
+    const auto page =
+        rows(u"SELECT rootpage FROM sqlite_master WHERE name = 'runs'"_s).first().int_(u"rootpage");
+    database.reset();
+    QFile file(paths.databaseFile());
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.seek((*page - 1) * 4096));
+    ASSERT_EQ(file.write(QByteArray(4096, 'x')), 4096);
+    file.close();
+    database = openOrFail(paths.databaseFile());
+    const auto damage = KeelhavenDatabase::damage(paths.databaseFile());
+    ASSERT_TRUE(damage);
+    EXPECT_TRUE(damage->contains(u" %1"_s.arg(*page))) << damage->toStdString();
+    EXPECT_EQ(KeelhavenDatabase::damage(home.path()), std::nullopt) << "that is for the opening to tell";
+}
+
 TEST_F(SQLiteTest, NewerFileIsOpenedAsItIs)
 {
     rows(u"DROP TABLE journal"_s);

@@ -96,6 +96,21 @@ Result<void, SQLiteError> KeelhavenDatabase::prepare()
     });
 }
 
+std::optional<QString> KeelhavenDatabase::damage(const QString &path)
+{
+    auto connection = SQLiteConnection::open(path);
+    if (!connection)
+        return std::nullopt;
+    const auto rows = (*connection)->query(u"PRAGMA quick_check(1)"_s);
+    if (!rows)
+        return rows.error().code == SQLITE_CORRUPT ? std::optional(rows.error().text) : std::nullopt;
+    const QString found =
+        rows->isEmpty() ? QString() : rows->first().string(u"quick_check").value_or(QString());
+    if (found.isEmpty() || found == u"ok")
+        return std::nullopt;
+    return found.section(u'\n', -1); // the line above it names the database
+}
+
 std::optional<QString> KeelhavenDatabase::meta(const QString &key)
 {
     const auto rows = sync([&](SQLiteConnection &connection) {

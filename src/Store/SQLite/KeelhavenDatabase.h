@@ -22,6 +22,11 @@ public:
     [[nodiscard]] static Result<std::unique_ptr<KeelhavenDatabase>, SQLiteError>
     open(const KeelhavenPaths &paths);
 
+    /// What is broken in the file, in the engine's words; nothing when it is whole or nobody can tell. Such a
+    /// file opens, and then only what lies in its broken pages cannot be read or changed. Reads all of it:
+    /// for a pool thread. It may be open elsewhere.
+    [[nodiscard]] static std::optional<QString> damage(const QString &path);
+
     [[nodiscard]] const QString &path() const { return m_path; }
 
     /// Runs `body(SQLiteConnection &)` and gives its result. May be called from inside a body. The connection
