@@ -15,14 +15,27 @@ namespace {
 constexpr Span idleWatchInterval = 60s;
 constexpr Span settlePoll = 100ms;
 
+/// pgrep takes an extended regular expression, and a folder's name may hold its signs.
+QString literalPattern(const QString &path)
+{
+    QString pattern;
+    for (const QChar character : path) {
+        if (QStringView(u"\\^$.|?*+()[]{}").contains(character))
+            pattern += u'\\';
+        pattern += character;
+    }
+    return pattern;
+}
+
 /// Whether a process was started from this path. Where that cannot be asked, the answer is the careful one.
 QCoro::Task<bool> isRunning(ProcessRunner *processes, QString path)
 {
     ProcessSpec spec;
     spec.program = u"/usr/bin/pgrep"_s;
-    spec.arguments = QStringList{u"-f"_s, path};
+    spec.arguments = QStringList{u"-f"_s, literalPattern(path)};
     const ProcessResult result = co_await processes->run(spec);
-    co_return result.kind == ProcessResult::Kind::CannotStart || result.succeeded();
+    const bool foundNone = result.kind == ProcessResult::Kind::Exited && result.exitCode == 1;
+    co_return !foundNone;
 }
 
 } // namespace

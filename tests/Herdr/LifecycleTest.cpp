@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace Keelhaven {
 
@@ -229,9 +230,14 @@ TEST_F(HerdrInstallerTest, TheManagerReplacesAnOutdatedServerOnceNoRunIsLive)
 {
     executable(u"bundle/keelhaven-host"_s, "one");
     home.write(u".local/share/keelhaven/herdr/0.8.0/herdr"_s, "x");
+    const QString inUse = home.write(u".local/share/keelhaven/herdr/0.8.1 (c++)/herdr"_s, "x");
     settings.set(u"loginShellPATH"_s, u"/opt/tools"_s);
     HerdrStatusJSON now = status(22, true, 22, u"0.9.0"_s);
-    processes.output = [&now](const ProcessSpec &spec) {
+    processes.output = [&](const ProcessSpec &spec) {
+        if (spec.program.endsWith(u"/pgrep")) {
+            const QRegularExpression pattern(spec.arguments.last());
+            return pattern.match(inUse + u" server"_s).hasMatch() ? QByteArray("7\n") : QByteArray();
+        }
         return spec.arguments.contains(u"status"_s) ? printed(now) : QByteArray();
     };
     transport->answers(Herdr::Method::ping, {HerdrError::unreachable(u"no"_s)});
@@ -247,6 +253,7 @@ TEST_F(HerdrInstallerTest, TheManagerReplacesAnOutdatedServerOnceNoRunIsLive)
     EXPECT_TRUE(manager.pendingRestart());
     EXPECT_FALSE(manager.busy());
     EXPECT_FALSE(QFileInfo::exists(layout().root + u"/0.8.0"_s));
+    EXPECT_TRUE(QFileInfo::exists(inUse));
 
     const auto stops = [this] {
         return std::ranges::count_if(
