@@ -18,14 +18,19 @@ constexpr const char *placeFormat = "#{session_id}\t#{window_id}\t#{pane_id}";
 constexpr const char *rowFormat =
     "#{pane_id}\t#{window_id}\t#{session_id}\t#{pane_pid}\t#{pane_tty}\t#{window_activity}\t#{pane_title}";
 
+/// Stands for an empty label: tmux shows an empty option like one that is not set. No label is packed to it.
+constexpr const char *emptyLabel = "%";
+
 /// Options may hold anything; percent signs keep a label on one line and out of tmux's expansions.
 QByteArray packed(const QString &label)
 {
-    return label.toUtf8().toPercentEncoding();
+    return label.isEmpty() ? QByteArray(emptyLabel) : label.toUtf8().toPercentEncoding();
 }
 
 QString unpacked(const QByteArray &option, const QByteArray &fallback)
 {
+    if (option == emptyLabel)
+        return {};
     return QString::fromUtf8(option.isEmpty() ? fallback : QByteArray::fromPercentEncoding(option));
 }
 

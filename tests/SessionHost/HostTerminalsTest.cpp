@@ -54,8 +54,10 @@ TEST_F(HostTerminalsTest, LabelsFoldersAndVariablesArriveAsTheyStand)
     EXPECT_EQ(texts(u"workspace.list"_s, u"workspaces", u"label"), QStringList{label});
     EXPECT_NE(texts(u"tab.list"_s, u"tabs", u"label"), QStringList{label}); // the tab has none of its own yet
     const QString tab = text(member(created, u"tab"), u"tab_id");
-    call(u"tab.rename"_s, object({{u"tab_id"_s, JSONValue(tab)}, {u"label"_s, JSONValue(label)}}));
-    EXPECT_EQ(texts(u"tab.list"_s, u"tabs", u"label"), QStringList{label});
+    for (const QString &each : {u""_s, u"%"_s, label}) {
+        call(u"tab.rename"_s, object({{u"tab_id"_s, JSONValue(tab)}, {u"label"_s, JSONValue(each)}}));
+        EXPECT_EQ(texts(u"tab.list"_s, u"tabs", u"label"), QStringList{each});
+    }
 
     const QString pane = text(member(created, u"root_pane"), u"pane_id");
     runInPane(pane, u"printf '%s|%s' \"$PWD\" \"$ODD\" > ~/out.new; umask > ~/umask; mv ~/out.new ~/out"_s,
