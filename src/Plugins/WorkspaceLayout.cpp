@@ -2,6 +2,7 @@
 
 #include "Platform/Uuid.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 
 namespace Keelhaven::WorkspaceLayout {
@@ -28,13 +29,22 @@ QString parentComponent(const QString &path)
 
 /// File systems take no longer name, and one that is too long would leave the agent without a workspace for
 /// good. Slugs are ASCII, so that a character is a byte.
-QString fitting(const QString &name)
+QString fitting(const QString &name, qsizetype longest = 255)
 {
-    constexpr qsizetype longest = 255;
     QString fitted = name.left(longest);
     while (fitted.size() < name.size() && fitted.endsWith(u'-'))
         fitted.chop(1);
     return fitted;
+}
+
+/// What tells apart folders that their names and their parents' do not: those of one name below parents of
+/// one name, and those of which a slug keeps nothing, as in most scripts. Without it they would share an
+/// archive.
+QString marked(const QString &name, const QString &folder)
+{
+    constexpr qsizetype digits = 8;
+    const auto hash = QCryptographicHash::hash(QDir::cleanPath(folder).toUtf8(), QCryptographicHash::Sha1);
+    return fitting(name, 255 - digits - 1) + u'-' + QString::fromLatin1(hash.toHex().first(digits));
 }
 
 /// A stored slug may have come from anywhere, and it becomes part of a path.
@@ -88,10 +98,14 @@ QStringList folderNames(const QStringList &folders)
     for (qsizetype i = 0; i < folders.size(); ++i) {
         const QString &base = bases[i];
         const QString parent = slug(parentComponent(folders[i]));
-        if (bases.count(base) >= 2)
-            names.append(parent.isEmpty() ? base : fitting(parent + u'-' + base));
-        else
-            names.append(base.isEmpty() ? u"folder"_s : base);
+        QString name = base;
+        if (bases.count(base) >= 2 && !parent.isEmpty())
+            name = fitting(parent + u'-' + base);
+        if (name.isEmpty())
+            name = u"folder"_s;
+        const qsizetype first = names.indexOf(name);
+        const bool isAnother = first >= 0 && QDir::cleanPath(folders[first]) != QDir::cleanPath(folders[i]);
+        names.append(isAnother ? marked(name, folders[i]) : name);
     }
     return names;
 }

@@ -27,7 +27,8 @@ struct Target
 /// The agent's `workspaceSlug` when it can be a folder's name, else slugForAgentNamed.
 [[nodiscard]] QString slugOf(const SchedulerSlot &slot);
 
-/// One folder name for each project folder, in order. Folders of one name are told apart by their parents.
+/// One folder name for each project folder, in order. Folders of one name are told apart by their parents,
+/// and where those have one name too, all but the first by their paths.
 [[nodiscard]] QStringList folderNames(const QStringList &folders);
 
 /// One target for each project folder; none for an agent without workspaces. `root` holds all workspaces.

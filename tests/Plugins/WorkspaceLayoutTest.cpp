@@ -28,6 +28,21 @@ TEST(WorkspaceLayout, FolderNamesAreToldApartByTheirParents)
               (QStringList{u"a-app"_s, u"b-app"_s, u"site"_s, u"folder"_s, u"app"_s}));
 }
 
+TEST(WorkspaceLayout, NoTwoFoldersShareAName)
+{
+    const QStringList folders{u"/x/a/app"_s, u"/y/a/app"_s, u"/x/a/app/"_s, u"/w/日本"_s,
+                              u"/w/中国"_s,  u"/日本"_s,    u"/中国"_s};
+    const QStringList names = WorkspaceLayout::folderNames(folders);
+    EXPECT_EQ(names[0], u"a-app");
+    EXPECT_EQ(names[2], u"a-app") << "the same folder once more";
+    EXPECT_EQ(names[3], u"w-");
+    EXPECT_EQ(names[5], u"folder");
+    EXPECT_TRUE(names[1].startsWith(u"a-app-"));
+    EXPECT_TRUE(names[6].startsWith(u"folder-"));
+    EXPECT_EQ(QSet<QString>(names.begin(), names.end()).size(), 6);
+    EXPECT_EQ(WorkspaceLayout::folderNames(folders), names);
+}
+
 TEST(WorkspaceLayout, TargetsByMode)
 {
     SchedulerSlot slot;
