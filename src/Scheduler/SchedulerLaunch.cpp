@@ -131,7 +131,8 @@ RunLaunchRequest SchedulerEngine::launchRequest(QueuedRun &queuedRun) const
     request.workspaceLabel = slot.herdrWorkspace.value_or(HerdrPlacement::workspaceLabel(record.folder()));
     if (record.projectDir)
         request.addDirs.append(*record.projectDir);
-    request.addDirs.append(slot.addDirs);
+    for (const QString &folder : slot.addDirs)
+        request.addDirs.append(expandTilde(folder, m_services.paths.home));
     if (request.runDir)
         request.addDirs.append(*request.runDir);
     request.resumeSessionID = record.resumeSessionID;

@@ -143,7 +143,7 @@ TEST_F(EngineTest, TheRequestCarriesWhatTheSessionNeeds)
     engine->start();
     auto agent = slot(u"x"_s);
     agent.command = u"  fix it \n"_s;
-    agent.addDirs = QStringList{u"/extra"_s};
+    agent.addDirs = QStringList{u"/extra"_s, u"~/more"_s};
     agent.plugins = QStringList{u"a@m"_s};
     agent.model = u"opus"_s;
     const QUuid id = engine->enqueue(agent, RunTrigger::Manual, {.resumeSessionID = u"old"_s}).first();
@@ -154,7 +154,7 @@ TEST_F(EngineTest, TheRequestCarriesWhatTheSessionNeeds)
     EXPECT_EQ(RunContract::strip(request.prompt), u"fix it"_s);
     EXPECT_EQ(request.runDir, runFolder);
     EXPECT_TRUE(QFileInfo(runFolder).isDir());
-    EXPECT_EQ(request.addDirs, (QStringList{u"/extra"_s, runFolder}));
+    EXPECT_EQ(request.addDirs, (QStringList{u"/extra"_s, home.path(u"more"_s), runFolder}));
     EXPECT_EQ(request.workspaceLabel, QFileInfo(home.path()).fileName());
     EXPECT_EQ(request.plugins, agent.plugins);
     EXPECT_EQ(request.pluginDirs, QStringList{u"/plugin"_s});
