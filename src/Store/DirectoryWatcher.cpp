@@ -1,6 +1,8 @@
 #include "Store/DirectoryWatcher.h"
 
+#include <QFile>
 #include <QFileInfo>
+#include <sys/stat.h>
 
 namespace Keelhaven {
 
@@ -43,6 +45,7 @@ void DirectoryWatcher::openWatch()
     for (QString above; above != nearestAbove();) {
         m_watch = m_factory.watch(m_folder, [this] { scheduleFire(); }, onLost);
         if (m_watch) {
+            m_watched = presentFolder();
             m_ancestorWatch.reset();
             return;
         }
@@ -85,9 +88,18 @@ void DirectoryWatcher::scheduleFire()
     m_pending = m_clock.after(m_debounce, [onChange = m_onChange] { onChange(); });
 }
 
+std::optional<DirectoryWatcher::Identity> DirectoryWatcher::presentFolder() const
+{
+    struct stat status = {};
+    if (::stat(QFile::encodeName(m_folder).constData(), &status) != 0)
+        return std::nullopt;
+    return Identity(status.st_dev, status.st_ino);
+}
+
 void DirectoryWatcher::poll()
 {
-    if (!m_watch)
+    // A watch stays with its folder, and is not told when one above is moved away or mounted over.
+    if (!m_watch || presentFolder() != m_watched)
         openWatch();
     const auto onChange = m_onChange;
     onChange();

@@ -21,7 +21,11 @@ public:
     void stop();
 
 private:
+    /// Which folder it is, whatever its path: device and inode.
+    using Identity = std::pair<quint64, quint64>;
+
     void openWatch();
+    [[nodiscard]] std::optional<Identity> presentFolder() const;
     void watchAncestor(const QString &folder);
     [[nodiscard]] QString nearestAbove() const;
     void scheduleFire();
@@ -34,6 +38,7 @@ private:
     Span m_debounce;
     Span m_pollInterval;
     std::unique_ptr<DirectoryWatch> m_watch;
+    std::optional<Identity> m_watched;               ///< the folder that m_watch watches
     std::unique_ptr<DirectoryWatch> m_ancestorWatch; ///< while the folder does not exist
     QString m_ancestor;                              ///< which folder that watches
     Timer m_pollTimer;

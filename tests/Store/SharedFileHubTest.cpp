@@ -128,6 +128,25 @@ TEST_F(WatcherTest, FolderThatComesLateOrGoesIsFoundByThePoll)
     EXPECT_EQ(clock.timerCount(), 0U);
 }
 
+TEST_F(WatcherTest, FolderReplacedTogetherWithTheOneAboveIsWatchedAgainAtThePoll)
+{
+    home.write(u"above/cache/x"_s, {});
+    DirectoryWatcher below(home.path(u"above/cache"_s), clock, factory, [this] { ++calls; });
+    below.start();
+    clock.advance(5min);
+    EXPECT_EQ(factory.opened, 1);
+    ASSERT_TRUE(QDir().rename(home.path(u"above"_s), home.path(u"aside"_s)));
+    clock.advance(30s);
+    EXPECT_EQ(factory.opened, 1) << "there is none";
+    home.write(u"above/cache/x"_s, {});
+    factory.onAncestorEvent();
+    EXPECT_EQ(factory.opened, 2);
+    ASSERT_TRUE(QDir().rename(home.path(u"above"_s), home.path(u"aside2"_s)));
+    home.write(u"above/cache/x"_s, {});
+    clock.advance(30s);
+    EXPECT_EQ(factory.opened, 3);
+}
+
 class HubTest : public ::testing::Test
 {
 protected:
