@@ -290,17 +290,16 @@ qint64 JournalIngestor::eventCount(const QUuid &runID) const
 
 void JournalIngestor::recordUsage(const RunRecord &run, std::function<void(const RunUsage &)> then)
 {
-    if (!run.sessionID || run.resolvedProvider() != AgentProvider::Claude)
-        return;
-    if (const auto transcript = TranscriptUsageReader::transcriptFile(m_home, run.cwd, *run.sessionID))
-        m_tasks.spawn(readUsage(run, *transcript, std::move(then)), "JournalIngestor::recordUsage");
+    if (run.sessionID && run.resolvedProvider() == AgentProvider::Claude)
+        m_tasks.spawn(readUsage(run, std::move(then)), "JournalIngestor::recordUsage");
 }
 
-QCoro::Task<> JournalIngestor::readUsage(RunRecord run, QString transcript,
-                                         std::function<void(const RunUsage &)> then)
+QCoro::Task<> JournalIngestor::readUsage(RunRecord run, std::function<void(const RunUsage &)> then)
 {
     const QPointer<JournalIngestor> self(this);
-    auto work = [transcript] { return TranscriptUsageReader::usage(transcript); };
+    auto work = [home = m_home, cwd = run.cwd, session = *run.sessionID] {
+        return TranscriptUsageReader::usage(home, cwd, session);
+    };
     const auto usage = co_await onPool(std::move(work));
     if (!self || !usage)
         co_return;

@@ -76,7 +76,7 @@ private:
     [[nodiscard]] QString freeQuestionID(const QString &wanted) const;
     void addAsset(const RunRecord &run, const QString &path, const std::optional<QString> &kind,
                   const std::optional<QString> &caption, Asset::Source source);
-    QCoro::Task<> readUsage(RunRecord run, QString transcript, std::function<void(const RunUsage &)> then);
+    QCoro::Task<> readUsage(RunRecord run, std::function<void(const RunUsage &)> then);
     void storeSample(const RunRecord &run, const RunUsage &usage);
 
     KeelhavenDatabase &m_database;

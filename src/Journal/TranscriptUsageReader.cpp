@@ -1,6 +1,7 @@
 #include "Journal/TranscriptUsageReader.h"
 
 #include "Contract/JSONValue.h"
+#include "Platform/Files.h"
 #include "Platform/LineBuffer.h"
 #include "Platform/TailFile.h"
 
@@ -80,6 +81,16 @@ std::optional<RunUsage> usage(const QString &path)
         lines.add(bytes, [&](QByteArrayView line) { addLine(line, sum); });
     }
     addLine(lines.partial(), sum);
+    return sum;
+}
+
+std::optional<RunUsage> usage(const QString &home, const QString &cwd, const QString &sessionID)
+{
+    std::optional<RunUsage> sum;
+    for (const QString &folder : {cwd, resolvedPath(cwd)}) {
+        if (const auto path = transcriptFile(home, folder, sessionID); path && !sum)
+            sum = usage(*path);
+    }
     return sum;
 }
 

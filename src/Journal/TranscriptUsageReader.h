@@ -18,6 +18,11 @@ namespace TranscriptUsageReader {
 /// Sums over all assistant lines; nothing when there is none, or no file. Blocking, for a pool thread.
 [[nodiscard]] std::optional<RunUsage> usage(const QString &path);
 
+/// The same for a session in `cwd`. The CLI names the folder by where it really is, so behind a symbolic link
+/// the transcript is looked for there as well.
+[[nodiscard]] std::optional<RunUsage> usage(const QString &home, const QString &cwd,
+                                            const QString &sessionID);
+
 } // namespace TranscriptUsageReader
 
 } // namespace Keelhaven

@@ -416,6 +416,14 @@ TEST_F(JournalIngestorTest, UsageIsTheSumOfTheTranscript)
     EXPECT_EQ(rows[0].string(u"source"), u"transcript"_s);
 
     auto other = run;
+    home.write(u"real/place/file"_s, {});
+    ASSERT_TRUE(QFile::link(home.path(u"real/place"_s), home.path(u"link"_s)));
+    home.write(u".claude/projects/"_s + TranscriptUsageReader::slug(home.path(u"real/place"_s)) +
+                   u"/0a1b-2c.jsonl"_s,
+               "{\"type\": \"assistant\", \"message\": {\"usage\": {\"input_tokens\": 9}}}");
+    other.cwd = home.path(u"link"_s);
+    EXPECT_EQ(recordUsage(other), RunUsage{.input = 9});
+
     other.provider = AgentProvider::Codex;
     EXPECT_EQ(recordUsage(other), std::nullopt);
     for (const auto &session :
