@@ -34,7 +34,7 @@ AppModel::Services::Services(const AppEnvironment &env, std::unique_ptr<Keelhave
     , pluginCommands(env.processes, env.settings, env.paths.home, std::chrono::minutes(5))
     , pluginInventory(env.paths.claudeDir(), env.clock, env.watches, tasks)
     , ownSessions(pluginCommands, env.clock)
-    , workspaces(env.clock, env.processes, env.paths.home)
+    , workspaces(env.clock, pluginCommands, env.paths.home)
     , workspaceStore(workspaces.root(), env.clock, env.watches, tasks)
     , updateTransport(env.http)
     , updates({updateTransport, env.settings, env.clock, tasks,

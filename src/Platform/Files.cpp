@@ -56,7 +56,8 @@ Result<void, FileError> makeFolder(const QString &path)
         return failure(FileError{
             u"cannot create folder %1: %2"_s.arg(path, QString::fromLocal8Bit(std::strerror(errno)))});
     if (!QFileInfo(path).isDir())
-        return failure(FileError{u"cannot create folder %1: a file stands there"_s.arg(path)});
+        return failure(FileError{u"cannot create folder %1: %2 stands there"_s.arg(
+            path, QFileInfo(path).isSymLink() ? u"a link that leads to no folder"_s : u"a file"_s)});
     return {};
 }
 

@@ -1,6 +1,7 @@
 #include "Plugins/WorkspaceScaffold.h"
 
 #include "Contract/RecordMapper.h"
+#include "Platform/ClaudeLocator.h"
 #include "Platform/Files.h"
 #include "Platform/OneShot.h"
 #include "Platform/Shell.h"
@@ -11,12 +12,9 @@
 namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace {
 
-/// An install fetches the plugin over the network.
-constexpr auto installTimeout = 5min;
 constexpr int loggedOutput = 300;
 
 constexpr QStringView explanation =
@@ -156,10 +154,10 @@ WorkspaceError WorkspaceError::outsideRoot(const QString &path)
     return {Kind::OutsideRoot, u"refusing to delete outside ~/KeelhavenWork: "_s + path};
 }
 
-WorkspaceScaffold::WorkspaceScaffold(Clock &clock, ProcessRunner &processes, const QString &home,
+WorkspaceScaffold::WorkspaceScaffold(Clock &clock, const ClaudeLocator &commands, const QString &home,
                                      std::function<Calendar()> calendar)
     : m_clock(clock)
-    , m_processes(processes)
+    , m_commands(commands)
     , m_root(home + u"/KeelhavenWork"_s)
     , m_pluginsDir(home + u"/.claude/plugins"_s)
     , m_calendar(std::move(calendar))
@@ -247,7 +245,7 @@ Result<void, WorkspaceError> WorkspaceScaffold::remove(const QString &dir) const
 QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir,
                                                 std::function<void(const QString &line)> log) const
 {
-    auto &processes = m_processes;
+    const auto &commands = m_commands;
     const auto installs = m_installs;
     const QString wanted = dir + u'\n' + plugins.join(u'\n');
     if (installs->waiting.contains(wanted))
@@ -267,13 +265,10 @@ QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir
                 log(u"workspace %1: install %2 → no plugin's name begins with a dash"_s.arg(folder, plugin));
             continue;
         }
-        ProcessSpec spec;
-        spec.program = userShell();
-        spec.arguments = QStringList{u"-lc"_s, u"cd "_s + shellQuoted(dir) + u" && claude plugin install "_s +
-                                                   shellQuoted(plugin) + u" --scope project 2>&1"_s};
-        spec.timeout = installTimeout;
-        const ProcessResult result = co_await processes.run(spec);
-        const QString output = lastCharacters(QString::fromUtf8(result.output).trimmed(), loggedOutput);
+        const QString command = u"cd "_s + shellQuoted(dir) + u" && claude plugin install "_s +
+                                shellQuoted(plugin) + u" --scope project 2>&1"_s;
+        const auto printed = co_await commands.loginShell(command);
+        const QString output = lastCharacters(printed.value_or(QString()), loggedOutput);
         if (log)
             log(u"workspace %1: install %2 → "_s.arg(folder, plugin) +
                 (output.isEmpty() ? u"(no output)"_s : output));

@@ -3,13 +3,16 @@
 #include "Contract/JSONValue.h"
 #include "Platform/Calendar.h"
 #include "Platform/Clock.h"
-#include "Platform/ProcessRunner.h"
 #include "Platform/Result.h"
 
 #include <QUuid>
 #include <functional>
 
+#include <QCoroTask>
+
 namespace Keelhaven {
+
+class ClaudeLocator;
 
 /// Why a workspace could not be written, as a sentence for the user.
 struct WorkspaceError
@@ -51,7 +54,8 @@ public:
     };
 
     /// Workspaces lie in "KeelhavenWork" below `home`; marketplaces are known from ".claude/plugins" there.
-    WorkspaceScaffold(Clock &clock, ProcessRunner &processes, const QString &home,
+    /// `commands` installs plugins, and has to leave a command the time to fetch one.
+    WorkspaceScaffold(Clock &clock, const ClaudeLocator &commands, const QString &home,
                       std::function<Calendar()> calendar = Calendar::current);
 
     [[nodiscard]] QString root() const { return m_root; }
@@ -82,7 +86,7 @@ private:
     [[nodiscard]] JSONObject record(const Plan &plan, JSONObject old) const;
 
     Clock &m_clock;
-    ProcessRunner &m_processes;
+    const ClaudeLocator &m_commands;
     QString m_root;
     QString m_pluginsDir;
     std::function<Calendar()> m_calendar;

@@ -1,9 +1,12 @@
 #include "Plugins/WorkspaceScaffold.h"
 
+#include "Platform/ClaudeLocator.h"
+#include "Platform/LoginShell.h"
 #include "Platform/QtProcessRunner.h"
 #include "Platform/Shell.h"
 #include "Platform/Tasks.h"
 #include "Support/FakeProcessRunner.h"
+#include "Support/MemorySettings.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
@@ -39,7 +42,9 @@ protected:
     TestHome home;
     VirtualClock clock;
     FakeProcessRunner processes;
-    WorkspaceScaffold scaffold{clock, processes, home.path(), [] { return Calendar(QTimeZone(7200)); }};
+    MemorySettings preferences;
+    ClaudeLocator commands{processes, preferences, home.path()};
+    WorkspaceScaffold scaffold{clock, commands, home.path(), [] { return Calendar(QTimeZone(7200)); }};
     WorkspaceScaffold::Plan plan;
 };
 
@@ -126,7 +131,12 @@ TEST_F(WorkspaceScaffoldTest, AFileInTheWayIsAnErrorThatNamesIt)
     home.write(u"KeelhavenWork"_s, "a file");
     const auto result = scaffold.ensure(plan);
     ASSERT_FALSE(result);
-    EXPECT_TRUE(result.error().message().contains(home.path(u"KeelhavenWork"_s)));
+    EXPECT_EQ(result.error().message(),
+              u"cannot create folder %1: a file stands there"_s.arg(home.path(u"KeelhavenWork"_s)));
+    ASSERT_TRUE(QFile::remove(scaffold.root()));
+    ASSERT_TRUE(QFile::link(u"/media/unplugged"_s, scaffold.root()));
+    EXPECT_EQ(scaffold.ensure(plan).error().message(),
+              u"cannot create folder %1: a link that leads to no folder stands there"_s.arg(scaffold.root()));
 }
 
 TEST_F(WorkspaceScaffoldTest, WritesThroughNoLinkThatStandsInItsPlace)
@@ -226,7 +236,7 @@ TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
 {
     QStringList outputs{u"🚢"_s.repeated(400) + u"end"_s, QString()};
     processes.answer = [&](const ProcessSpec &) {
-        return FakeProcessRunner::exited(1, outputs.takeFirst().toUtf8());
+        return FakeProcessRunner::exited(1, "Welcome!" + LoginShell::framed(outputs.takeFirst().toUtf8()));
     };
     QStringList lines;
     await(scaffold.installPlugins({u"a@m"_s, u"--config=x@m"_s, u"b"_s}, u"/w/it's"_s,
@@ -237,8 +247,9 @@ TEST_F(WorkspaceScaffoldTest, InstallsOneAfterAnotherAndLogsWhatCameOut)
     EXPECT_EQ(lines[0], u"workspace it's: install a@m → "_s + u"🚢"_s.repeated(297) + u"end"_s);
     EXPECT_EQ(lines[1], u"workspace it's: install b → (no output)"_s);
     EXPECT_EQ(processes.runs[0].program, userShell());
-    EXPECT_EQ(processes.runs[0].arguments.last(),
-              u"cd '/w/it'\\''s' && claude plugin install 'a@m' --scope project 2>&1"_s);
+    EXPECT_EQ(processes.runs[0].arguments,
+              LoginShell::arguments(
+                  userShell(), u"cd '/w/it'\\''s' && claude plugin install 'a@m' --scope project 2>&1"_s));
 }
 
 TEST_F(WorkspaceScaffoldTest, WorkspacesInstallOneAfterAnother)
@@ -270,14 +281,15 @@ TEST_F(WorkspaceScaffoldTest, InstallsByTheCommandOfTheUsersShell)
     qputenv("HOME", home.path().toUtf8());
     qputenv("SHELL", "/bin/sh");
     QtProcessRunner real;
-    const WorkspaceScaffold installer(clock, real, home.path());
+    const ClaudeLocator realCommands(real, preferences, home.path());
+    const WorkspaceScaffold installer(clock, realCommands, home.path());
     const QString dir = home.path(u"Keel Haven's"_s);
     QDir().mkpath(dir);
     QString line;
     const auto install = [&] {
         await(installer.installPlugins({u"a@m"_s}, dir, [&](const QString &text) { line = text; }));
     };
-    home.write(u".profile"_s, "PATH=/usr/bin:/bin\n");
+    home.write(u".profile"_s, "PATH=/usr/bin:/bin\necho Welcome\n");
     install();
     EXPECT_TRUE(line.contains(u"not found"_s)) << "no claude: " << line.toStdString();
 

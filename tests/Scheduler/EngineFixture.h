@@ -339,7 +339,7 @@ struct EngineWorld
     NotificationManager notifications{clock, settings, sink, [this] { return calendar; }};
     UsageMonitor usage{clock, tasks, home.path(QStringLiteral(".claude.json"))};
     ClaudeLocator locator{processes, settings, home.path()};
-    WorkspaceScaffold workspaces{clock, processes, home.path()};
+    WorkspaceScaffold workspaces{clock, locator, home.path()};
     ScriptedLauncher launcher;
     QList<EventRecord> events;
     std::unique_ptr<SchedulerEngine> engine;
