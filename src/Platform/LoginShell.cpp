@@ -2,8 +2,6 @@
 
 #include "Platform/Shell.h"
 
-#include <QFileInfo>
-
 namespace Keelhaven::LoginShell {
 
 using namespace Qt::StringLiterals;
@@ -13,13 +11,6 @@ namespace {
 /// A line of its own before and after the answer.
 constexpr QByteArrayView mark = "--keelhaven-login-shell--";
 
-/// csh takes "-l" only as its sole argument.
-bool isCShell(const QString &shell)
-{
-    const QString name = QFileInfo(shell).fileName();
-    return name == u"csh" || name == u"tcsh";
-}
-
 } // namespace
 
 QStringList arguments(const QString &shell, const QString &command)
@@ -27,7 +18,7 @@ QStringList arguments(const QString &shell, const QString &command)
     const QString marks = QString::fromLatin1(mark);
     // One line without backslashes or exclamation marks: no shell takes such a word apart in single quotes.
     const QString script = u"echo; echo %1; %2; echo; echo %1"_s.arg(marks, command);
-    return {isCShell(shell) ? u"-c"_s : u"-lc"_s, u"exec /bin/sh -c "_s + shellQuoted(script)};
+    return loginShellArguments(shell, u"exec /bin/sh -c "_s + shellQuoted(script));
 }
 
 std::optional<QString> answer(const QByteArray &output)

@@ -8,6 +8,17 @@ namespace Keelhaven {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+bool isShell(const QString &path)
+{
+    const QFileInfo file(path);
+    return path.startsWith(u'/') && file.isFile() && file.isExecutable() && file.fileName() != u"nologin" &&
+           file.fileName() != u"false";
+}
+
+} // namespace
+
 QString shellQuoted(const QString &text)
 {
     // The backslash leaves the quotes as well: fish knows escapes inside of them, the other shells do not.
@@ -24,11 +35,19 @@ QString shellQuoted(const QString &text)
 QString userShell()
 {
     const QString configured = qEnvironmentVariable("SHELL");
-    if (configured.startsWith(u'/') && QFileInfo(configured).isExecutable())
+    if (isShell(configured))
         return configured;
     const passwd *account = ::getpwuid(::getuid());
     const QString own = account && account->pw_shell ? QFile::decodeName(account->pw_shell) : QString();
-    return !own.isEmpty() && QFileInfo(own).isExecutable() ? own : u"/bin/sh"_s;
+    return isShell(own) ? own : u"/bin/sh"_s;
+}
+
+QStringList loginShellArguments(const QString &shell, const QString &command)
+{
+    // csh takes "-l" only as its sole argument.
+    const QString name = QFileInfo(shell).fileName();
+    const bool isCShell = name == u"csh" || name == u"tcsh";
+    return {isCShell ? u"-c"_s : u"-lc"_s, command};
 }
 
 } // namespace Keelhaven

@@ -15,7 +15,7 @@ QCoro::Task<Preflight::Result> Preflight::run(QString command, std::chrono::mill
 {
     ProcessSpec spec;
     spec.program = userShell();
-    spec.arguments = QStringList{u"-lc"_s, command};
+    spec.arguments = loginShellArguments(spec.program, command);
     spec.errors = ProcessSpec::Errors::Merge;
     spec.timeout = timeout;
     if (const auto path = m_locator.cachedPATH())

@@ -41,7 +41,7 @@ void PreflightTrial::run(const QString &command)
         return conclude(u"failed"_s, u"No place for its output: "_s + m_log->errorString());
     ChildSpec spec;
     spec.program = userShell();
-    spec.arguments = QStringList{u"-lc"_s, command.trimmed()};
+    spec.arguments = loginShellArguments(spec.program, command.trimmed());
     if (const auto path = m_locator.cachedPATH())
         spec.environment.insert(u"PATH"_s, *path);
     spec.logFile = m_log->fileName();

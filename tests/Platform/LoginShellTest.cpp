@@ -8,6 +8,7 @@
 #include "Support/VirtualClock.h"
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <gtest/gtest.h>
 
@@ -49,6 +50,17 @@ private:
 
 } // namespace
 
+TEST_F(LoginShellTest, WhatOnlyRefusesALoginIsNoShell)
+{
+    for (const char *refusing : {"/usr/sbin/nologin", "/bin/false", "/usr/bin", "sh", ""}) {
+        qputenv("SHELL", refusing);
+        EXPECT_NE(userShell(), QLatin1StringView(refusing));
+        EXPECT_TRUE(QFileInfo(userShell()).isExecutable());
+    }
+    EXPECT_EQ(loginShellArguments(u"/bin/zsh"_s, u"x"_s), (QStringList{u"-lc"_s, u"x"_s}));
+    EXPECT_EQ(loginShellArguments(u"/bin/csh"_s, u"x"_s), (QStringList{u"-c"_s, u"x"_s}));
+}
+
 TEST_F(LoginShellTest, NoisyProfilesFoolNobody)
 {
     QStringList shells{u"/bin/sh"_s};
@@ -69,8 +81,8 @@ TEST_F(LoginShellTest, NoisyProfilesFoolNobody)
     }
     EXPECT_EQ(path("echo /usr/bin:/bin; exit 0\n"), std::nullopt) << "a profile that ends the shell";
     EXPECT_EQ(path("exec echo /usr/bin:/bin\n"), std::nullopt) << "a profile that becomes another program";
-    qputenv("SHELL", "/bin/false");
-    EXPECT_EQ(path(""), std::nullopt);
+    qputenv("SHELL", "/bin/true");
+    EXPECT_EQ(path(""), std::nullopt) << "a shell that does nothing";
 }
 
 TEST_F(LoginShellTest, AJobThatAProfileLeavesBehindIsNotWaitedFor)
