@@ -74,13 +74,30 @@ Result<void, StorageError> stored(const Result<T, SQLiteError> &result)
     return {};
 }
 
-/// Removes a folder with all it holds. A symbolic link in its place goes alone: its target is not ours.
-void removeTree(const QString &folder)
+/// Lets the owner delete what lies in the folder and below: tools leave folders without the right to write,
+/// such as their caches.
+void allowDeletion(const QDir &folder)
 {
-    if (QFileInfo(folder).isSymLink())
-        QFile::remove(folder);
-    else
-        QDir(folder).removeRecursively();
+    QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    for (const QString &name :
+         folder.entryList(QDir::Dirs | QDir::Hidden | QDir::NoSymLinks | QDir::NoDotAndDotDot))
+        allowDeletion(QDir(folder.filePath(name)));
+}
+
+/// Removes a folder with all it holds. A file or symbolic link in its place goes alone: a link's target is
+/// not ours.
+void removeTree(const QString &path)
+{
+    const QFileInfo info(path);
+    if (info.isSymLink() || !info.isDir()) {
+        QFile::remove(path);
+        return;
+    }
+    QDir folder(path);
+    if (folder.removeRecursively())
+        return;
+    allowDeletion(folder);
+    folder.removeRecursively();
 }
 
 } // namespace

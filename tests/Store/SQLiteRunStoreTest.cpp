@@ -212,7 +212,13 @@ TEST_F(SQLiteRunStoreTest, DeletingARunLeavesNoTraceOfItAndAllOfTheOthers)
     EXPECT_TRUE(QFileInfo::exists(kept));
 
     refuse(u"DELETE ON usage_samples"_s);
+    const QFile::Permissions none;
+    ASSERT_TRUE(QFile::setPermissions(store.runDir(other.id) + u"/deep"_s, none));
+    ASSERT_TRUE(QFile::setPermissions(store.runDir(other.id), QFile::ReadOwner | QFile::ExeOwner));
+    home.write(u".local/share/keelhaven/assets/"_s + uuidText(other.id), "a file in the folder's place");
+    const WithoutRootsPower plainUser;
     store.deleteRecord(other.id);
+    EXPECT_FALSE(QFileInfo::exists(paths.assetsDir() + u'/' + uuidText(other.id)));
     EXPECT_EQ(traces(other), 4) << "the rows stay together, the files go";
 }
 

@@ -5,12 +5,9 @@
 
 #include <QCoreApplication>
 #include <latch>
-#include <linux/capability.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <thread>
-#include <unistd.h>
 
 namespace Keelhaven {
 namespace {
@@ -185,26 +182,6 @@ TEST_F(SQLiteTest, OpensWithItsPragmasPrivateFilesAndAnEmptyLogAfterACheckpoint)
         EXPECT_EQ(modeOf(paths.databaseFile()), 0600U);
     }
 }
-
-/// Takes from this thread what lets root write every file.
-class WithoutRootsPower
-{
-public:
-    WithoutRootsPower()
-    {
-        ::syscall(SYS_capget, &m_header, m_before);
-        __user_cap_data_struct less[2] = {m_before[0], m_before[1]};
-        less[0].effective &= ~(1U << CAP_DAC_OVERRIDE);
-        ::syscall(SYS_capset, &m_header, less);
-    }
-    WithoutRootsPower(const WithoutRootsPower &) = delete;
-    WithoutRootsPower &operator=(const WithoutRootsPower &) = delete;
-    ~WithoutRootsPower() { ::syscall(SYS_capset, &m_header, m_before); }
-
-private:
-    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct m_before[2] = {};
-};
 
 TEST_F(SQLiteTest, FileThatCannotBeWrittenIsNotOpened)
 {

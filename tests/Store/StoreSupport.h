@@ -8,6 +8,9 @@
 #include "Support/TestHome.h"
 
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace Keelhaven {
 
@@ -40,6 +43,26 @@ protected:
     TestHome home;
     KeelhavenPaths paths = home.paths();
     std::unique_ptr<KeelhavenDatabase> database = openOrFail(paths.databaseFile());
+};
+
+/// Takes from this thread what lets root write every file.
+class WithoutRootsPower
+{
+public:
+    WithoutRootsPower()
+    {
+        ::syscall(SYS_capget, &m_header, m_before);
+        __user_cap_data_struct less[2] = {m_before[0], m_before[1]};
+        less[0].effective &= ~(1U << CAP_DAC_OVERRIDE);
+        ::syscall(SYS_capset, &m_header, less);
+    }
+    WithoutRootsPower(const WithoutRootsPower &) = delete;
+    WithoutRootsPower &operator=(const WithoutRootsPower &) = delete;
+    ~WithoutRootsPower() { ::syscall(SYS_capset, &m_header, m_before); }
+
+private:
+    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct m_before[2] = {};
 };
 
 inline SchedulerSlot makeSlot(const QString &name)
