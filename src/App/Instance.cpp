@@ -29,7 +29,7 @@ namespace {
 constexpr int leastPoolThreads = 4;
 
 /// A launch that quitting breaks off closes its pane and then ends; a host that hangs must not hold that up.
-constexpr auto longestHostAnswer = std::chrono::milliseconds(500);
+constexpr std::chrono::milliseconds longestHostAnswer{500};
 
 /// Another process is the instance: it gets the link, by the same way that a click on one takes.
 int handOver(const QString &link)
@@ -87,10 +87,11 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     machine.children.close();
     machine.http.close();
     // What comes back from another thread may hand it the next piece of work, so this takes some rounds.
-    bool hostAnswers = true;
+    auto wait = longestHostAnswer;
     for (int round = 0; round < 10 && (*model)->tasks().running() > 0; ++round) {
         QThreadPool::globalInstance()->waitForDone(200);
-        hostAnswers = hostAnswers && HerdrSocketQueue::waitForDone(longestHostAnswer);
+        if (!HerdrSocketQueue::finish(wait))
+            wait = {};
         QCoreApplication::sendPostedEvents();
     }
     return status;

@@ -1,8 +1,16 @@
 #include "Herdr/HerdrSocketQueue.h"
 
 #include <QDeadlineTimer>
+#include <algorithm>
+#include <sys/socket.h>
 
 namespace Keelhaven {
+
+namespace {
+
+constexpr auto brokenOffLimit = std::chrono::milliseconds(500);
+
+} // namespace
 
 HerdrSocketQueue::HerdrSocketQueue()
 {
@@ -25,16 +33,53 @@ void HerdrSocketQueue::post(std::function<void()> job)
     queue.m_arrived.wakeOne();
 }
 
-bool HerdrSocketQueue::waitForDone(std::chrono::milliseconds limit)
+bool HerdrSocketQueue::waitUntilEmpty(std::chrono::milliseconds limit)
 {
-    auto &queue = shared();
     const QDeadlineTimer deadline(limit);
-    const QMutexLocker lock(&queue.m_mutex);
-    while (!queue.m_jobs.empty()) {
-        if (!queue.m_done.wait(&queue.m_mutex, deadline))
+    while (!m_jobs.empty()) {
+        if (!m_done.wait(&m_mutex, deadline))
             break;
     }
-    return queue.m_jobs.empty();
+    return m_jobs.empty();
+}
+
+bool HerdrSocketQueue::finish(std::chrono::milliseconds limit)
+{
+    auto &queue = shared();
+    const QMutexLocker lock(&queue.m_mutex);
+    if (queue.waitUntilEmpty(limit))
+        return true;
+    queue.m_brokenOff = queue.m_jobs.size();
+    if (queue.m_socket >= 0)
+        ::shutdown(queue.m_socket, SHUT_RDWR);
+    // One that hangs in its connect() hears nothing.
+    static_cast<void>(queue.waitUntilEmpty(brokenOffLimit));
+    return false;
+}
+
+HerdrSocketQueue::Exchange::Exchange(int socket)
+    : m_queue(QThread::currentThread() == &shared() ? &shared() : nullptr)
+{
+    if (!m_queue)
+        return;
+    const QMutexLocker lock(&m_queue->m_mutex);
+    m_queue->m_socket = socket;
+}
+
+HerdrSocketQueue::Exchange::~Exchange()
+{
+    if (!m_queue)
+        return;
+    const QMutexLocker lock(&m_queue->m_mutex);
+    m_queue->m_socket = -1;
+}
+
+bool HerdrSocketQueue::Exchange::isBrokenOff() const
+{
+    if (!m_queue)
+        return false;
+    const QMutexLocker lock(&m_queue->m_mutex);
+    return m_queue->m_brokenOff > 0;
 }
 
 void HerdrSocketQueue::run()
@@ -50,6 +95,7 @@ void HerdrSocketQueue::run()
         job = nullptr;
         lock.relock();
         m_jobs.pop_front();
+        m_brokenOff -= std::min<size_t>(m_brokenOff, 1);
         if (m_jobs.empty())
             m_done.wakeAll();
     }

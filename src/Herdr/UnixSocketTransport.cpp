@@ -17,6 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr size_t chunkSize = 8192;
+constexpr QStringView brokenOffText = u"Keelhaven is quitting";
 
 /// A descriptor that closes itself.
 class Descriptor
@@ -119,12 +120,17 @@ Result<QString, HerdrError> UnixSocketTransport::exchange(const QString &socketP
     const Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (socket.get() < 0)
         return systemFailure(u"socket", errno);
+    const HerdrSocketQueue::Exchange running(socket.get());
+    if (running.isBrokenOff())
+        return failure(HerdrError::transport(brokenOffText.toString()));
     limitWaits(socket.get(), timeout);
     if (auto connected = connectTo(socket.get(), socketPath); !connected)
         return failure(connected.error());
     if (auto written = writeAll(socket.get(), line.toUtf8() + '\n'); !written)
         return failure(written.error());
     const auto answer = readLine(socket.get());
+    if (running.isBrokenOff())
+        return failure(HerdrError::transport(brokenOffText.toString()));
     if (!answer)
         return failure(answer.error());
     if (answer->isEmpty())

@@ -62,6 +62,7 @@ TEST_F(HerdrTransportTest, ReadsAnswersLongerThanOneChunk)
 TEST_F(HerdrTransportTest, AnswersThatAreNoLine)
 {
     EXPECT_EQ(exchange(UnixServer::replying("{\"half")), u"{\"half");
+    arrived.release();
     QFile::remove(path);
     EXPECT_EQ(exchange(UnixServer::replying("")), u"empty response from Herdr");
     QFile::remove(path);
@@ -122,23 +123,30 @@ TEST_F(HerdrTransportTest, ExchangesOfTheProcessRunOneAtATime)
     EXPECT_FALSE(overlapped);
 }
 
-TEST_F(HerdrTransportTest, TheEndOfAllExchangesIsWaitedForButNotForLong)
+TEST_F(HerdrTransportTest, QuittingWaitsForAnswersAndThenBreaksOff)
 {
-    ASSERT_TRUE(HerdrSocketQueue::waitForDone(20s));
+    QSemaphore arrived;
     QSemaphore gate;
-    std::atomic<int> ended = 0;
-    for (int job = 0; job < 2; ++job) {
-        HerdrSocketQueue::post([&] {
-            gate.acquire();
-            ++ended;
-        });
-    }
-    EXPECT_FALSE(HerdrSocketQueue::waitForDone(0ms));
+    const UnixServer server(path, {UnixServer::replying("first\n"),
+                                   [&](UnixServer &, int connection) {
+                                       UnixServer::send(connection, "half");
+                                       gate.acquire();
+                                   },
+                                   UnixServer::replying("later\n")});
+    UnixSocketTransport transport(path);
+    auto answered = transport.roundTrip(u"1"_s, 20s);
+    EXPECT_TRUE(HerdrSocketQueue::finish(20s));
+    EXPECT_EQ(told(await(std::move(answered))), u"first");
+
+    auto hanging = transport.roundTrip(u"2"_s, 20s);
+    auto behind = transport.roundTrip(u"3"_s, 20s);
+    arrived.acquire();
+    EXPECT_FALSE(HerdrSocketQueue::finish(1ms));
+    EXPECT_TRUE(HerdrSocketQueue::finish(0ms)) << "nothing is left";
+    EXPECT_EQ(told(await(std::move(hanging))), u"Keelhaven is quitting");
+    EXPECT_EQ(told(await(std::move(behind))), u"Keelhaven is quitting");
     gate.release();
-    EXPECT_FALSE(HerdrSocketQueue::waitForDone(1ms)) << "the second job still runs";
-    gate.release();
-    EXPECT_TRUE(HerdrSocketQueue::waitForDone(20s));
-    EXPECT_EQ(ended, 2);
+    EXPECT_EQ(told(await(transport.roundTrip(u"4"_s, 20s))), u"later") << "only what was there is broken off";
 }
 
 TEST_F(HerdrTransportTest, TheClientSaysWhatAnAnswerLacks)
