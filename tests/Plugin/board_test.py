@@ -12,7 +12,7 @@ from pathlib import Path
 PLUGIN = Path(__file__).resolve().parents[2] / "plugin"
 sys.path.insert(0, str(PLUGIN))
 
-from keelhaven import board  # noqa: E402
+from keelhaven import board_notes, board_state  # noqa: E402
 
 NOW = 1_772_600_000.0
 TOKEN = "ghp_secret"
@@ -33,7 +33,7 @@ class BoardTest(unittest.TestCase):
             "projects": {"app": {"head_sig": "s2", "days_idle": 0, "repos": repos}, "unlisted": {}},
             "local_links": {"here": {"me/app": str(self.code)}, "there": {"me/elsewhere": "/x"}},
             "local_sync": {"here": {"me/app": {"status": "ahead", "ahead": 2, "extra": TOKEN}}},
-            "dismissed_reviews": [board.review_key("app", "seen")],
+            "dismissed_reviews": [board_state.review_key("app", "seen")],
             "activity": {"me/elsewhere": {"recent": [{"ts": NOW - 60, "type": "flag", "note": "kept"}, 7]}},
         })
         self.write("ai.json", {"summaries": {"app": {"text": "old", "head_sig": "s1"}}, "own": {"x": 1}})
@@ -44,7 +44,7 @@ class BoardTest(unittest.TestCase):
         (self.cache / name).write_text(value if isinstance(value, str) else json.dumps(value))
 
     def brief(self):
-        return board.Board(self.cache, NOW, "here").brief(str(self.home))
+        return board_state.Board(self.cache, NOW, "here").brief(str(self.home))
 
     def call(self, *words, text=""):
         program = [sys.executable, "-I", "-B", str(PLUGIN / "keelhaven/board.py"), *words]
@@ -96,7 +96,7 @@ class BoardTest(unittest.TestCase):
         self.write("state.json", state)
         status, said = self.call("brief")
         self.assertEqual((status, "Traceback" in said), (0, False))
-        brief = board.Board(self.cache, NOW).brief(str(self.home))
+        brief = board_state.Board(self.cache, NOW).brief(str(self.home))
         self.assertEqual([flag["note"] for flag in brief["projects"][0]["flags"]], ["shown", "kept"])
         self.assertEqual(self.call("look", str(self.home))[1], f"{self.home} is no repository of the board.\n")
 
@@ -106,12 +106,12 @@ class BoardTest(unittest.TestCase):
         state |= {"excluded_repos": ["me/app", 7], "local_links": {os.uname().nodename: {"me/app": str(self.code)}}}
         self.write("state.json", state)
         self.write("events.jsonl", json.dumps({"ts": NOW - 9, "type": "flag", "cwd": str(self.code), "note": "hidden"}) + "\n")
-        (project,) = board.Board(self.cache, NOW).brief(str(self.home))["projects"]
+        (project,) = board_state.Board(self.cache, NOW).brief(str(self.home))["projects"]
         self.assertEqual([repo["slug"] for repo in project["repos"]], ["me/elsewhere"])
         self.assertEqual([flag["note"] for flag in project["flags"]], ["kept"])
         self.assertEqual(self.call("look", str(self.code))[1], f"{self.code} is no repository of the board.\n")
         self.write("state.json", {"excluded_repos": ["me/app"], "local_links": state["local_links"]})
-        self.assertEqual(board.Board(self.cache, NOW).brief(str(self.home))["repositories_found"], [])
+        self.assertEqual(board_state.Board(self.cache, NOW).brief(str(self.home))["repositories_found"], [])
 
     def test_a_large_board_comes_in_parts_that_a_session_reads_whole(self):
         names = [f"p{number}" for number in range(40)]
@@ -230,9 +230,9 @@ class BoardTest(unittest.TestCase):
         self.assertLessEqual({line.split(":")[0] for line in head.splitlines()}, {"description", "allowed-tools"})
         calls = re.findall(r'python3 -I -B "\$\{CLAUDE_PLUGIN_ROOT\}/(\S+)" (\w+)', body)
         self.assertEqual({verb for _, verb in calls}, {"brief", "look", "show", "read", "files", "note"})
-        self.assertEqual({(PLUGIN / path).resolve() for path, _ in calls}, {Path(board.__file__).resolve()})
+        self.assertEqual({(PLUGIN / path).resolve() for path, _ in calls}, {PLUGIN / "keelhaven/board.py"})
         (notes,) = re.findall(r"<<'NOTES'\n(.*?)\n    NOTES", body, re.DOTALL)
-        board.checked_object(json.loads(notes), "The example", ("summaries", "digests", "architecture"))
+        board_notes.checked_object(json.loads(notes), "The example", ("summaries", "digests", "architecture"))
 
 
 if __name__ == "__main__":
