@@ -81,6 +81,23 @@ TEST_F(CodexUsageCommandTest, AReadingThatIsUnderWayServesAsWell)
     EXPECT_EQ(await(std::move(waiting)).exit, ExitStatus::Done);
 }
 
+TEST_F(CodexUsageCommandTest, AWindowThatIsOpenedAgainMeanwhileTakesNothingAway)
+{
+    settings.remove(u"loginShellPATH"_s);
+    processes.answer = [](const ProcessSpec &) { return std::nullopt; };
+    monitor.startFollowing();
+    monitor.stopFollowing();
+    monitor.startFollowing();
+    auto waiting = CodexUsageCommand::usage(false, &monitor, &clock, context());
+    settings.set(u"loginShellPATH"_s, home.path(u"bin"_s));
+    processes.finishPending(ProcessResult{});
+    processes.finishPending(ProcessResult{});
+    ASSERT_EQ(children.children.size(), 1);
+    children.children.last()->say(R"({"id":2,"result":{"rateLimits":{"primary":{"usedPercent":7}}}})");
+    EXPECT_TRUE(await(std::move(waiting)).output.contains(u"7% used"));
+    monitor.stopFollowing();
+}
+
 TEST_F(CodexUsageCommandTest, SaysSoWhereNoLimitIsShown)
 {
     const auto monthly =

@@ -54,8 +54,11 @@ QCoro::Task<CommandReply> usage(bool asJSON, CodexUsageMonitor *monitor, const C
                                 CommandContext context)
 {
     const QPointer<CodexUsageMonitor> self(monitor);
-    // One that is under way for the window serves as well.
-    const bool isRead = co_await monitor->readingEnd();
+    bool isRead = false;
+    // One that is under way for the window serves as well. When it is cancelled, the window's next one may
+    // have begun.
+    while (self && !isRead && self->isLoading())
+        isRead = co_await self->readingEnd();
     if (self && !isRead)
         co_await self->refresh();
     if (!self || (!self->snapshot() && !self->unavailable()))
