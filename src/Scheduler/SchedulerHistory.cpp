@@ -46,6 +46,8 @@ void SchedulerEngine::saveRest()
             return;
         m_unsavedRuns.remove(record.id);
     }
+    // What is left has been pruned from the history.
+    m_unsavedRuns.clear();
 }
 
 void SchedulerEngine::forgetFiles(const RunRecord &record)
