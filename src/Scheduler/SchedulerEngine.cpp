@@ -162,7 +162,7 @@ void SchedulerEngine::upsert(SchedulerSlot slot)
     if (slot.provider != AgentProvider::Claude)
         slot.enabled = false;
     if (slot.usesWorkspace() && !slot.workspaceSlug)
-        slot.workspaceSlug = WorkspaceLayout::slugForAgentNamed(slot.name, slot.id);
+        slot.workspaceSlug = WorkspaceLayout::ownSlug(slot, m_slots);
     if (const qsizetype index = slotIndex(slot.id); index >= 0)
         m_slots[index] = slot;
     else
@@ -204,7 +204,8 @@ void SchedulerEngine::evaluateDueSlots(Date now)
         if (!dueSlots.isEmpty()) {
             saveSlots();
             syncJobs();
-            // Also those whose firing is dropped: whoever saved one as it was would have it fire again.
+            // Also for a firing that is dropped: a screen that saved its agent as it was would have it fire
+            // again.
             Q_EMIT changed();
         }
         for (const auto &[slot, due] : std::as_const(dueSlots)) {

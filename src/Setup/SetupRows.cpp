@@ -15,9 +15,10 @@ QString readiness(bool isReady)
 
 QString silentShell(const QString &shell)
 {
-    return u"Your login shell %1 did not tell its PATH within 5 seconds, so nothing is found where it would "
-           "find it. Look at what its start-up files do: one may wait for something, end the shell or start "
-           "another program."_s.arg(shell);
+    return u"Your login shell %1 did not tell its PATH within 5 seconds, so tools that only this PATH leads "
+           u"to "
+           "are not found. Look at what its start-up files do: one may wait for something, end the shell or "
+           "start another program."_s.arg(shell);
 }
 
 SetupRow claude(ClaudeState state)

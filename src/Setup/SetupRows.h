@@ -63,8 +63,8 @@ inline constexpr QStringView choose = u"Choose"; ///< the folder chooser's promp
 inline constexpr QStringView claudeInstallCommand = u"curl -fsSL https://claude.ai/install.sh | bash";
 
 [[nodiscard]] SetupRow claude(ClaudeState state);
-/// Beside the rows where the login shell `shell` is to blame for what is missing: for one who has long
-/// installed it.
+/// Stands beside the rows where the login shell `shell` may be to blame: what seems missing may long be
+/// installed.
 [[nodiscard]] QString silentShell(const QString &shell);
 
 /// `installCommand` is what a person types to have it installed; empty when it is not known.

@@ -161,7 +161,7 @@ std::vector<OptionSpec> table()
         {.name = u"max-usage-percent",
          .form = Value,
          .value = u"N",
-         .help = u"Session usage at which scheduled runs wait: 0 never, \"none\" as usual",
+         .help = u"Session usage at which scheduled runs wait: 0 is never, \"none\" the settings' cap",
          .check = checkPercent},
         {.name = u"preflight",
          .form = Value,

@@ -84,7 +84,8 @@ std::span<const CommandSpec> commandTable()
          .summary = u"List finished runs, newest first",
          .options = {{.name = u"all",
                       .form = Flag,
-                      .help = u"All of the history, hidden runs too; it goes back 200 runs at each start"},
+                      .help =
+                          u"Hidden runs too, and all that the history holds: 200 runs from before the start"},
                      {.name = u"limit",
                       .form = Value,
                       .value = u"N",

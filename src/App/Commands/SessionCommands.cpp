@@ -41,8 +41,10 @@ JSONValue journalJSON(const QList<JournalEvent> &events)
 
 QString journalText(const QList<JournalEvent> &events, qint64 leftOut, const Calendar &calendar)
 {
-    QString text =
-        leftOut > 0 ? u"%1 earlier reports are left out; --limit takes more.\n"_s.arg(leftOut) : QString();
+    QString text;
+    if (leftOut > 0)
+        text = leftOut == 1 ? u"An earlier report is left out; --limit takes more.\n"_s
+                            : u"%1 earlier reports are left out; --limit takes more.\n"_s.arg(leftOut);
     for (const auto &event : events)
         text += u"%1  %2  %3\n"_s.arg(localTime(event.date(), calendar),
                                       enumText(event.kind).leftJustified(8), oneLine(event.summaryLine()));
