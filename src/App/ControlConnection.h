@@ -68,6 +68,15 @@ Q_SIGNALS:
 private:
     enum class Phase { Request, Idle, Input };
 
+    /// What waits to be put into frames.
+    struct Waiting
+    {
+        ControlWire::FrameType type;
+        QByteArray payload;
+        Pieces more;          ///< what the payload is only the first piece of
+        qsizetype framed = 0; ///< bytes of the payload that are in frames already
+    };
+
     void readSome();
     void take(const ControlWire::Frame &frame);
     void takeRequest(const std::string &payload);
@@ -88,14 +97,6 @@ private:
     Timer m_deadline; ///< of the request or of standard input
     Timer m_drain;
     ControlWire::FrameReader m_reader;
-    /// What waits to be put into frames.
-    struct Waiting
-    {
-        ControlWire::FrameType type;
-        QByteArray payload;
-        Pieces more; ///< what the payload is only the first piece of
-        qsizetype framed = 0; ///< bytes of the payload that are in frames already
-    };
     std::deque<Waiting> m_waiting;
     qsizetype m_unframed = 0; ///< bytes in m_waiting that are in no frame yet
     std::string m_frames;

@@ -4,6 +4,8 @@
 
 namespace Keelhaven {
 
+using namespace Qt::StringLiterals;
+
 TimeZoneWatch::TimeZoneWatch(DirectoryWatchFactory &watches, QString folder)
     : m_watches(watches)
     , m_folder(std::move(folder))
@@ -30,7 +32,7 @@ void TimeZoneWatch::look()
 
 QString TimeZoneWatch::zoneFile() const
 {
-    return QFileInfo(m_folder + QStringLiteral("/localtime")).symLinkTarget();
+    return QFileInfo(m_folder + u"/localtime"_s).symLinkTarget();
 }
 
 } // namespace Keelhaven

@@ -291,9 +291,7 @@ QList<Scene> scenes()
          }},
         {u"plugins-none"_s,
          {.isEmpty = true},
-         [](DemoProfile &profile, QQuickItem &) {
-             profile.model().selection().setPanel(AppPanel::Plugins);
-         }},
+         [](DemoProfile &profile, QQuickItem &) { profile.model().selection().setPanel(AppPanel::Plugins); }},
         {u"plugins-printed"_s,
          {.hasLiveRuns = false, .runs = 40, .hasPlugins = true},
          [](DemoProfile &profile, QQuickItem &root) {

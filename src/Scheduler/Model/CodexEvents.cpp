@@ -15,7 +15,7 @@ namespace {
 constexpr qsizetype logsKept = 64;
 /// Far more than a session's turns and sub-agents write in its whole life.
 constexpr qint64 bytesKept = 16 << 20;
-constexpr auto retention = std::chrono::seconds(2592000);
+constexpr std::chrono::days retention(30);
 
 QString pathOf(const QUuid &runID, const QString &directory)
 {
@@ -197,8 +197,8 @@ void removeOldLogs(const QString &directory, const QSet<QUuid> &keeping, Date no
     const auto files = QDir(directory).entryInfoList({u"*.jsonl"_s}, QDir::Files);
     for (const QFileInfo &file : files) {
         const auto runID = uuidFromText(file.completeBaseName());
-        const Date written(std::chrono::milliseconds(file.lastModified().toMSecsSinceEpoch()));
-        if (runID && !keeping.contains(*runID) && now - written > retention)
+        const bool isOld = now - fromQDateTime(file.lastModified()) > retention;
+        if (runID && !keeping.contains(*runID) && isOld)
             QFile::remove(file.filePath());
     }
 }
