@@ -62,7 +62,6 @@ TEST_F(HerdrTransportTest, ReadsAnswersLongerThanOneChunk)
 TEST_F(HerdrTransportTest, AnswersThatAreNoLine)
 {
     EXPECT_EQ(exchange(UnixServer::replying("{\"half")), u"{\"half");
-    arrived.release();
     QFile::remove(path);
     EXPECT_EQ(exchange(UnixServer::replying("")), u"empty response from Herdr");
     QFile::remove(path);
@@ -130,6 +129,7 @@ TEST_F(HerdrTransportTest, QuittingWaitsForAnswersAndThenBreaksOff)
     const UnixServer server(path, {UnixServer::replying("first\n"),
                                    [&](UnixServer &, int connection) {
                                        UnixServer::send(connection, "half");
+                                       arrived.release();
                                        gate.acquire();
                                    },
                                    UnixServer::replying("later\n")});
