@@ -4,6 +4,7 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <algorithm>
 
 namespace Keelhaven::WorkspaceLayout {
 
@@ -27,9 +28,11 @@ QString parentComponent(const QString &path)
     return lastComponent(QFileInfo(QDir::cleanPath(path)).path());
 }
 
+constexpr qsizetype longestName = 255;
+
 /// File systems take no longer name, and one that is too long would leave the agent without a workspace for
 /// good. Slugs are ASCII, so that a character is a byte.
-QString fitting(const QString &name, qsizetype longest = 255)
+QString fitting(const QString &name, qsizetype longest = longestName)
 {
     QString fitted = name.left(longest);
     while (fitted.size() < name.size() && fitted.endsWith(u'-'))
@@ -44,7 +47,7 @@ QString marked(const QString &name, const QString &folder)
 {
     constexpr qsizetype digits = 8;
     const auto hash = QCryptographicHash::hash(QDir::cleanPath(folder).toUtf8(), QCryptographicHash::Sha1);
-    return fitting(name, 255 - digits - 1) + u'-' + QString::fromLatin1(hash.toHex().first(digits));
+    return fitting(name, longestName - digits - 1) + u'-' + QString::fromLatin1(hash.toHex().first(digits));
 }
 
 /// A stored slug may have come from anywhere, and it becomes part of a path.
@@ -81,6 +84,16 @@ QString slugForAgentNamed(const QString &name, const QUuid &fallback)
 {
     const QString named = fitting(slug(name));
     return named.isEmpty() ? u"agent-"_s + uuidText(fallback).left(8).toLower() : named;
+}
+
+QString ownSlug(const SchedulerSlot &slot, const QList<SchedulerSlot> &all)
+{
+    const QString named = slugForAgentNamed(slot.name, slot.id);
+    const bool isTaken = std::ranges::any_of(all, [&](const SchedulerSlot &other) {
+        return other.id != slot.id && other.usesWorkspace() && slugOf(other) == named;
+    });
+    const QString mark = u'-' + uuidText(slot.id).left(8).toLower();
+    return isTaken ? fitting(named, longestName - mark.size()) + mark : named;
 }
 
 QString slugOf(const SchedulerSlot &slot)

@@ -24,6 +24,11 @@ struct Target
 /// lower case when that is empty.
 [[nodiscard]] QString slugForAgentNamed(const QString &name, const QUuid &fallback);
 
+/// The folder name for the workspace of an agent that has none yet: the one after its name, made unlike that
+/// of every other agent in `all`. Two agents in one workspace would overwrite each other's brief and plugins
+/// at each launch.
+[[nodiscard]] QString ownSlug(const SchedulerSlot &slot, const QList<SchedulerSlot> &all);
+
 /// The agent's `workspaceSlug` when it can be a folder's name, else slugForAgentNamed.
 [[nodiscard]] QString slugOf(const SchedulerSlot &slot);
 

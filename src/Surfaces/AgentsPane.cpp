@@ -77,17 +77,6 @@ QueueRow rowOf(const ActiveRun &run)
     return row;
 }
 
-/// The folder name for the workspace of a new agent: the one after its name, made unlike that of every other
-/// agent. Two agents in one workspace would overwrite each other's brief and plugins at each launch.
-QString ownWorkspaceSlug(const SchedulerSlot &slot, const QList<SchedulerSlot> &others)
-{
-    const QString named = WorkspaceLayout::slugForAgentNamed(slot.name, slot.id);
-    const bool isTaken = std::ranges::any_of(others, [&](const SchedulerSlot &other) {
-        return other.usesWorkspace() && WorkspaceLayout::slugOf(other) == named;
-    });
-    return isTaken ? named + u'-' + uuidText(slot.id).left(8).toLower() : named;
-}
-
 QueueRow launchingRow(const RunRecord &record)
 {
     QueueRow row = rowOf(record);
@@ -174,8 +163,6 @@ std::optional<QUuid> AgentsPane::duplicate(const QUuid &slotID)
     // for occurrences that the original has used.
     slot->lastRunHeads.reset();
     slot->workspaceSlug.reset();
-    if (slot->usesWorkspace())
-        slot->workspaceSlug = ownWorkspaceSlug(*slot, m_engine.slotList());
     const QUuid id = slot->id;
     m_engine.upsert(*std::move(slot));
     return id;
