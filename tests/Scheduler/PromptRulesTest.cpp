@@ -6,6 +6,7 @@
 #include "Support/TestHome.h"
 
 #include <QDir>
+#include <fstream>
 #include <gtest/gtest.h>
 
 namespace Keelhaven {
@@ -179,6 +180,7 @@ TEST(PathCompleterTest, ListsRealFolders)
     home.write(u"ä.txt"_s, "");
     QFile::link(home.path(u"d"_s), home.path(u"link"_s));
     QFile::link(home.path(u"nowhere"_s), home.path(u"broken"_s));
+    std::ofstream(home.path().toStdString() + "/no\xffUTF-8") << "x";
     const auto found = PathCompleter::completions(u"./"_s, home.path(), u"/none"_s);
     EXPECT_EQ(QSet<QString>(found.cbegin(), found.cend()),
               (QSet<QString>{u"./d/"_s, u"./link/"_s, u"./ä.txt"_s, u"./broken"_s}));

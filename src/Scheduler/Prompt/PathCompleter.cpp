@@ -31,9 +31,10 @@ bool isOffered(const DirectoryEntry &entry, const QString &namePart)
 {
     if (entry.name.startsWith(u'.') && !namePart.startsWith(u'.'))
         return false;
-    // A line break in a name would become one in the prompt.
-    const bool isPrintable = std::ranges::none_of(
-        entry.name, [](QChar character) { return character.category() == QChar::Other_Control; });
+    // A line break in a name would become one in the prompt, and what is no UTF-8 cannot be written there.
+    const bool isPrintable = std::ranges::none_of(entry.name, [](QChar character) {
+        return character.category() == QChar::Other_Control || character == QChar::ReplacementCharacter;
+    });
     return isPrintable && entry.name.startsWith(namePart, Qt::CaseInsensitive);
 }
 
