@@ -1,5 +1,7 @@
 """Where the service's files lie and how they are read."""
 import json
+import os
+import stat
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -18,12 +20,16 @@ def load_config():
     return Config(cache_dir=Path.home() / ".cache" / "keelhaven")
 
 
+def without_waiting(path, flags):
+    return os.open(path, flags | os.O_NONBLOCK)  # a pipe in the place of a file would be waited for
+
+
 def read_object(path):
     """The JSON object in the file at `path`; an empty one when there is no file, no JSON or no object in it, or it is
     larger than MAX_FILE_BYTES."""
     try:
-        with path.open("rb") as file:
-            data = file.read(MAX_FILE_BYTES + 1)
+        with open(path, "rb", opener=without_waiting) as file:
+            data = file.read(MAX_FILE_BYTES + 1) if stat.S_ISREG(os.fstat(file.fileno()).st_mode) else b""
         value = json.loads(data) if len(data) <= MAX_FILE_BYTES else None
     except (OSError, ValueError, RecursionError):
         return {}

@@ -1,6 +1,7 @@
 """The analysis service over real HTTP, on a port of the system's choice."""
 import http.client
 import json
+import os
 import sys
 import tempfile
 import threading
@@ -49,6 +50,11 @@ class AnalysisServiceTest(unittest.TestCase):
             text = '{"projects": {"a": {}}}'
             (self.cache / "state.json").write_text(text + " " * (store.MAX_FILE_BYTES - len(text) + surplus))
             self.assertEqual([project["name"] for project in self.ask("GET", "/api/view")[1]["projects"]], names)
+
+    def test_pipe_in_the_place_of_a_file_is_not_waited_for(self):
+        os.mkfifo(self.cache / "state.json")
+        (self.cache / "context.json").symlink_to(self.cache / "context.json")
+        self.assertEqual(self.ask("GET", "/api/view"), (200, {"projects": []}))
 
     def test_view_joins_state_and_context_in_board_order(self):
         projects = {"b": {"display": "Bee", "repos": {"o/b": {}}, "commits_today": 2}, "a": {"repos": 1}}
