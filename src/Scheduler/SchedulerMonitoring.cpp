@@ -265,7 +265,7 @@ QCoro::Task<> SchedulerEngine::closeWithScreen(ActiveRunPtr run)
     if (screen)
         run->finalTranscript = screen;
     // Or the user took over a session that was about to be closed for not ending by itself.
-    if (!isActive(run) && run->takenOver && *run->record.outcome == RunOutcome::completed())
+    if (!isActive(run) && run->takenOver && run->record.outcome == RunOutcome::completed())
         co_return;
     co_await m_services.launcher.terminate(run->launched);
 }
