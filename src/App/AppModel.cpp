@@ -138,6 +138,9 @@ void AppModel::wireHooks()
             session.workspaceLabel.value_or(session.workspaceID), session.tabID, session.paneID);
         reportLaunching(session.runID, EngineEvent::Kind::SessionOpened, text);
     };
+    own.launcher.context().onServerGone = [this] {
+        m_services->tasks.spawn(m_services->herdr.reviveServer(), "revive Herdr");
+    };
     own.launcher.context().promptTaken = [this](const QUuid &runID, Date since) {
         const auto taken = m_promptTakenAt.constFind(runID);
         return taken != m_promptTakenAt.cend() && *taken >= since;

@@ -52,8 +52,11 @@ QCoro::Task<RunProbe> probeIn(Context context, QString paneID)
     const auto answer =
         co_await context->client.call<Herdr::AgentList>(Herdr::Method::agentList, Herdr::NoParams());
     // A short outage of the server must not end a run.
-    if (!answer)
+    if (!answer) {
+        if (answer.error().isUnreachable() && context->onServerGone && !context->clock.isClosed())
+            context->onServerGone();
         co_return RunProbe{AgentState::Unknown, true};
+    }
     const Herdr::AgentInfo *agent = answer->inPane(paneID);
     if (agent && (agent->agent || agent->isPending()))
         co_return RunProbe{HerdrSession::agentState(agent->agentStatus), true};

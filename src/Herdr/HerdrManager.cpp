@@ -1,6 +1,7 @@
 #include "Herdr/HerdrManager.h"
 
 #include "Herdr/HerdrLocator.h"
+#include "Platform/SystemLog.h"
 
 #include <QPointer>
 #include <QSet>
@@ -158,6 +159,24 @@ QCoro::Task<> HerdrManager::restartServerIfIdle()
     co_await m_services.locator.stopServer(binary);
     if (!self)
         co_return;
+    co_await probe();
+    if (self)
+        setBusy(false);
+}
+
+QCoro::Task<> HerdrManager::reviveServer()
+{
+    const Date now = m_services.clock.now();
+    if (m_busy || now < m_nextRevival)
+        co_return;
+    m_nextRevival = now + idleWatchInterval;
+    const QPointer<HerdrManager> self(this);
+    setBusy(true);
+    const auto pong = co_await m_services.locator.ensureServer(std::nullopt);
+    if (!self)
+        co_return;
+    if (!pong)
+        systemLog(u"Keelhaven: "_s + pong.error().message());
     co_await probe();
     if (self)
         setBusy(false);

@@ -47,6 +47,9 @@ public:
     [[nodiscard]] QCoro::Task<> refresh();
     [[nodiscard]] QCoro::Task<> reinstall();
     [[nodiscard]] QCoro::Task<> restartServerIfIdle();
+    /// Starts the server when it is gone, at most once a minute: its panes go on without it, but nobody could
+    /// see or end what runs in them.
+    [[nodiscard]] QCoro::Task<> reviveServer();
 
     /// Whether the running server is not the one that the binary would start.
     [[nodiscard]] static bool needsRestart(const std::optional<HerdrProbe::Health> &health);
@@ -68,6 +71,7 @@ private:
     std::optional<QString> m_installError;
     bool m_pendingRestart = false;
     bool m_busy = false;
+    Date m_nextRevival = distantPast;
     Timer m_idleWatch;
 };
 

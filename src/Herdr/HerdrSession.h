@@ -24,6 +24,9 @@ struct HerdrContext
     /// A session's pane is open and its agent is being started; its prompt is still to come.
     std::function<void(const LaunchedRun &)> onSessionOpened;
 
+    /// A live session was asked about, and nobody listens on the socket.
+    std::function<void()> onServerGone;
+
     /// Whether the run's session has told since then that it took a prompt. A turn can be over before anybody
     /// sees it at work, and its prompt must not be typed again.
     std::function<bool(const QUuid &runID, Date since)> promptTaken = [](const QUuid &, Date) {

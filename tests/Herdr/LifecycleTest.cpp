@@ -275,4 +275,26 @@ TEST_F(HerdrInstallerTest, TheManagerReplacesAnOutdatedServerOnceNoRunIsLive)
     EXPECT_FALSE(manager.busy());
 }
 
+TEST_F(HerdrLocatorTest, TheManagerStartsALostServerOnceAMinute)
+{
+    executable(u".local/share/keelhaven/herdr/0.9.1/herdr"_s);
+    settings.set(u"loginShellPATH"_s, u"/opt/tools"_s);
+    Tasks tasks;
+    HerdrProbe probe(locator);
+    HerdrManager manager({locator, probe, processes, clock, tasks, layout()});
+    finish(manager.reviveServer());
+    EXPECT_TRUE(processes.detached.isEmpty()); // it answers
+    pongs({0, 0, 22});
+    finish(manager.reviveServer());
+    EXPECT_TRUE(processes.detached.isEmpty());
+    clock.advance(60s);
+    auto first = manager.reviveServer();
+    EXPECT_TRUE(manager.busy());
+    auto second = manager.reviveServer();
+    finish(std::move(first));
+    finish(std::move(second));
+    EXPECT_EQ(processes.detached.size(), 1);
+    EXPECT_FALSE(manager.busy());
+}
+
 } // namespace Keelhaven
