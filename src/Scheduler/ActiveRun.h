@@ -56,6 +56,7 @@ struct ParkedSession
     SchedulerSlot slot;
     RunRecord record; ///< as it stood at parking
     Date since{};
+    std::optional<Date> shownAt = {}; ///< when it was last brought to the user; it is as old as that
 };
 
 } // namespace Keelhaven

@@ -121,10 +121,10 @@ QCoro::Task<> SchedulerEngine::showOrTakeUp(SchedulerSlot slot, QString conversa
             systemLog(u"Keelhaven: %1"_s.arg(*refused));
         co_return;
     }
-    // A person goes on in it from here, so that its age counts anew.
+    // A person goes on in it from here.
     for (ParkedSession &parked : m_parked) {
         if (hasConversation(parked.record, conversation))
-            parked.since = m_services.clock.now();
+            parked.shownAt = m_services.clock.now();
     }
     m_tasks.spawn(m_services.launcher.focus(*session), "focus");
     openExternal();
@@ -327,7 +327,8 @@ QCoro::Task<> SchedulerEngine::sweepParked(Date now)
     std::ranges::stable_sort(sessions, {}, &ParkedSession::since);
     for (qsizetype i = 0; i < sessions.size(); ++i) {
         const QUuid id = sessions[i].record.id;
-        const bool isTooOld = now - sessions[i].since > keepOpen;
+        const Date lastUsed = sessions[i].shownAt.value_or(sessions[i].since);
+        const bool isTooOld = now - lastUsed > keepOpen;
         if ((isTooOld || sessions.size() - i > maxOpen) && !inUse.contains(id))
             releaseParked(id);
     }

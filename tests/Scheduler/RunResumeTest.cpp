@@ -346,6 +346,8 @@ TEST_F(ResumeTest, ASessionThatSomebodyWorksInIsNotEnded)
     settleAll();
     await(engine->sweepParked(late));
     EXPECT_EQ(parkedNames(), (QStringList{u"shown"_s, u"typed"_s}));
+    EXPECT_EQ(engine->parked().value(shown.record.id).since, shown.since)
+        << "an agent's follow-ups go to the one parked last";
     settings.set(u"dispatchMaxOpenSessions"_s, qint64(0));
     await(engine->sweepParked(late));
     EXPECT_EQ(parkedNames(), QStringList{u"typed"_s});
