@@ -91,6 +91,9 @@ TEST_F(LaunchGates, GitHeadOfARealRepository)
     const auto head = await(probe.head(repository));
     ASSERT_TRUE(head);
     EXPECT_EQ(head->size(), 40);
+    qputenv("GIT_DIR", (repository + u"/.git"_s).toUtf8());
+    EXPECT_FALSE(await(probe.head(home.path()))) << "another folder than the environment's repository";
+    qunsetenv("GIT_DIR");
     settings.set(u"loginShellPATH"_s, u"/nowhere"_s);
     EXPECT_FALSE(await(probe.head(repository))) << "no git on the path";
 }
