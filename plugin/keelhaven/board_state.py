@@ -55,7 +55,7 @@ def review_key(project, text):
 def tail_events(path):
     """The events at the end of the log, oldest first."""
     try:
-        with open(path, "rb") as log:
+        with open(path, "rb", opener=store.without_waiting) as log:
             size = log.seek(0, os.SEEK_END)
             log.seek(max(0, size - TAIL_BYTES))
             lines = log.read().split(b"\n")

@@ -84,6 +84,8 @@ class BoardTest(unittest.TestCase):
             brief = self.brief()
             self.assertEqual(brief["projects"], [])
             self.assertEqual(brief["repositories_found"], [f"{self.home}/b", f"{self.home}/code/a"])
+        os.mkfifo(self.cache / "events.jsonl")  # nobody waits for its writer
+        self.assertEqual(self.brief()["projects"], [])
 
     def test_what_others_wrote_amiss_hides_nothing_else(self):
         events = [
