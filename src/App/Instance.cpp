@@ -40,6 +40,23 @@ int handOver(const QString &link)
     return print(CommandReply::refused(u"cannot start %1."_s.arg(QFile::decodeName(front))));
 }
 
+/// Whoever still waits is woken, sees that the program ends, and leaves before its services do.
+void endTasks(Machine &machine, AppModel &model)
+{
+    machine.clock.close();
+    machine.processes.close();
+    machine.children.close();
+    machine.http.close();
+    // What comes back from another thread may hand it the next piece of work, so this takes some rounds.
+    auto wait = longestHostAnswer;
+    for (int round = 0; round < 10 && model.tasks().running() > 0; ++round) {
+        QThreadPool::globalInstance()->waitForDone(200);
+        if (!HerdrSocketQueue::finish(wait))
+            wait = {};
+        QCoreApplication::sendPostedEvents();
+    }
+}
+
 } // namespace
 
 int runInstance(const QString &link, const FrontBuilder &buildFront)
@@ -81,19 +98,7 @@ int runInstance(const QString &link, const FrontBuilder &buildFront)
     (*model)->shutdown();
     if (service)
         service->quit();
-    // Whoever still waits is woken, sees that the program ends, and leaves before its services do.
-    machine.clock.close();
-    machine.processes.close();
-    machine.children.close();
-    machine.http.close();
-    // What comes back from another thread may hand it the next piece of work, so this takes some rounds.
-    auto wait = longestHostAnswer;
-    for (int round = 0; round < 10 && (*model)->tasks().running() > 0; ++round) {
-        QThreadPool::globalInstance()->waitForDone(200);
-        if (!HerdrSocketQueue::finish(wait))
-            wait = {};
-        QCoreApplication::sendPostedEvents();
-    }
+    endTasks(machine, **model);
     return status;
 }
 

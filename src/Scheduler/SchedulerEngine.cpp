@@ -22,6 +22,26 @@ constexpr Span shortestEvaluation = 1s; ///< least delay of the evaluation timer
 constexpr Span runTimerInterval = 5s;
 constexpr auto quitLimit = 2000ms;
 
+/// The record of a live run that ends with the program, with what its agent has reported by then.
+RunRecord recordAtQuit(const ActiveRun &run, RunPersistence &store, JournalIngestor *journal, Date now)
+{
+    RunRecord record = run.record;
+    const bool mayHaveResult =
+        run.slot.kind != SlotKind::System && record.resolvedProvider() == AgentProvider::Claude;
+    const auto left = mayHaveResult ? SchedulerEngine::result(record, store) : std::nullopt;
+    // What a stop or the time limit decided stands.
+    if (!record.outcome)
+        record.outcome = run.completionSeen || left ? RunOutcome::completed() : RunOutcome::cancelled();
+    if (left) {
+        const auto summary = journal ? journal->finish(record) : std::nullopt;
+        record.summary = summary ? summary : left->summary;
+        if (journal)
+            journal->ingest(*left, record);
+    }
+    record.endedAt = now;
+    return record;
+}
+
 } // namespace
 
 SchedulerEngine::SchedulerEngine(const EngineServices &services, const RunAdmissionPolicy *admissionOverride)
@@ -91,20 +111,7 @@ void SchedulerEngine::shutdown()
 
     for (const auto &run : runs) {
         releaseAwake(run->record.id);
-        RunRecord record = run->record;
-        const bool mayHaveResult =
-            run->slot.kind != SlotKind::System && record.resolvedProvider() == AgentProvider::Claude;
-        const auto left = mayHaveResult ? result(record, m_services.store) : std::nullopt;
-        // What a stop or the time limit decided stands.
-        if (!record.outcome)
-            record.outcome = run->completionSeen || left ? RunOutcome::completed() : RunOutcome::cancelled();
-        if (left) {
-            const auto summary = journal ? journal->finish(record) : std::nullopt;
-            record.summary = summary ? summary : left->summary;
-            if (journal)
-                journal->ingest(*left, record);
-        }
-        record.endedAt = m_services.clock.now();
+        const RunRecord record = recordAtQuit(*run, m_services.store, journal, m_services.clock.now());
         commit(record, false, run->completionMessage, false);
     }
     if (!sessions.isEmpty() || !launches.isEmpty())

@@ -82,6 +82,8 @@ private:
     [[nodiscard]] std::optional<QByteArray> paneOf(const QString &target) const;
     [[nodiscard]] QCoro::Task<HostResult<PaneRow>> freshRow(QString target);
     [[nodiscard]] bool isTaken(const QByteArray &pane) const;
+    /// Why no agent of this name can be started in the pane now; nothing when one can.
+    [[nodiscard]] std::optional<HerdrFailure> obstacle(const PaneRow &row, const QString &name) const;
     QCoro::Task<void> waitForShell(PaneRow row);
     QCoro::Task<void> waitForAgent(QString paneID);
 

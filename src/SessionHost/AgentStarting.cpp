@@ -25,6 +25,21 @@ bool isKnownText(const QString &name)
     });
 }
 
+/// What a start answers while nothing is known of the agent but where it was put.
+Herdr::AgentStarted pendingAgent(const Herdr::AgentStartParams &params, AgentKind kind, const PaneRow &row,
+                                 const QByteArray &epoch)
+{
+    Herdr::AgentStarted started;
+    started.argv = QStringList{rulesOf(kind).name} + rulesOf(kind).leading + params.args;
+    started.agent.name = params.name;
+    started.agent.paneId = params.paneId;
+    started.agent.tabId = publicID(IDKind::Tab, row.window, epoch);
+    started.agent.workspaceId = publicID(IDKind::Workspace, row.session, epoch);
+    started.agent.agentStatus = Herdr::Status::Unknown;
+    started.agent.launchPending = true;
+    return started;
+}
+
 } // namespace
 
 bool AgentRegistry::isTaken(const QByteArray &pane) const
@@ -63,6 +78,20 @@ QCoro::Task<void> AgentRegistry::waitForAgent(QString paneID)
     }
 }
 
+std::optional<HerdrFailure> AgentRegistry::obstacle(const PaneRow &row, const QString &name) const
+{
+    if (isTaken(row.pane))
+        return HerdrFailure{u"agent_pane_busy"_s, u"an agent is already in the pane"_s};
+    if (!isShellReady(row.shell, row.terminal))
+        return HerdrFailure{u"agent_pane_busy"_s, u"the shell of the pane is not ready"_s};
+    const bool isNameTaken = std::ranges::any_of(m_entries, [&](const Entry &other) {
+        return other.record.name == name && other.record.phase != AgentPhase::Ended;
+    });
+    if (isNameTaken)
+        return HerdrFailure{u"agent_name_taken"_s, u"an agent named %1 is running"_s.arg(name)};
+    return std::nullopt;
+}
+
 QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentStartParams params)
 {
     const auto kind = agentKindNamed(params.kind);
@@ -82,15 +111,8 @@ QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentSt
     co_await refresh(rows);
     co_await waitForShell(*row);
     // From here to the record's entry nothing waits: two starts in one pane cannot both find it free.
-    if (isTaken(row->pane))
-        co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"an agent is already in the pane"_s});
-    if (!isShellReady(row->shell, row->terminal))
-        co_return failure(HerdrFailure{u"agent_pane_busy"_s, u"the shell of the pane is not ready"_s});
-    for (const Entry &other : std::as_const(m_entries)) {
-        if (other.record.name == params.name && other.record.phase != AgentPhase::Ended)
-            co_return failure(
-                HerdrFailure{u"agent_name_taken"_s, u"an agent named %1 is running"_s.arg(params.name)});
-    }
+    if (const auto why = obstacle(*row, params.name))
+        co_return failure(*why);
     Entry entry;
     entry.record.name = params.name;
     entry.record.kind = *kind;
@@ -113,14 +135,7 @@ QCoro::Task<HostResult<Herdr::AgentStarted>> AgentRegistry::start(Herdr::AgentSt
         m_entries.remove(row->pane);
         co_return failure(targetError(sent.error(), IDKind::Pane, params.paneId));
     }
-    Herdr::AgentStarted started;
-    started.argv = QStringList{rulesOf(*kind).name} + rulesOf(*kind).leading + params.args;
-    started.agent.name = params.name;
-    started.agent.paneId = params.paneId;
-    started.agent.tabId = publicID(IDKind::Tab, row->window, m_tmux.epoch());
-    started.agent.workspaceId = publicID(IDKind::Workspace, row->session, m_tmux.epoch());
-    started.agent.agentStatus = Herdr::Status::Unknown;
-    started.agent.launchPending = true;
+    auto started = pendingAgent(params, *kind, *row, m_tmux.epoch());
     co_await waitForAgent(params.paneId);
     const auto arrived = m_entries.constFind(row->pane);
     const bool isOver = arrived == m_entries.constEnd() ||

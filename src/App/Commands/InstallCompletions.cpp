@@ -131,6 +131,22 @@ QString texts(const QList<Word> &words)
     return list.join(u' ');
 }
 
+/// The case of bash's script that tells what may follow the command.
+QString bashCase(const CommandSpec &command)
+{
+    QStringList options;
+    QStringList values;
+    for (const auto &[name, option] : spellings(command)) {
+        options.append(u"--"_s + name);
+        if (takesValue(*option))
+            values.append(u"--"_s + name);
+    }
+    const QString form = secondWord(command).isEmpty()
+                             ? u"    \"%1 \"*) options='%2' values=' %3 ' words='%4' ;;\n"_s
+                             : u"    \"%1\") options='%2' values=' %3 ' words='%4' ;;\n"_s;
+    return form.arg(command.path, options.join(u' '), values.join(u' '), operands(command).join(u' '));
+}
+
 } // namespace
 
 QByteArray bash(std::span<const CommandSpec> table)
@@ -154,20 +170,8 @@ QByteArray bash(std::span<const CommandSpec> table)
               "        return\n"
               "    fi\n"
               "    case \"$first $second\" in\n"_s;
-    for (const auto &command : table) {
-        QStringList options;
-        QStringList values;
-        for (const auto &[name, option] : spellings(command)) {
-            options.append(u"--"_s + name);
-            if (takesValue(*option))
-                values.append(u"--"_s + name);
-        }
-        const QString keys = operands(command).join(u' ');
-        script +=
-            (secondWord(command).isEmpty() ? u"    \"%1 \"*) options='%2' values=' %3 ' words='%4' ;;\n"_s
-                                           : u"    \"%1\") options='%2' values=' %3 ' words='%4' ;;\n"_s)
-                .arg(command.path, options.join(u' '), values.join(u' '), keys);
-    }
+    for (const auto &command : table)
+        script += bashCase(command);
     script += u"    esac\n"
               "    if [[ $values == *\" $prev \"* ]]; then\n"
               "        case $prev in\n"_s;

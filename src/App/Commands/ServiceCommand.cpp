@@ -20,8 +20,14 @@ constexpr QStringView lingerHint =
     "enable-linger";
 constexpr QStringView noManager =
     u"No systemd user manager answers here. On a machine reached by SSH, \"loginctl enable-linger\" starts "
-    u"one that "
-    "stays; then log in again. Without systemd, run \"keelhaven --headless\" yourself.";
+    "one that stays; then log in again. Without systemd, run \"keelhaven --headless\" yourself.";
+
+CommandReply notEnabled(const QString &unit, const ProcessResult &call)
+{
+    const QString reason = QString::fromLocal8Bit(call.errorOutput).trimmed();
+    return CommandReply::refused(u"\"systemctl --user enable %1\" was refused%2"_s.arg(
+        unit, reason.isEmpty() ? u"."_s : u": "_s + oneLine(reason)));
+}
 
 QString manifestFile(const KeelhavenPaths &paths)
 {
@@ -223,9 +229,7 @@ QCoro::Task<CommandReply> install(Arguments arguments, MachineContext context)
             clear(manifest, context.paths, sentences);
             co_await manager.call(reload);
         }
-        const QString reason = QString::fromLocal8Bit(enabled.errorOutput).trimmed();
-        co_return CommandReply::refused(u"\"systemctl --user enable %1\" was refused%2"_s.arg(
-            unit, reason.isEmpty() ? u"."_s : u": "_s + oneLine(reason)));
+        co_return notEnabled(unit, enabled);
     }
     const QString started = co_await begin(context, manager, before.isActive, !outcome.written.isEmpty());
     sentences.append(started);
