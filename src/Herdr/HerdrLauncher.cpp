@@ -33,6 +33,7 @@ QCoro::Task<Result<LaunchedRun, LaunchError>> launchIn(Context context, HerdrLoc
     const auto server = co_await locator->ensureServer(context->client);
     if (!server)
         co_return failure(launchError(server.error()));
+    co_await HerdrSession::closeUnclosedPanes(context);
     const auto run = co_await HerdrSession::startAndPrompt(context, request, deniedRoots);
     if (!run)
         co_return failure(launchError(run.error()));
@@ -57,6 +58,7 @@ QCoro::Task<RunProbe> probeIn(Context context, QString paneID)
             context->onServerGone();
         co_return RunProbe{AgentState::Unknown, true};
     }
+    co_await HerdrSession::closeUnclosedPanes(context);
     const Herdr::AgentInfo *agent = answer->inPane(paneID);
     if (agent && (agent->agent || agent->isPending()))
         co_return RunProbe{HerdrSession::agentState(agent->agentStatus), true};
@@ -73,11 +75,12 @@ QCoro::Task<> requestExitIn(Context context, LaunchedRun run)
         co_await HerdrSession::sendText(context, run.paneID, u"/exit\r"_s);
 }
 
-/// A pane call whose failure nobody can do anything about.
-QCoro::Task<> callPane(Context context, QString method, QString paneID)
+/// A failure is nothing anybody can do anything about.
+QCoro::Task<> focusIn(Context context, QString paneID)
 {
     const Herdr::PaneTarget target{paneID};
-    [[maybe_unused]] const auto answer = co_await context->client.call<Herdr::Ack>(method, target);
+    [[maybe_unused]] const auto answer =
+        co_await context->client.call<Herdr::Ack>(Herdr::Method::paneFocus, target);
 }
 
 QCoro::Task<> sendTextIn(Context context, QString paneID, QString text)
@@ -123,12 +126,12 @@ QCoro::Task<> HerdrLauncher::requestExit(LaunchedRun run)
 
 QCoro::Task<> HerdrLauncher::terminate(LaunchedRun run)
 {
-    return callPane(m_context, Herdr::Method::paneClose.toString(), run.paneID);
+    return HerdrSession::closePane(m_context, run.paneID);
 }
 
 QCoro::Task<> HerdrLauncher::focus(LaunchedRun run)
 {
-    return callPane(m_context, Herdr::Method::paneFocus.toString(), run.paneID);
+    return focusIn(m_context, run.paneID);
 }
 
 QCoro::Task<> HerdrLauncher::sendText(LaunchedRun run, QString text)
@@ -156,7 +159,8 @@ QCoro::Task<std::optional<QString>> HerdrLauncher::blockedReason()
 
 void HerdrLauncher::terminateAllBlocking(const QList<LaunchedRun> &runs, std::chrono::milliseconds limit)
 {
-    QStringList panes(m_context->openingPanes.cbegin(), m_context->openingPanes.cend());
+    const QSet<QString> unfinished = m_context->openingPanes + m_context->unclosedPanes;
+    QStringList panes(unfinished.cbegin(), unfinished.cend());
     for (const LaunchedRun &run : runs)
         panes.append(run.paneID);
     const auto closed = std::make_shared<QSemaphore>();

@@ -81,6 +81,23 @@ QCoro::Task<bool> sendText(Context context, QString paneID, QString text)
     co_return answer.has_value();
 }
 
+QCoro::Task<> closePane(Context context, QString paneID)
+{
+    context->unclosedPanes.insert(paneID);
+    const Herdr::PaneTarget target{paneID};
+    const auto closed = co_await context->client.call<Herdr::Ack>(Herdr::Method::paneClose, target);
+    // A refusal is an answer too: the pane is gone already.
+    if (closed || closed.error().kind == HerdrError::Kind::Api)
+        context->unclosedPanes.remove(paneID);
+}
+
+QCoro::Task<> closeUnclosedPanes(Context context)
+{
+    const QSet<QString> panes = context->unclosedPanes;
+    for (const QString &pane : panes)
+        co_await closePane(context, pane);
+}
+
 QCoro::Task<Outcome> waitUntilPromptable(Context context, LaunchedRun run, Span timeout)
 {
     const AgentProvider provider = providerOf(run);

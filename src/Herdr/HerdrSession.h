@@ -42,6 +42,7 @@ struct HerdrContext
     QHash<QString, QString> workspaceIDs; ///< by label; checked against the server on every use
     QSet<QString> workspacesInMaking;     ///< labels that a launch has asked the server to create
     QSet<QString> openingPanes;           ///< panes of launches under way, for quit
+    QSet<QString> unclosedPanes;          ///< to be closed, but the server was not there or did not answer
     QHash<QUuid, QString> failedLaunchScreens;
 };
 
@@ -65,6 +66,12 @@ inline constexpr int dialogLines = 40;
 
 /// Types into the pane; false when the host did not take it.
 [[nodiscard]] QCoro::Task<bool> sendText(Context context, QString paneID, QString text);
+
+/// Closes the pane. When the server does not answer it is closed by closeUnclosedPanes.
+[[nodiscard]] QCoro::Task<> closePane(Context context, QString paneID);
+
+/// Closes what is left to close, once the server answers again: an agent would stay in its pane for good.
+[[nodiscard]] QCoro::Task<> closeUnclosedPanes(Context context);
 
 /// Waits until the agent takes prompts, answering Claude's trust question on the way. Api error
 /// "agent_not_ready" with the last reason after `timeout`.

@@ -40,16 +40,14 @@ QCoro::Task<Result<Herdr::AgentStarted, HerdrError>> startAgent(Context context,
 /// waited for.
 QCoro::Task<> closeFailedPane(Context context, QString paneID, QUuid runID)
 {
-    const Herdr::PaneTarget target{paneID};
     if (context->clock.isClosed()) {
-        const QString line = HerdrClient::requestLine(Herdr::Method::paneClose, target);
+        const QString line = HerdrClient::requestLine(Herdr::Method::paneClose, Herdr::PaneTarget{paneID});
         context->client.transport->post(line, context->client.timeout, [] {});
     } else {
         const auto screen = co_await transcript(context, paneID, failedScreenLines);
         if (screen)
             context->failedLaunchScreens.insert(runID, *screen);
-        [[maybe_unused]] const auto closed =
-            co_await context->client.call<Herdr::Ack>(Herdr::Method::paneClose, target);
+        co_await closePane(context, paneID);
     }
     context->openingPanes.remove(paneID);
 }

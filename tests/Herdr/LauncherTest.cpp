@@ -437,18 +437,6 @@ TEST_F(HerdrLauncherTest, AProbeTellsALiveSessionFromALeftShell)
     }
 }
 
-TEST_F(HerdrLauncherTest, AProbeTellsWhenNobodyListens)
-{
-    int told = 0;
-    launcher.context().onServerGone = [&told] { ++told; };
-    transport->answers(Method::agentList,
-                       {HerdrError::transport(timedOut), HerdrError::unreachable(u"no"_s)});
-    EXPECT_EQ(finish(launcher.probe(run)), (RunProbe{AgentState::Unknown, true}));
-    EXPECT_EQ(told, 0);
-    EXPECT_EQ(finish(launcher.probe(run)), (RunProbe{AgentState::Unknown, true}));
-    EXPECT_EQ(told, 1);
-}
-
 TEST_F(HerdrLauncherTest, SmallActionsOnASession)
 {
     transport->answers(Method::paneRead, {screen(u"end"_s, true), HerdrError::transport(u"x"_s)});
