@@ -1,137 +1,25 @@
-#include "Contract/JSONValue.h"
-#include "Contract/KeelhavenPaths.h"
+#include "App/ProgramsFixture.h"
+
 #include "Store/SQLite/KeelhavenDatabase.h"
-#include "Support/TestHome.h"
-#include "Support/VirtualClock.h"
 
-#include <QProcess>
-#include <csignal>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-
-// The programs as a user meets them: the real front, the real application, no terminal host.
+// What the commands tell and do, with and without an instance.
 namespace Keelhaven {
-
-using namespace std::chrono_literals;
-using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Answer
+/// Notes "1" to "{count}", as if the run had written them.
+void report(const KeelhavenPaths &paths, const QString &runID, int count)
 {
-    int status = -1;
-    QString output;
-    QString error;
-
-    [[nodiscard]] JSONValue json() const { return JSONValue::parse(output.toUtf8()).value_or(JSONValue()); }
-};
-
-class ProgramsTest : public ::testing::Test
-{
-protected:
-    ProgramsTest()
-    {
-        QDir().mkpath(m_home.path(u".run"_s));
-        QDir().mkpath(m_home.path(u"project"_s));
-        m_environment.insert(u"HOME"_s, m_home.path());
-        m_environment.insert(u"PATH"_s, u"/usr/bin:/bin"_s);
-        m_environment.insert(u"SHELL"_s, u"/bin/sh"_s);
-        m_environment.insert(u"LANG"_s, u"C.UTF-8"_s);
-        m_environment.insert(u"TZ"_s, u"UTC"_s);
-        m_environment.insert(u"XDG_RUNTIME_DIR"_s, m_home.path(u".run"_s));
-        m_environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, u"unix:path="_s + m_home.path(u".run/no-bus"_s));
-        // What the sanitizers' runtime is told holds for the programs, too.
-        for (const char *name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
-            if (qEnvironmentVariableIsSet(name))
-                m_environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
-        }
-    }
-
-    ~ProgramsTest() override
-    {
-        stop(SIGTERM);
-        // The installed host's folder is read-only.
-        const QDir versions(m_home.path(u".local/share/keelhaven/herdr"_s));
-        for (const QString &name : versions.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
-            QFile::setPermissions(versions.filePath(name),
-                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
-
-    void prepare(QProcess &process, const QStringList &words) const
-    {
-        process.setProcessEnvironment(m_environment);
-        process.setWorkingDirectory(m_home.path(u"project"_s));
-        process.setProgram(QStringLiteral(KEELHAVEN_BIN_DIR "/keelhaven"));
-        process.setArguments(words);
-    }
-
-    Answer keelhaven(const QStringList &words, const QByteArray &input = {}) const
-    {
-        QProcess process;
-        prepare(process, words);
-        process.start();
-        process.write(input);
-        process.closeWriteChannel();
-        if (!process.waitForFinished(30'000))
-            return {};
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
-                QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
-    }
-
-    void start(const QStringList &words = {u"--headless"_s})
-    {
-        prepare(m_instance, words);
-        m_instance.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_instance.start();
-        ASSERT_TRUE(waitUntil([this] { return keelhaven({u"status"_s}).status == 0; }));
-    }
-
-    /// The instance's exit status; -2 when the signal killed it.
-    int stop(int number)
-    {
-        if (m_instance.state() == QProcess::NotRunning)
-            return -1;
-        ::kill(static_cast<pid_t>(m_instance.processId()), number);
-        if (!m_instance.waitForFinished(10'000))
-            return -1;
-        return m_instance.exitStatus() == QProcess::NormalExit ? m_instance.exitCode() : -2;
-    }
-
-    /// Ends an instance that is nobody's child; the lock names it.
-    void endDetached() const
-    {
-        struct flock lock = {};
-        lock.l_type = F_WRLCK;
-        QFile file(m_home.path(u".local/share/keelhaven/instance.lock"_s));
-        ASSERT_TRUE(file.open(QFile::ReadWrite));
-        ASSERT_EQ(::fcntl(file.handle(), F_GETLK, &lock), 0);
-        ASSERT_GT(lock.l_pid, 0);
-        ::kill(lock.l_pid, SIGTERM);
-        EXPECT_TRUE(waitUntil([&] { return keelhaven({u"status"_s}).status == 3; }));
-    }
-
-    /// Notes "1" to "{count}", as if the run had written them.
-    void report(const QString &runID, int count) const
-    {
-        const auto database = KeelhavenDatabase::open(m_home.paths()).value();
-        const auto insert = [&](SQLiteConnection &connection) {
-            return connection.run(
-                u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) INSERT INTO "
-                "journal (run_id, ts, type, payload) SELECT ?, i, 'note', json_object('type', 'note', "
-                "'text', CAST(i AS TEXT)) FROM n"_s,
-                {SQLiteValue::int_(count), SQLiteValue::text(runID)});
-        };
-        ASSERT_TRUE(database->sync(insert));
-    }
-
-    TestHome m_home;
-    QProcessEnvironment m_environment;
-    QProcess m_instance;
-};
-
-const QStringList addNightly{u"agents"_s, u"add"_s,       u"--name"_s,   u"Nightly"_s, u"--cwd"_s,
-                             u"."_s,      u"--command"_s, u"Tidy up."_s, u"--daily"_s, u"09:00"_s};
+    const auto database = KeelhavenDatabase::open(paths).value();
+    const auto insert = [&](SQLiteConnection &connection) {
+        return connection.run(
+            u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) INSERT INTO "
+            "journal (run_id, ts, type, payload) SELECT ?, i, 'note', json_object('type', 'note', "
+            "'text', CAST(i AS TEXT)) FROM n"_s,
+            {SQLiteValue::int_(count), SQLiteValue::text(runID)});
+    };
+    ASSERT_TRUE(database->sync(insert));
+}
 
 } // namespace
 
@@ -407,7 +295,7 @@ TEST_F(ProgramsTest, LogsAgendaAndAttachShowWhatRanRunsAndWillRun)
     EXPECT_EQ(logs[u"scrollback"]->stringValue(), u"one\x1b[31m\ntwo");
     EXPECT_TRUE(logs[u"journal"]->arrayValue()->empty());
     EXPECT_EQ(logs[u"journalLeftOut"]->intValue(), 0);
-    report(id, 1200);
+    report(m_home.paths(), id, 1200);
     const auto few = keelhaven({u"logs"_s, id, u"--limit"_s, u"2"_s}).output;
     EXPECT_TRUE(few.contains(u"\nJournal\n1198 earlier reports are left out; --limit takes more.\n"));
     EXPECT_TRUE(few.endsWith(u"note      1200\n") && !few.contains(u" 1198\n")) << few.toStdString();
@@ -420,82 +308,6 @@ TEST_F(ProgramsTest, LogsAgendaAndAttachShowWhatRanRunsAndWillRun)
         u"keelhaven: The run %1 has no open session; \"keelhaven logs %1\" shows what it wrote.\n"_s.arg(
             id.left(8)));
     EXPECT_EQ(keelhaven({u"attach"_s}).error, u"keelhaven: A session can only be joined from a terminal.\n");
-}
-
-TEST_F(ProgramsTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
-{
-    start();
-    const auto second = keelhaven({u"--headless"_s});
-    EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.error, u"keelhaven: Keelhaven is already running.\n"_s);
-    for (const QStringList &words :
-         {QStringList{u"--headless"_s, u"keelhaven://scheduler/wake"_s},
-          QStringList{u"keelhaven://scheduler/wake"_s}, QStringList{u"open"_s, u"keelhaven://runs"_s}})
-        EXPECT_EQ(keelhaven(words).status, 0);
-    EXPECT_EQ(keelhaven({u"--headless"_s, u"nonsense"_s}).status, 2);
-    EXPECT_EQ(stop(SIGTERM), 0);
-    EXPECT_FALSE(QFileInfo::exists(m_home.path(u".run/keelhaven/control.sock"_s)));
-    EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
-}
-
-TEST_F(ProgramsTest, AWakeFindsAnInstanceOrBecomesOne)
-{
-    // On a machine without a screen, and with a display that went with its session.
-    for (const QString &display : {QString(), u"gone"_s}) {
-        m_environment.insert(u"WAYLAND_DISPLAY"_s, display);
-        start({u"--wake"_s});
-        EXPECT_EQ(keelhaven({u"--wake"_s}).status, 0);
-        EXPECT_EQ(keelhaven({u"open"_s, u"keelhaven://scheduler/wake"_s}).output, QString());
-        EXPECT_TRUE(keelhaven({u"open"_s}).output.contains(u"(\"kill %1\","_s.arg(m_instance.processId())));
-        EXPECT_EQ(stop(SIGTERM), 0);
-    }
-    m_environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-    EXPECT_EQ(keelhaven({u"--wake"_s}).status, 0);
-    EXPECT_EQ(keelhaven({u"open"_s}).output, QString()) << "it has its window";
-    endDetached();
-}
-
-TEST_F(ProgramsTest, WithoutAUsableDataFolderItComesUpAndIsStillTheOne)
-{
-    // Root may write into any folder, but makes none below a file.
-    m_environment.insert(u"XDG_DATA_HOME"_s, m_home.write(u"data"_s, "no folder"));
-    m_environment.insert(u"TMPDIR"_s, m_home.path());
-    start();
-    EXPECT_TRUE(keelhaven({u"status"_s}).error.startsWith(u"keelhaven: The database did not open ("_s));
-    EXPECT_EQ(keelhaven({u"agents"_s, u"list"_s}).status, 0);
-    EXPECT_EQ(keelhaven({u"--headless"_s}).error, u"keelhaven: Keelhaven is already running.\n"_s);
-    EXPECT_EQ(keelhaven({u"doctor"_s}).status, 1) << "no run can be kept";
-    EXPECT_EQ(stop(SIGTERM), 0);
-    m_environment.remove(u"XDG_DATA_HOME"_s);
-    start();
-    EXPECT_EQ(keelhaven({u"status"_s}).error, QString());
-}
-
-TEST_F(ProgramsTest, TheWindowIsTheInstanceASecondStartRaisesItAndASignalEndsIt)
-{
-    m_environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-    m_environment.insert(u"WAYLAND_DISPLAY"_s, u"none"_s);
-    start({});
-    EXPECT_EQ(keelhaven(addNightly).status, 0);
-    EXPECT_EQ(keelhaven({}).status, 0) << "the first one came to the front";
-    EXPECT_EQ(stop(SIGTERM), 0);
-}
-
-TEST_F(ProgramsTest, ALinkStartsKeelhavenWhereNoneRuns)
-{
-    m_environment.remove(u"DISPLAY"_s);
-    m_environment.remove(u"WAYLAND_DISPLAY"_s);
-    const auto tooLong = keelhaven({u"open"_s, u"keelhaven://run/"_s + QString(2048, u'x')});
-    EXPECT_EQ(tooLong.status, 1);
-    EXPECT_EQ(tooLong.error, u"keelhaven: Only keelhaven:// links of at most 2048 bytes can be opened.\n"_s);
-    const auto started = keelhaven({u"open"_s, u"keelhaven://scheduler/wake"_s});
-    EXPECT_EQ(started.status, 0) << started.error.toStdString();
-    EXPECT_EQ(started.output, u"Keelhaven was not running; it has been started without a window.\n"_s);
-    EXPECT_EQ(keelhaven({u"status"_s}).status, 0);
-    const auto again = keelhaven({u"open"_s});
-    EXPECT_EQ(again.status, 0) << again.error.toStdString();
-    EXPECT_TRUE(again.output.startsWith(u"Keelhaven runs without a window. "_s));
-    endDetached();
 }
 
 TEST_F(ProgramsTest, InstallingTwiceChangesNothingAndUninstallingLeavesNothing)
@@ -562,20 +374,6 @@ TEST_F(ProgramsTest, PluginsAreListedWithAndWithoutAnInstance)
         ASSERT_TRUE(json[u"plugins"] && json[u"plugins"]->arrayValue());
         EXPECT_EQ(json[u"plugins"]->arrayValue()->size(), 1U);
     }
-}
-
-TEST_F(ProgramsTest, AKilledInstanceLeavesAgentsBehindAndNothingInTheWay)
-{
-    // Without a runtime folder of the session, both ends agree on the one among the data.
-    m_environment.remove(u"XDG_RUNTIME_DIR"_s);
-    start();
-    ASSERT_EQ(keelhaven(addNightly).status, 0);
-    EXPECT_EQ(stop(SIGKILL), -2);
-    EXPECT_TRUE(QFileInfo::exists(m_home.path(u".local/share/keelhaven/run/control.sock"_s)));
-    EXPECT_EQ(keelhaven({u"status"_s}).status, 3);
-    start({u"--headless"_s, u"keelhaven://scheduler/wake"_s});
-    EXPECT_TRUE(keelhaven({u"agents"_s, u"list"_s}).output.contains(u"Nightly"_s));
-    EXPECT_EQ(stop(SIGTERM), 0);
 }
 
 } // namespace Keelhaven
