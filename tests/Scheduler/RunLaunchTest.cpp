@@ -232,4 +232,19 @@ TEST_F(EngineTest, AWorkspaceRunsInItsOwnFolderWithTheProjectBeside)
         << "an agent's tools know no tilde";
 }
 
+TEST_F(EngineTest, AgentsOfOneNameWorkInWorkspacesOfTheirOwn)
+{
+    engine->start();
+    auto first = slot(u"My Work!"_s);
+    auto second = slot(u"my work"_s);
+    const auto save = [&](SchedulerSlot &agent) {
+        agent.workspaceMode = WorkspaceMode::Shared;
+        engine->upsert(agent);
+        return engine->slot(agent.id)->workspaceSlug;
+    };
+    EXPECT_EQ(save(first), u"my-work"_s);
+    EXPECT_EQ(save(second), u"my-work-"_s + uuidText(second.id).left(8).toLower());
+    EXPECT_EQ(save(first), u"my-work"_s);
+}
+
 } // namespace Keelhaven
