@@ -16,6 +16,12 @@ constexpr Span pasteSettle = 600ms;
 
 const QString enter = u"\r"_s;
 
+/// As keystrokes a carriage return is Enter, and would send the text off in pieces.
+QString asKeystrokes(QString text)
+{
+    return text.replace(u"\r\n"_s, u"\n"_s).replace(u'\r', u'\n');
+}
+
 Outcome writeBrief(const PromptDelivery::Plan &plan)
 {
     const auto *brief = std::get_if<PromptDelivery::Brief>(&plan);
@@ -96,7 +102,8 @@ QCoro::Task<> ensurePromptSubmitted(Context context, Delivery delivery)
     if (leftAfterEnter || context->clock.isClosed())
         co_return;
     // Two presses did nothing: the text itself was lost.
-    const bool retyped = co_await sendText(context, delivery.paneID, delivery.typed);
+    const QString keystrokes = asKeystrokes(delivery.typed);
+    const bool retyped = co_await sendText(context, delivery.paneID, keystrokes);
     if (!retyped)
         co_return;
     const bool slept = co_await context->clock.sleep(pasteSettle);

@@ -296,9 +296,10 @@ TEST_F(HerdrLauncherTest, ThePromptWaitsUntilTheScreenStandsStill)
 TEST_F(HerdrLauncherTest, ALostEnterIsPressedAgainAndTheTextTypedOnceMore)
 {
     transport->answers(Method::agentList, {listed(Status::Idle)});
-    ASSERT_TRUE(finish(launcher.prompt(run, u"go"_s)));
+    ASSERT_TRUE(finish(launcher.prompt(run, u"go\r\non"_s)));
+    EXPECT_EQ(transport->callsOf(Method::agentPrompt).value(0).text(u"text"), u"go\r\non");
     EXPECT_EQ(typed(),
-              (QStringList{u"4 Enter"_s, u"8 Enter"_s, u"12 go"_s, u"12.6 Enter"_s, u"16.6 Enter"_s}));
+              (QStringList{u"4 Enter"_s, u"8 Enter"_s, u"12 go\non"_s, u"12.6 Enter"_s, u"16.6 Enter"_s}));
     EXPECT_EQ(transport->callsOf(Method::agentList).size(), 1 + 5 * 8);
     EXPECT_EQ(std::chrono::duration<double>(clock.now().time_since_epoch()).count(), 1772600707 + 20.6);
 }
