@@ -128,8 +128,8 @@ public:
         ::fcntl(m_connection, F_SETFL, ::fcntl(m_connection, F_GETFL) | O_NONBLOCK);
     }
 
-    /// Gives the exit status.
-    int hold()
+    /// Gives the exit status; nothing when the instance was gone before it had read the request.
+    std::optional<int> hold()
     {
         while (!m_exit) {
             pollfd watched[2] = {{m_connection, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
@@ -152,6 +152,8 @@ public:
                 readInput();
         }
         m_hidden.reset();
+        if (m_isGone)
+            return std::nullopt;
         return m_becomes.empty() ? *m_exit : become(std::move(m_becomes));
     }
 
@@ -172,7 +174,9 @@ private:
         if (count < 0 && (errno == EAGAIN || errno == EINTR))
             return;
         if (count <= 0) {
-            m_exit = complain("Keelhaven went away before it had answered.");
+            // A child that a killed instance was just starting holds the socket open for another moment.
+            m_isGone = !m_isAccepted && m_reader.buffered() == 0;
+            m_exit = m_isGone ? 0 : complain("Keelhaven went away before it had answered.");
             return;
         }
         m_reader.append({bytes, static_cast<std::size_t>(count)});
@@ -249,6 +253,7 @@ private:
     std::optional<HiddenInput> m_hidden;
     std::vector<std::string> m_becomes;
     bool m_isAccepted = false;
+    bool m_isGone = false; ///< it hung up before it had read the request
     bool m_sendsInput = false;
     std::optional<int> m_exit;
 };

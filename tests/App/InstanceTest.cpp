@@ -1,6 +1,9 @@
+#include "App/ControlAddress.h"
 #include "App/ProgramsFixture.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <thread>
 
 // Who is the instance, how it comes up and what its end leaves.
 namespace Keelhaven {
@@ -25,6 +28,22 @@ protected:
 };
 
 } // namespace
+
+TEST_F(InstanceTest, OneThatIsGoneBeforeItReadsTheRequestDoesNotRun)
+{
+    const auto runtime = m_home.path(u".run/keelhaven"_s);
+    ASSERT_TRUE(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    auto listener = ControlAddress::listenIn(ControlAddress::openFolder(runtime.toStdString()));
+    ASSERT_TRUE(listener);
+    const std::jthread end([&listener] {
+        pollfd caller{listener.get(), POLLIN, 0};
+        static_cast<void>(::poll(&caller, 1, 10'000));
+        listener = {};
+    });
+    const auto answer = keelhaven({u"status"_s});
+    EXPECT_EQ(answer.status, 3) << answer.error.toStdString();
+}
 
 TEST_F(InstanceTest, ThereIsOneInstanceAndASecondStartDeliversItsLink)
 {
