@@ -30,9 +30,11 @@ LOOKS = {
 def git(folder, *words, longest=LONGEST_OUTPUT):
     """What git prints, cut to what a session can read. Raises Refused."""
     command = [*GIT, "-C", folder, *words]
+    # A session that was started by a hook of git is told of another repository.
+    environment = {name: value for name, value in os.environ.items() if not name.startswith("GIT_")} | GIT_ENVIRONMENT
     try:
         done = subprocess.run(
-            command, capture_output=True, stdin=subprocess.DEVNULL, timeout=GIT_SECONDS, env=os.environ | GIT_ENVIRONMENT
+            command, capture_output=True, stdin=subprocess.DEVNULL, timeout=GIT_SECONDS, env=environment
         )
     except (OSError, subprocess.TimeoutExpired) as failure:
         raise Refused(f"git gave no answer in {folder}: {type(failure).__name__}") from None

@@ -48,7 +48,7 @@ class BoardTest(unittest.TestCase):
 
     def call(self, *words, text=""):
         program = [sys.executable, "-I", "-B", str(PLUGIN / "keelhaven/board.py"), *words]
-        environment = {"PATH": os.environ["PATH"], "HOME": str(self.home)}
+        environment = {"PATH": os.environ["PATH"], "HOME": str(self.home), "GIT_DIR": str(self.home / "another.git")}
         done = subprocess.run(program, cwd=self.home, env=environment, input=text, capture_output=True, text=True, encoding="utf-8")
         return done.returncode, done.stdout + done.stderr
 
