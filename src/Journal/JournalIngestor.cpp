@@ -272,7 +272,7 @@ QList<SQLiteRow> JournalIngestor::rowsBefore(const QUuid &runID, double ts, qint
 {
     using V = SQLiteValue;
     const auto rows = m_database.sync([&](SQLiteConnection &connection) {
-        return connection.query(u"SELECT id, ts, type, payload FROM journal WHERE run_id = ? AND (ts, id) < "
+        return connection.query(u"SELECT id, ts, payload FROM journal WHERE run_id = ? AND (ts, id) < "
                                 "(?, ?) ORDER BY ts DESC, id DESC LIMIT ?"_s,
                                 {V::uuid(runID), V::double_(ts), V::int_(id), V::int_(limit)});
     });

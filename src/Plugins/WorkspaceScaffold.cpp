@@ -254,7 +254,7 @@ QCoro::Task<> WorkspaceScaffold::installPlugins(QStringList plugins, QString dir
     const auto ended = qScopeGuard([done] { done.resolve(true); });
     if (const auto before = std::exchange(installs->last, done)) {
         installs->waiting.insert(wanted);
-        static_cast<void>(co_await *before);
+        [[maybe_unused]] const bool isOver = co_await *before;
         installs->waiting.remove(wanted);
     }
     const QString folder = QFileInfo(dir).fileName();

@@ -5,10 +5,9 @@
 #include "Platform/Clock.h"
 #include "Platform/Result.h"
 
+#include <QCoroTask>
 #include <QUuid>
 #include <functional>
-
-#include <QCoroTask>
 
 namespace Keelhaven {
 

@@ -99,14 +99,12 @@ void PromptField::recompute()
     updateNotices();
     const auto token = PromptTokenizer::activeToken(m_text, m_caret);
     if (!token || !m_isOpen)
-        show({}, std::nullopt);
-    else if (token->kind == PromptToken::Kind::SlashCommand)
-        show(m_model.commandSuggestions(token->partial), token);
-    else {
-        m_wantedPath = {*token, ticket};
-        if (!m_isListing)
-            m_tasks.spawn(findPaths(), "PromptField::findPaths");
-    }
+        return show({}, std::nullopt);
+    if (token->kind == PromptToken::Kind::SlashCommand)
+        return show(m_model.commandSuggestions(token->partial), token);
+    m_wantedPath = {*token, ticket};
+    if (!m_isListing)
+        m_tasks.spawn(findPaths(), "PromptField::findPaths");
 }
 
 QCoro::Task<> PromptField::findPaths()
