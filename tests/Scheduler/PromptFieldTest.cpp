@@ -2,6 +2,7 @@
 
 #include "Platform/OneShot.h"
 #include "Platform/Tasks.h"
+#include "Support/HeldPool.h"
 #include "Support/TestHome.h"
 #include "Support/VirtualClock.h"
 
@@ -139,11 +140,13 @@ TEST_F(PromptFieldTest, GoesOnIntoAFolder)
 
 TEST_F(PromptFieldTest, OneFolderIsListedAtATime)
 {
+    auto slow = std::make_unique<HeldPool>();
     for (const QString &text : {u"./n"_s, u"./ne"_s, u"./nested/"_s}) {
         field.edited(text, text.size());
         clock.advance(120ms);
         EXPECT_EQ(tasks.running(), 1) << text.toStdString();
     }
+    slow.reset();
     finish();
     EXPECT_EQ(list(), u"./nested/x"_s);
 }
@@ -151,10 +154,12 @@ TEST_F(PromptFieldTest, OneFolderIsListedAtATime)
 TEST_F(PromptFieldTest, WhoTypesBeforeTheCommandsAreFoundGetsThemThen)
 {
     PromptField early(paths(home), clock, tasks);
+    auto slow = std::make_unique<HeldPool>();
     early.setSurroundings(cwds, inventory);
     early.edited(u"/r"_s, 2);
     clock.advance(120ms);
     EXPECT_FALSE(early.isOpen());
+    slow.reset();
     finish();
     EXPECT_TRUE(early.isOpen());
     early.load(u"/r"_s);
