@@ -205,7 +205,7 @@ QString described(const Word &word)
     return shellQuoted(QString(word.text).replace(u':', u"\\:"_s) + u':' + word.meaning);
 }
 
-/// Text inside the brackets of an _arguments specification.
+/// Text inside the brackets of an _arguments entry.
 QString bracketed(QString text)
 {
     return text.replace(u'\\', u"\\\\"_s).replace(u'[', u"\\["_s).replace(u']', u"\\]"_s);
@@ -223,13 +223,13 @@ QString zshArguments(const CommandSpec &command, const QString &indent)
 {
     QString text = indent + u"_arguments \\\n"_s;
     for (const auto &[name, option] : spellings(command)) {
-        QString specification = option->form == OptionForm::List ? u"*"_s : QString();
-        specification += u"--%1[%2]"_s.arg(name, bracketed(option->help.toString()));
+        QString entry = option->form == OptionForm::List ? u"*"_s : QString();
+        entry += u"--%1[%2]"_s.arg(name, bracketed(option->help.toString()));
         const QStringList words = choices(*option);
         if (takesValue(*option))
-            specification += u":%1:%2"_s.arg(QString(option->value.toString()).replace(u':', u"\\:"_s),
-                                             words.isEmpty() ? u"_files"_s : u"(%1)"_s.arg(words.join(u' ')));
-        text += indent + u"  %1 \\\n"_s.arg(shellQuoted(specification));
+            entry += u":%1:%2"_s.arg(QString(option->value.toString()).replace(u':', u"\\:"_s),
+                                     words.isEmpty() ? u"_files"_s : u"(%1)"_s.arg(words.join(u' ')));
+        text += indent + u"  %1 \\\n"_s.arg(shellQuoted(entry));
     }
     const QStringList keys = operands(command);
     if (!keys.isEmpty())
