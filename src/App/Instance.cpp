@@ -48,13 +48,16 @@ void endTasks(Machine &machine, AppModel &model)
     machine.children.close();
     machine.http.close();
     // What comes back from another thread may hand it the next piece of work, so this takes some rounds.
+    const auto running = [&model] { return model.tasks().running() + model.scheduler().runningTasks(); };
     auto wait = longestHostAnswer;
-    for (int round = 0; round < 10 && model.tasks().running() > 0; ++round) {
+    for (int round = 0; round < 10 && running() > 0; ++round) {
         QThreadPool::globalInstance()->waitForDone(200);
         if (!HerdrSocketQueue::finish(wait))
             wait = {};
         QCoreApplication::sendPostedEvents();
     }
+    // Without a loop nobody does what was to be done later.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 } // namespace

@@ -120,6 +120,9 @@ public:
     void stop(const QUuid &runID);
     /// Finds due agents. The only way to the Scheduled trigger.
     void evaluateDueSlots(Date now);
+    /// Launches, wind-downs and the like that are under way; after shutdown() what has still to be waited
+    /// for.
+    [[nodiscard]] int runningTasks() const { return m_tasks.running(); }
     /// The user's time zone is another one: aims every timer anew.
     void zoneChanged();
     /// One round of supervision over the live runs. A call during another one returns at once.
