@@ -21,8 +21,7 @@ public:
     Timer() = default;
     explicit Timer(std::unique_ptr<Impl> impl)
         : m_impl(std::move(impl))
-    {
-    }
+    {}
 
     void reset() { m_impl.reset(); }
     [[nodiscard]] explicit operator bool() const { return m_impl != nullptr; }
@@ -42,8 +41,7 @@ public:
         Sleep(Clock &clock, Span span)
             : m_clock(clock)
             , m_span(span)
-        {
-        }
+        {}
         Sleep(const Sleep &) = delete;
         Sleep &operator=(const Sleep &) = delete;
         ~Sleep();
@@ -67,7 +65,8 @@ public:
     /// Wall-clock time. It may jump either way; deadlines are compared with it after every wake-up.
     [[nodiscard]] virtual Date now() const = 0;
 
-    /// Runs `callback` once on the main loop, `delay` from now (at the next turn for a delay of zero or less).
+    /// Runs `callback` once on the main loop, `delay` from now (at the next turn for a delay of zero or
+    /// less).
     [[nodiscard]] virtual Timer after(Span delay, std::function<void()> callback) = 0;
 
     /// Runs `callback` every `interval`, first after one interval.
@@ -76,8 +75,8 @@ public:
     /// `const bool slept = co_await clock.sleep(…)`; on false the waiter must end: the program is going down.
     [[nodiscard]] Sleep sleep(Span span) { return Sleep(*this, span); }
 
-    /// Wakes every sleeper with false and lets no later one sleep. For shutdown: a suspended coroutine frame that
-    /// nobody resumes is leaked.
+    /// Wakes every sleeper with false and lets no later one sleep. For shutdown: a suspended coroutine frame
+    /// that nobody resumes is leaked.
     void close();
     [[nodiscard]] bool isClosed() const { return m_closed; }
 

@@ -8,7 +8,8 @@ namespace Keelhaven {
 class InotifyDirectoryWatchFactory : public DirectoryWatchFactory
 {
 public:
-    [[nodiscard]] std::unique_ptr<DirectoryWatch> watch(const QString &folder, std::function<void()> onEvent, std::function<void()> onLost) override;
+    [[nodiscard]] std::unique_ptr<DirectoryWatch> watch(const QString &folder, std::function<void()> onEvent,
+                                                        std::function<void()> onLost) override;
 };
 
 } // namespace Keelhaven

@@ -8,8 +8,8 @@
 
 namespace Keelhaven {
 
-/// A calendar moment as a per-user job manager takes it: "Month", "Day", "Weekday" (0 = Sunday), "Hour", "Minute";
-/// a missing part matches every value.
+/// A calendar moment as a per-user job manager takes it: "Month", "Day", "Weekday" (0 = Sunday), "Hour",
+/// "Minute"; a missing part matches every value.
 using CalendarEntry = QMap<QString, int>;
 
 /// Keeps one per-user job that delivers the wake link at calendar moments.
@@ -18,8 +18,8 @@ class JobManager
 public:
     virtual ~JobManager() = default;
 
-    /// Makes the job `label` fire at exactly these moments; an empty list removes it. Failures are swallowed: the
-    /// application's own timers go on while it runs.
+    /// Makes the job `label` fire at exactly these moments; an empty list removes it. Failures are swallowed:
+    /// the application's own timers go on while it runs.
     [[nodiscard]] virtual QCoro::Task<> schedule(QString label, QList<CalendarEntry> entries) = 0;
 };
 

@@ -7,8 +7,8 @@
 
 namespace Keelhaven {
 
-/// A value that arrives once, for one waiting coroutine on the same thread. The first resolve() wins and later ones
-/// are dropped, so a process's end and its time-out can race. Copies share the same value.
+/// A value that arrives once, for one waiting coroutine on the same thread. The first resolve() wins and
+/// later ones are dropped, so a process's end and its time-out can race. Copies share the same value.
 template <typename T>
 class OneShot
 {
@@ -21,8 +21,7 @@ class OneShot
 public:
     OneShot()
         : m_state(std::make_shared<State>())
-    {
-    }
+    {}
 
     /// Gives the value and resumes the waiter, inside this call. False when a value was already there.
     bool resolve(T value) const

@@ -46,8 +46,8 @@ class ProcessRunner
 public:
     virtual ~ProcessRunner() = default;
 
-    /// Runs to the end or to the time-out. Each child leads a process group; at the time-out the whole group gets
-    /// SIGTERM and, two seconds later, SIGKILL.
+    /// Runs to the end or to the time-out. Each child leads a process group; at the time-out the whole group
+    /// gets SIGTERM and, two seconds later, SIGKILL.
     [[nodiscard]] virtual QCoro::Task<ProcessResult> run(ProcessSpec spec) = 0;
 
     /// Starts a process that outlives this one, in a session of its own with its streams on the null device.

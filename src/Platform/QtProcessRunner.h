@@ -13,8 +13,8 @@ public:
     [[nodiscard]] QCoro::Task<ProcessResult> run(ProcessSpec spec) override;
     [[nodiscard]] bool startDetached(const ProcessSpec &spec) override;
 
-    /// Kills what still runs, tells the waiters, and starts nothing more. For shutdown: a coroutine frame that nobody
-    /// resumes is leaked.
+    /// Kills what still runs, tells the waiters, and starts nothing more. For shutdown: a coroutine frame
+    /// that nobody resumes is leaked.
     void close();
 
 private:

@@ -26,8 +26,7 @@ QCoro::Task<> watch(QCoro::Task<> task, const char *name, std::shared_ptr<int> r
 
 Tasks::Tasks()
     : m_running(std::make_shared<int>(0))
-{
-}
+{}
 
 void Tasks::spawn(QCoro::Task<> task, const char *name)
 {

@@ -9,8 +9,9 @@
 
 namespace Keelhaven {
 
-/// Starts fire-and-forget coroutines. It is the only place that may drop a QCoro::Task: an exception that escapes one
-/// is written to the system log under `name` instead of vanishing. The coroutine guards its own owner (QPointer).
+/// Starts fire-and-forget coroutines. It is the only place that may drop a QCoro::Task: an exception that
+/// escapes one is written to the system log under `name` instead of vanishing. The coroutine guards its own
+/// owner (QPointer).
 class Tasks
 {
 public:
@@ -33,7 +34,8 @@ QCoro::Task<std::invoke_result_t<F>> onPool(F work)
 {
     using R = std::invoke_result_t<F>;
     OneShot<R> done;
-    // The worker must hold no last reference to the shared state: it is counted, but its waiter is not guarded.
+    // The worker must hold no last reference to the shared state: it is counted, but its waiter is not
+    // guarded.
     auto *relay = new QObject;
     QThreadPool::globalInstance()->start([relay, done, work = std::move(work)]() mutable {
         auto result = std::make_shared<R>(work());
