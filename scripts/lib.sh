@@ -15,8 +15,8 @@ window_packages=(qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtqu
     qml6-module-qtquick-layouts qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
     qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel fonts-inter
     fonts-noto-color-emoji)
-# What tests hold our files against: the desktop entry, the manual page, the units and their calendar lines.
-test_packages=(desktop-file-utils man-db systemd)
+# What tests hold our files against: the desktop entry, the manual page, the units and their calendar lines, the completions.
+test_packages=(desktop-file-utils man-db systemd zsh fish)
 bench_packages=(libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
 check_packages=(clang-format-19 clang-tidy-19)
 
